@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+/// \file The servers at the other end, each in a process of its own.
+#ifndef SUPPORT_SERVERS_H
+#define SUPPORT_SERVERS_H
+
+#include "support/Folder.h"
+#include "support/Process.h"
+
+#include <memory>
+
+namespace bench {
+
+/// The benchmark server.
+class SmallServer {
+public:
+    SmallServer();
+    unsigned short port() const { return m_port; }
+    /// "http://127.0.0.1:PORT" and what follows.
+    std::string url(const std::string& path) const;
+
+private:
+    Process m_process;
+    unsigned short m_port;
+};
+
+/// nginx with a configuration of its own, which serves the files of one folder.
+class Nginx {
+public:
+    /// \param root the folder whose files are served.
+    explicit Nginx(const std::string& root);
+    std::string url(const std::string& path) const;
+
+private:
+    Folder m_folder;
+    unsigned short m_port = 0;
+    std::unique_ptr<Process> m_process;
+};
+
+} // namespace bench
+
+#endif

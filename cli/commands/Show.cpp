@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+// Pictures in the terminal.
+#include "commands/Downloads.h"
+#include "commands/Words.h"
+#include "output/Picture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+namespace kinloom {
+
+namespace {
+
+constexpr Word<PictureMode> MODE_WORDS[] = {
+    {"auto", PictureMode::AUTO},   {"symbols", PictureMode::SYMBOLS}, {"sixels", PictureMode::SIXELS},
+    {"kitty", PictureMode::KITTY}, {"iterm", PictureMode::ITERM},
+};
+
+/// Thumbnails by how well they suit a terminal.
+constexpr const char* THUMBNAILS[] = {"contentThumbnail_540X405", "contentThumbnail_1920X1080", "contentThumbnail_116X87"};
+
+constexpr int MOST_PIXELS = 1920;
+
+struct ShowOptions {
+    std::string uid;
+    unsigned int width = 0;
+    unsigned int height = 0;
+    PictureMode mode = PictureMode::AUTO;
+};
+
+/// A name and an address of what is to be shown.
+struct Source {
+    std::string name;
+    std::string url;
+};
+
+Source sourceOf(const W::WContent& content)
+{
+    for (const char* name : THUMBNAILS) {
+        for (const W::WMediaResource& thumbnail : content.getThumbnails()) {
+            if (thumbnail.getUID() == name && !thumbnail.getResourceURL().empty())
+                return {name, thumbnail.getResourceURL()};
+        }
+    }
+    if (content.getResourceURL().empty())
+        throw Failure(Exit::FAILED, "content " + content.getUID() + " has no usable address");
+    return {"original", content.getResourceURL()};
+}
+
+Picture fetchPicture(Operations& operations, const Source& source)
+{
+    const TargetFolder temporary(std::filesystem::temp_directory_path().string());
+    const Staging staging(temporary);
+    fetch(operations, source.url, staging, source.name);
+    return readPicture(staging.file(), MOST_PIXELS);
+}
+
+Json linesOf(const std::string& drawn)
+{
+    Json lines = Json::array();
+    std::istringstream text(drawn);
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+Exit show(Context& context, const ShowOptions& options)
+{
+    Operations& operations = context.operations();
+    const Source source = sourceOf(operations.viewContent(options.uid));
+    const Picture picture = fetchPicture(operations, source);
+
+    const Output::Size size = context.output.size();
+    Frame frame;
+    frame.columns = static_cast<int>(options.width > 0 ? options.width : size.columns);
+    // The prompt needs a row below the picture.
+    frame.rows = static_cast<int>(options.height > 0 ? options.height : std::max<std::size_t>(size.rows, 2) - 1);
+    frame.mode = options.mode;
+    frame.terminal = context.output.isTerminal();
+    frame.colour = context.output.colour() || (!frame.terminal && !context.options.noColour);
+    if (context.options.json) {
+        frame.terminal = false;
+        frame.mode = PictureMode::AUTO;
+    }
+    const std::string drawn = drawPicture(picture, frame);
+    const Json document = {{"id", options.uid},
+                           {"picture", source.name},
+                           {"width", picture.width},
+                           {"height", picture.height},
+                           {"lines", context.options.json ? linesOf(drawn) : Json::array()}};
+    context.result(document, [&] { context.output.line(drawn); });
+    return Exit::OK;
+}
+
+} // namespace
+
+void addShowCommands(CLI::App& app, Action& action)
+{
+    CLI::App* const command = app.add_subcommand("show", "Shows a photo in the terminal");
+    const auto options = onCommand(*command, action, show);
+    command->add_option("UID", options->uid, "The content's identifier")->required();
+    command->add_option("--width", options->width, "Columns to fill; without it, the terminal's")
+        ->check(CLI::Range(1, 1000).description(""));
+    command->add_option("--height", options->height, "Rows to fill; without it, the terminal's")
+        ->check(CLI::Range(1, 1000).description(""));
+    addWordOption(*command, "--mode", options->mode, MODE_WORDS, "How to draw it");
+}
+
+} // namespace kinloom

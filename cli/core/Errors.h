@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+/// \file Everything that goes wrong, as one line and an exit code.
+#ifndef KINLOOM_CORE_ERRORS_H
+#define KINLOOM_CORE_ERRORS_H
+
+#include "W/WStatus.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace kinloom {
+
+/// The program's exit codes; part of its interface.
+enum class Exit : int {
+    OK = 0,
+    FAILED = 1,        ///< the service or the plugin refused the operation, or it failed
+    USAGE = 2,         ///< the command line makes no sense
+    NOT_SIGNED_IN = 3, ///< not configured, or the service does not accept this device
+    UNREACHABLE = 4,   ///< the service cannot be reached, does not answer in time, or breaks off
+    LOCAL_FILE = 5,    ///< a file or folder of this computer cannot be used
+    INTERRUPTED = 130, ///< Ctrl-C
+};
+
+/// A command has failed. what() is one readable line: what happened, and what to do about it.
+class Failure : public std::runtime_error {
+public:
+    Failure(Exit exit, const std::string& message, W::WSTATUS status = W::WSTATUS_OK)
+        : std::runtime_error(message), m_exit(exit), m_status(status)
+    {
+    }
+
+    Exit exitCode() const { return m_exit; }
+    /// The status that the plugin reported; 0 when the failure is none of the plugin's.
+    W::WSTATUS status() const { return m_status; }
+
+private:
+    Exit m_exit;
+    W::WSTATUS m_status;
+};
+
+/// The person wants the program to end.
+class Interrupted : public Failure {
+public:
+    explicit Interrupted(int exit)
+        : Failure(static_cast<Exit>(exit), "interrupted; nothing is left of what was under way", W::WSTATUS_CANCELLED)
+    {
+    }
+};
+
+/// Nobody reads standard output any more: the program ends without a word.
+class OutputClosed : public Failure {
+public:
+    OutputClosed() : Failure(Exit::LOCAL_FILE, "nobody reads the output") {}
+};
+
+/// What a status means to the person at the keyboard. "{address}" stands for the service's address.
+struct StatusMeaning {
+    W::WSTATUS status;
+    Exit exit;
+    std::string_view meaning;
+    std::string_view advice;
+};
+
+/// The meaning of a negative status; one without a meaning of its own has that of the general failure.
+const StatusMeaning& meaningOf(W::WSTATUS status);
+
+/// The failure that a negative status stands for.
+/// \param attempt what was tried, such as "cannot list the groups".
+/// \param address of the service.
+Failure statusFailure(std::string_view attempt, W::WSTATUS status, std::string_view address);
+
+/// A failure with a file of this computer. \param error an errno; 0 when there is none.
+Failure fileFailure(const std::string& path, const std::string& problem, int error = 0);
+
+} // namespace kinloom
+
+#endif

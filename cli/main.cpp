@@ -1,0 +1,5 @@
+// SPDX-License-Identifier: MIT
+// kinloom: a host for the plugin that a person can type at.
+#include "commands/CommandLine.h"
+
+int main(int argc, char** argv) { return kinloom::runProgram(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc)); }

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+/// \file The host's records as JSON and as rows.
+#ifndef KINLOOM_OUTPUT_RECORDS_H
+#define KINLOOM_OUTPUT_RECORDS_H
+
+#include "W/WKinloomOAI.h"
+#include "output/Json.h"
+#include "output/Table.h"
+
+#include <vector>
+
+namespace kinloom {
+
+/// What a list was asked to bring beside the records. What it does not bring is left out: it would read as nothing or as zero.
+struct Included {
+    bool usage = true;
+    bool creator = true;
+};
+Included includedBy(W::KL_OPTION_INCLUDE include);
+
+Json toJson(const W::WPerson& person);
+Json toJson(const W::WGroup& group, Included included);
+Json toJson(const W::WComment& comment);
+Json toJson(const W::WContent& content);
+
+Table groupTable(const std::vector<W::WGroup>& groups, Included included);
+Table feedTable(const std::vector<W::WContent>& contents);
+Table commentTable(const std::list<W::WComment>& comments);
+Sheet contentSheet(const W::WContent& content);
+Sheet commentSheet(const W::WComment& comment);
+
+/// When a content was made, by whichever of its dates says so.
+const W::WDateTime& madeAt(const W::WContent& content);
+/// When a content came to the service.
+const W::WDateTime& sharedAt(const W::WContent& content);
+
+} // namespace kinloom
+
+#endif

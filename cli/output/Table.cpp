@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#include "output/Table.h"
+
+#include "core/Text.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace kinloom {
+
+namespace {
+
+constexpr std::size_t GAP = 2;
+constexpr std::size_t NARROWEST = 8; // below that a cell tells nothing any more
+
+void trimRight(std::string& line) { line.erase(line.find_last_not_of(' ') + 1); }
+
+} // namespace
+
+void Table::add(const std::vector<std::string>& cells)
+{
+    std::vector<std::string> row;
+    row.reserve(m_columns.size());
+    for (const std::string& cell : cells)
+        row.push_back(neutralised(cell));
+    row.resize(m_columns.size());
+    m_rows.push_back(std::move(row));
+}
+
+std::vector<std::size_t> Table::widths(std::size_t columns) const
+{
+    std::vector<std::size_t> widths;
+    for (std::size_t i = 0; i < m_columns.size(); ++i) {
+        std::size_t width = displayWidth(m_columns[i].title);
+        for (const auto& row : m_rows)
+            width = std::max(width, displayWidth(row[i]));
+        widths.push_back(width);
+    }
+    std::size_t total = std::accumulate(widths.begin(), widths.end(), GAP * (widths.size() - 1));
+    // The widest of the columns that give way gives first.
+    while (total > columns) {
+        std::size_t* widest = nullptr;
+        for (std::size_t i = 0; i < widths.size(); ++i) {
+            if (m_columns[i].shrinks && widths[i] > NARROWEST && (widest == nullptr || widths[i] > *widest))
+                widest = &widths[i];
+        }
+        if (widest == nullptr)
+            break;
+        --*widest;
+        --total;
+    }
+    return widths;
+}
+
+std::string Table::aligned(std::size_t columns, bool colour) const
+{
+    const std::vector<std::size_t> width = widths(columns);
+    const auto lineOf = [&](auto cellAt) {
+        std::string line;
+        for (std::size_t i = 0; i < m_columns.size(); ++i) {
+            line += padded(clipped(cellAt(i), width[i]), width[i], m_columns[i].alignRight);
+            line.append(GAP, ' ');
+        }
+        trimRight(line);
+        return line;
+    };
+    std::string text = lineOf([&](std::size_t i) { return m_columns[i].title; });
+    if (colour)
+        text = "\x1b[1m" + text + "\x1b[0m";
+    text += '\n';
+    for (const auto& row : m_rows)
+        text += lineOf([&](std::size_t i) { return row[i]; }) + '\n';
+    return text;
+}
+
+std::string Table::plain() const
+{
+    std::string text;
+    for (const auto& row : m_rows) {
+        for (std::size_t i = 0; i < row.size(); ++i)
+            text.append(i == 0 ? "" : "\t").append(row[i]);
+        text += '\n';
+    }
+    return text;
+}
+
+void Table::print(Output& output) const
+{
+    output.write(output.tables() ? aligned(output.size().columns, output.colour()) : plain());
+}
+
+void Sheet::add(const std::string& name, const std::string& value)
+{
+    if (!value.empty())
+        m_rows.emplace_back(name, neutralised(value));
+}
+
+std::string Sheet::aligned() const
+{
+    std::size_t width = 0;
+    for (const auto& row : m_rows)
+        width = std::max(width, displayWidth(row.first));
+    std::string text;
+    for (const auto& [name, value] : m_rows)
+        text.append(padded(name, width + GAP)).append(value).append("\n");
+    return text;
+}
+
+std::string Sheet::plain() const
+{
+    std::string text;
+    for (const auto& [name, value] : m_rows)
+        text.append(name).append("\t").append(value).append("\n");
+    return text;
+}
+
+void Sheet::print(Output& output) const { output.write(output.tables() ? aligned() : plain()); }
+
+} // namespace kinloom

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+/// \file The sockets of a transfer loop's connections.
+#ifndef HTTP_CONNECTIONS_H
+#define HTTP_CONNECTIONS_H
+
+#include "http/Internal.h"
+
+#include <curl/curl.h>
+#include <vector>
+
+namespace W {
+namespace WHOST_INTERNAL http {
+
+/// Knows the sockets of the connections that one multi handle keeps, by their ports: libcurl does not tell which socket a request
+/// is about to be sent on. Belongs to whoever has the multi handle.
+class Connections {
+public:
+    /// Notes the socket of a new connection, if it is the one with these ports.
+    void add(curl_socket_t socket, int localPort, int remotePort);
+    /// True when something has arrived on a kept connection, or it was closed, since its last reply. What a server sent too much
+    /// would be taken for the reply to the next request.
+    bool isUsedUp(int localPort, int remotePort) const;
+
+    /// For CURLOPT_CLOSESOCKETFUNCTION, with the object as its data: forgets the socket and closes it.
+    static int close(void* connections, curl_socket_t socket) noexcept;
+
+private:
+    struct Entry {
+        curl_socket_t socket;
+        int localPort;
+        int remotePort;
+    };
+    std::vector<Entry> m_entries;
+};
+
+} // namespace http
+} // namespace W
+
+#endif

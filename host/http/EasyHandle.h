@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+/// \file libcurl's easy handles, reused.
+#ifndef HTTP_EASYHANDLE_H
+#define HTTP_EASYHANDLE_H
+
+#include "W/Http.h"
+#include "http/Internal.h"
+
+#include <curl/curl.h>
+#include <memory>
+
+namespace W {
+namespace WHOST_INTERNAL http {
+
+class ClientOptions;
+class Connections;
+
+/// Sizes of buffers and the like that suit one kind of transfer.
+enum class TransferKind { UNKNOWN, MEMORY, FILE, UPLOAD };
+
+/// An easy handle that keeps its settings from one request to the next, so that only what differs has to be set.
+struct EasyHandle {
+    CURL* curl = nullptr;
+    /// The options that the handle is set up for; null when it is fresh.
+    std::shared_ptr<const ClientOptions> settings;
+    TransferKind kind = TransferKind::UNKNOWN;
+    /// True once the handle was given to a caller, or holds what must not outlive its request: anything may be set on it.
+    bool touched = false;
+    /// Where the sockets of the loop's connections are known; null when the handle is fresh.
+    Connections* connections = nullptr;
+    /// The socket made last for the handle's transfer.
+    curl_socket_t lastSocket = CURL_SOCKET_BAD;
+    /// The request that the handle's callbacks work for.
+    HttpRequest* request = nullptr;
+};
+
+/// Gives a handle back to the pool.
+struct EasyReturn {
+    void operator()(EasyHandle* easy) const noexcept;
+};
+using EasyPointer = std::unique_ptr<EasyHandle, EasyReturn>;
+
+/// A handle from the pool, or a new one; null when there is no memory. Any thread.
+EasyPointer takeEasy() noexcept;
+
+/// Sets libcurl up, once for the process. It is never shut down: others in the process may use it too. Any thread.
+bool initialiseCurl() noexcept;
+
+} // namespace http
+} // namespace W
+
+#endif

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "http/Options.h"
+
+#include <algorithm>
+#include <mutex>
+#include <vector>
+
+namespace W {
+
+namespace {
+
+struct Current {
+    std::mutex mutex;
+    std::shared_ptr<const http::ClientOptions> options = std::make_shared<const http::ClientOptions>(HttpOptions());
+};
+
+/// Never destroyed: the worker may read it while the process exits.
+Current& current()
+{
+    static Current* const instance = new Current;
+    return *instance;
+}
+
+/// The name goes into a header field, where a line break would begin another one.
+std::string onOneLine(std::string text)
+{
+    text.erase(std::remove_if(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }), text.end());
+    return text;
+}
+
+std::vector<std::string> ownFields(const HttpOptions& options, bool agent, bool encodings, bool posts)
+{
+    std::vector<std::string> lines;
+    if (agent && !options.userAgent.empty())
+        lines.push_back("User-Agent: " + options.userAgent);
+    if (encodings)
+        lines.push_back(std::string("Accept-Encoding: ") + http::ClientOptions::ENCODINGS);
+    // Large bodies would wait a second for a go-ahead that many servers never send.
+    if (posts)
+        lines.emplace_back("Expect:");
+    return lines;
+}
+
+} // namespace
+
+namespace WHOST_INTERNAL http {
+
+ClientOptions::ClientOptions(const HttpOptions& options) : m_values(options)
+{
+    m_values.userAgent = onOneLine(m_values.userAgent);
+    m_values.maxTransfers = std::max<std::size_t>(m_values.maxTransfers, 1);
+    m_values.maxRedirects = std::max(m_values.maxRedirects, 0L);
+    m_connectTo.assign(m_values.connectTo);
+    for (const bool agent : {false, true})
+        for (const bool encodings : {false, true})
+            for (const bool posts : {false, true})
+                m_fields[agent][encodings][posts].assign(ownFields(m_values, agent, encodings, posts));
+}
+
+std::shared_ptr<const ClientOptions> currentOptions()
+{
+    Current& now = current();
+    const std::lock_guard<std::mutex> lock(now.mutex);
+    return now.options;
+}
+
+} // namespace http
+
+void setHttpOptions(const HttpOptions& options)
+{
+    auto fresh = std::make_shared<const http::ClientOptions>(options);
+    Current& now = current();
+    // The old options are freed outside the lock.
+    const std::lock_guard<std::mutex> lock(now.mutex);
+    now.options.swap(fresh);
+}
+
+HttpOptions httpOptions() { return http::currentOptions()->values(); }
+
+} // namespace W

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#include "http/TransferSetup.h"
+
+#include "http/Connections.h"
+#include "http/Options.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace W {
+namespace WHOST_INTERNAL http {
+
+namespace {
+
+/// Smaller bodies fit libcurl's own buffers.
+constexpr std::size_t LARGE_BODY = 64u << 10;
+
+TransferKind kindOf(const HttpRequest::Impl& impl)
+{
+    if (impl.form || impl.body.size() > LARGE_BODY)
+        return TransferKind::UPLOAD;
+    return impl.type == HTTP_REQUEST_GET && !impl.path.empty() ? TransferKind::FILE : TransferKind::MEMORY;
+}
+
+void setKind(EasyHandle& easy, TransferKind kind)
+{
+    if (easy.kind == kind)
+        return;
+    const HttpOptions& options = easy.settings->values();
+    // Large buffers pay for large bodies only.
+    curl_easy_setopt(easy.curl, CURLOPT_BUFFERSIZE,
+                     kind == TransferKind::FILE ? options.downloadBufferBytes : static_cast<long>(CURL_MAX_WRITE_SIZE));
+    if (kind == TransferKind::UPLOAD)
+        curl_easy_setopt(easy.curl, CURLOPT_UPLOAD_BUFFERSIZE, options.uploadBufferBytes);
+    // A file is stored as it is; asking for it encoded would save nothing, since media are compressed already.
+    curl_easy_setopt(easy.curl, CURLOPT_ACCEPT_ENCODING, kind == TransferKind::FILE ? nullptr : ClientOptions::ENCODINGS);
+    easy.kind = kind;
+}
+
+/// True when there is a field of that name; a caller's field goes before the client's own.
+bool names(const std::vector<std::pair<STRING, STRING>>& fields, std::string_view name)
+{
+    return std::any_of(fields.begin(), fields.end(), [name](const auto& field) {
+        return field.first.size() == name.size() && curl_strequal(field.first.c_str(), name.data());
+    });
+}
+
+} // namespace
+
+void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& options, Connections& connections)
+{
+    if (easy.touched || easy.connections != &connections) {
+        curl_easy_setopt(easy.curl, CURLOPT_CLOSESOCKETFUNCTION, Connections::close);
+        curl_easy_setopt(easy.curl, CURLOPT_CLOSESOCKETDATA, &connections);
+        easy.connections = &connections;
+    }
+    if (!easy.touched && easy.settings == options)
+        return;
+    CURL* const curl = easy.curl;
+    const HttpOptions& values = options->values();
+
+    // A library may not rely on the process's signal handlers.
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    // A look-up that a time-out or a cancel gives up on ends by itself; nobody waits for it.
+    curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    // Redirects are followed here, hop by hop, since libcurl takes the caller's header fields along to other hosts.
+    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
+    curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(curl, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    curl_easy_setopt(curl, CURLOPT_FAILONERROR, 0L);
+    curl_easy_setopt(curl, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, values.connectTimeoutMs);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, values.totalTimeoutMs);
+    curl_easy_setopt(curl, CURLOPT_CONNECT_TO, options->connectTo());
+    // It is among the fields of the options.
+    curl_easy_setopt(curl, CURLOPT_USERAGENT, nullptr);
+    // Empty texts keep the environment out.
+    curl_easy_setopt(curl, CURLOPT_PROXY, values.proxy.c_str());
+    curl_easy_setopt(curl, CURLOPT_NOPROXY, "");
+
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, onBody);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &easy);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, onHeaderLine);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &easy);
+    curl_easy_setopt(curl, CURLOPT_HEADER, 0L);
+    curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, onSocket);
+    curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, &easy);
+    curl_easy_setopt(curl, CURLOPT_PREREQFUNCTION, onConnected);
+    curl_easy_setopt(curl, CURLOPT_PREREQDATA, &easy);
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, onProgress);
+    curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &easy);
+    curl_easy_setopt(curl, CURLOPT_PRIVATE, &easy);
+
+    easy.settings = options;
+    easy.kind = TransferKind::UNKNOWN;
+}
+
+void setMethod(HttpRequest::Impl& impl)
+{
+    EasyHandle& easy = *impl.easy;
+    CURL* const curl = easy.curl;
+    setKind(easy, kindOf(impl));
+    const bool posts = impl.type == HTTP_REQUEST_POST;
+    // libcurl repeats a request when a reused connection turns out to be closed. A GET may be repeated; a POST may have had its
+    // effect, so it gets a connection that is certain to be open.
+    impl.transfer.mustConnect = posts;
+    if (!posts) {
+        curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+        return;
+    }
+    if (impl.form) {
+        // Set last, since post fields that are set later would win. The handle must forget the form before it is freed.
+        easy.touched = true;
+        curl_easy_setopt(curl, CURLOPT_HTTPPOST, impl.form.get());
+        return;
+    }
+    curl_easy_setopt(curl, CURLOPT_POST, 1L);
+    // Without a body of the request's own, the fields that a caller set on the handle are the body.
+    if (easy.touched && impl.body.empty())
+        return;
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(impl.body.size()));
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, impl.body.c_str());
+}
+
+bool setHeader(HttpRequest::Impl& impl)
+{
+    Transfer& transfer = impl.transfer;
+    static const std::vector<std::pair<STRING, STRING>> none;
+    const auto& fields = transfer.foreign ? none : impl.header.fields();
+    const bool agent = !names(fields, "User-Agent");
+    const bool encodings = impl.easy->kind != TransferKind::FILE && !names(fields, "Accept-Encoding");
+    curl_slist* const own = transfer.options->fields(agent, encodings, impl.type == HTTP_REQUEST_POST);
+    transfer.header.assign(fields, HeaderList::Empty::AS_SEMICOLON, own);
+    return curl_easy_setopt(impl.easy->curl, CURLOPT_HTTPHEADER, transfer.header.get()) == CURLE_OK;
+}
+
+bool formFilesAreRegular(const curl_httppost* form)
+{
+    constexpr long NAMES_FILE = CURL_HTTPPOST_FILENAME | CURL_HTTPPOST_READFILE;
+    for (; form; form = form->next)
+        for (const curl_httppost* file = form; file; file = file->more) {
+            struct stat info {};
+            if ((file->flags & NAMES_FILE) == 0)
+                continue;
+            if (std::strcmp(file->contents, "-") == 0 || stat(file->contents, &info) != 0 || !S_ISREG(info.st_mode))
+                return false;
+        }
+    return true;
+}
+
+} // namespace http
+} // namespace W

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+/// \file How an easy handle is set up for a request.
+#ifndef HTTP_TRANSFERSETUP_H
+#define HTTP_TRANSFERSETUP_H
+
+#include "http/RequestImpl.h"
+
+namespace W {
+namespace WHOST_INTERNAL http {
+
+// What libcurl calls during a transfer; the last argument is the EasyHandle.
+std::size_t onBody(char* data, std::size_t, std::size_t size, void* user) noexcept;
+std::size_t onHeaderLine(char* line, std::size_t, std::size_t size, void* user) noexcept;
+int onSocket(void* user, curl_socket_t socket, curlsocktype) noexcept;
+int onConnected(void* user, char*, char*, int remotePort, int localPort) noexcept;
+int onProgress(void* user, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal, curl_off_t up) noexcept;
+
+/// Sets what is the same for all requests of a loop under these options, unless the handle has it already.
+void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& options, Connections& connections);
+
+/// Sets method, body and what suits their kind. Comes after setOptions.
+void setMethod(HttpRequest::Impl& impl);
+
+/// Builds the header list and sets it. Comes after setMethod. \return false when libcurl refuses it. \throw std::bad_alloc
+bool setHeader(HttpRequest::Impl& impl);
+
+/// True when every file that a form names is a regular one. libcurl would read "-" from standard input, wait for a writer at a
+/// FIFO, and send an empty part for a directory.
+bool formFilesAreRegular(const curl_httppost* form);
+
+} // namespace http
+} // namespace W
+
+#endif

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+/// \file The host's configuration file.
+#ifndef WHOST_CONFIGFILE_H
+#define WHOST_CONFIGFILE_H
+
+#include "W/WContentProvider.h"
+#include "whost/HttpOptions.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace W {
+
+/// A configuration that cannot be read, written or applied. what() is one readable line and names the file.
+class ConfigError : public std::runtime_error {
+public:
+    explicit ConfigError(const std::string& message, unsigned int lineNumber = 0) : std::runtime_error(message), m_line(lineNumber)
+    {
+    }
+    /// The line of the file that is wrong, counted from 1; 0 when no one line is.
+    unsigned int line() const { return m_line; }
+
+private:
+    unsigned int m_line;
+};
+
+/// A TOML file with one section for each provider and one for the HTTP client:
+///
+///     [provider.Kinloom]
+///     app_id = "..."
+///     AuthToken = "..."
+///     duid = "..."
+///
+///     [client]
+///     connect_to = ["openapi.kinloom.example:80:127.0.0.1:8750"]
+///     connect_timeout_ms = 10000
+///
+/// Keys of [client] are the names of HttpOptions' members with underscores: connect_to, connect_timeout_ms, stall_timeout_ms,
+/// stall_bytes_per_second, total_timeout_ms, max_redirects, max_memory_body, max_file_body, max_header_bytes, max_transfers,
+/// max_connections_per_host, max_requests, download_buffer_bytes, upload_buffer_bytes, user_agent, proxy.
+///
+/// A provider's section may name its "service_type" as a number; without it the type is SERVICE_KINLOOM. Keys and sections that
+/// this class does not know are kept when the file is written; comments are not. An object belongs to one thread at a time.
+class ConfigFile {
+public:
+    /// $XDG_CONFIG_HOME/kinloom/host.toml, else ~/.config/kinloom/host.toml; empty when neither variable names an absolute path.
+    static std::string defaultPath();
+
+    /// Reads nothing yet.
+    explicit ConfigFile(std::string path = defaultPath());
+    ~ConfigFile();
+    ConfigFile(ConfigFile&&) noexcept;
+    ConfigFile& operator=(ConfigFile&&) noexcept;
+
+    const std::string& path() const;
+
+    /// Reads the file in place of what this object held; a missing file is an empty configuration.
+    /// \throw ConfigError when it cannot be read, is not TOML, or holds a value of the wrong kind or one with CR, LF or NUL. The
+    /// object then holds what it held before.
+    void load();
+
+    /// Writes the file, whole or not at all, readable by its owner only. Missing folders are made, for the owner only.
+    /// \throw ConfigError when that fails; an existing file is then as it was.
+    void save() const;
+
+    /// True when the file that load() read can be read or written by others than its owner, although it holds a token.
+    bool readableByOthers() const;
+
+    /// Names of the providers that have a section.
+    std::vector<std::string> providers() const;
+    /// All options of a provider as text; empty when it has no section.
+    std::map<std::string, std::string> options(const std::string& provider) const;
+    /// One option of a provider.
+    std::optional<std::string> option(const std::string& provider, const std::string& key) const;
+    /// Sets an option of a provider, in this object only. \throw ConfigError when a name is empty or name or value hold CR, LF or
+    /// NUL.
+    void setOption(const std::string& provider, const std::string& key, const std::string& value);
+    /// \return false when there was none.
+    bool removeOption(const std::string& provider, const std::string& key);
+
+    /// The given options with what the [client] section says put over them.
+    HttpOptions httpOptions(const HttpOptions& base = HttpOptions()) const;
+    /// Writes one entry of the [client] section; the text is read as the entry's kind demands (connect_to: lines, by comma).
+    /// \throw ConfigError when the key is not one of HttpOptions or the value does not fit it.
+    void setClientOption(const std::string& key, const std::string& value);
+
+    /// Hands everything to the process: the providers' options to WConfigManager, the client's to setHttpOptions, over those in
+    /// force.
+    void apply() const;
+    /// Takes options of a provider over from WConfigManager; those that are not set there are removed here.
+    void capture(const WContentProvider& provider, const std::vector<std::string>& keys);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+} // namespace W
+
+#endif

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+/// \file Contents: photos, videos, music, messages and events that a group shares.
+#ifndef W_WCONTENT_H
+#define W_WCONTENT_H
+
+#include "W/WComment.h"
+#include "W/WEvent.h"
+#include "W/WMessage.h"
+#include "W/WSize.h"
+
+#include <list>
+
+namespace W {
+
+/// One content of a group. Which fields are filled depends on the reply that it came from. The members without "set" and "get"
+/// give access to a nested record or list, to build or change it where it is.
+class WContent : public WMediaResource {
+public:
+    void setType(const STRING& type) { m_type = type; }
+    const STRING& getType() const { return m_type; }
+
+    /// The size of the file as the service writes it, uninterpreted.
+    void setSize(const STRING& size) { m_size = size; }
+    const STRING& getSize() const { return m_size; }
+
+    void setExt(const STRING& ext) { m_ext = ext; }
+    const STRING& getExt() const { return m_ext; }
+
+    void setFormat(const STRING& format) { m_format = format; }
+    const STRING& getFormat() const { return m_format; }
+
+    /// The playing time as the service writes it, uninterpreted.
+    void setDuration(const STRING& duration) { m_duration = duration; }
+    const STRING& getDuration() const { return m_duration; }
+
+    void setDescription(const STRING& description) { m_description = description; }
+    const STRING& getDescription() const { return m_description; }
+
+    void setCreateDate(const WDateTime& date) { m_createDate = date; }
+    const WDateTime& getCreateDate() const { return m_createDate; }
+
+    void setCreateTime(const WDateTime& time) { m_createTime = time; }
+    const WDateTime& getCreateTime() const { return m_createTime; }
+
+    void setRegisterDate(const WDateTime& date) { m_registerDate = date; }
+    const WDateTime& getRegisterDate() const { return m_registerDate; }
+
+    void setRegisterTime(const WDateTime& time) { m_registerTime = time; }
+    const WDateTime& getRegisterTime() const { return m_registerTime; }
+
+    void setResolution(const WSize& resolution) { m_resolution = resolution; }
+    const WSize& getResolution() const { return m_resolution; }
+
+    void setCommentCount(UINT32 count) { m_commentCount = count; }
+    UINT32 getCommentCount() const { return m_commentCount; }
+
+    void setGalleryID(const STRING& id) { m_galleryID = id; }
+    const STRING& getGalleryID() const { return m_galleryID; }
+
+    void setMsgBoardID(const STRING& id) { m_msgBoardID = id; }
+    const STRING& getMsgBoardID() const { return m_msgBoardID; }
+
+    void setCalendarID(const STRING& id) { m_calendarID = id; }
+    const STRING& getCalendarID() const { return m_calendarID; }
+
+    void setUser(const WPerson& user) { m_user = user; }
+    const WPerson& getUser() const { return m_user; }
+    WPerson& user() { return m_user; }
+
+    void setThumbnails(const std::list<WMediaResource>& thumbnails) { m_thumbnails = thumbnails; }
+    const std::list<WMediaResource>& getThumbnails() const { return m_thumbnails; }
+    std::list<WMediaResource>& thumbnails() { return m_thumbnails; }
+
+    void setComments(const std::list<WComment>& comments) { m_comments = comments; }
+    const std::list<WComment>& getComments() const { return m_comments; }
+    std::list<WComment>& comments() { return m_comments; }
+
+    void setMessages(const std::list<WMessage>& messages) { m_messages = messages; }
+    const std::list<WMessage>& getMessages() const { return m_messages; }
+    std::list<WMessage>& messages() { return m_messages; }
+
+    void setEvents(const std::list<WEvent>& events) { m_events = events; }
+    const std::list<WEvent>& getEvents() const { return m_events; }
+    std::list<WEvent>& events() { return m_events; }
+
+private:
+    STRING m_type;
+    STRING m_size;
+    STRING m_ext;
+    STRING m_format;
+    STRING m_duration;
+    STRING m_description;
+    WDateTime m_createDate;
+    WDateTime m_createTime;
+    WDateTime m_registerDate;
+    WDateTime m_registerTime;
+    WSize m_resolution;
+    UINT32 m_commentCount = 0;
+    STRING m_galleryID;
+    STRING m_msgBoardID;
+    STRING m_calendarID;
+    WPerson m_user;
+    std::list<WMediaResource> m_thumbnails;
+    std::list<WComment> m_comments;
+    std::list<WMessage> m_messages;
+    std::list<WEvent> m_events;
+};
+
+} // namespace W
+
+#endif

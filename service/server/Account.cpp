@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#include "server/Documents.h"
+#include "server/Handlers.h"
+#include "server/Service.h"
+#include "store/People.h"
+
+namespace kinloomd {
+
+namespace {
+
+constexpr Millis SIGN_IN_PRECISION = 60'000; ///< repeated sign-ins are not written down more often than this
+
+bool isNoted(Connection& connection, const Request& request)
+{
+    const auto last = lastSignIn(connection, request.address);
+    return last && last->device == request.caller.device && request.caller.signedIn &&
+           now() - *request.caller.signedIn < SIGN_IN_PRECISION;
+}
+
+} // namespace
+
+Reply handleAuth(Service& service, Request& request)
+{
+    bool noted = false;
+    {
+        const auto connection = service.database().read();
+        noted = isNoted(connection, request);
+    }
+    if (!noted) {
+        const auto connection = service.database().write();
+        Transaction transaction(connection);
+        noteSignIn(connection, request.address, request.caller.device, now());
+        transaction.commit();
+    }
+    const Links links = service.linksFor(request);
+    return Documents(service.options().replyShape, links).account(request.caller.person);
+}
+
+Reply handleRegister(Service& service, Request& request)
+{
+    if (!request.caller.registered) {
+        const auto connection = service.database().write();
+        markRegistered(connection, request.caller.device, now());
+    }
+    const Links links = service.linksFor(request);
+    return Documents(service.options().replyShape, links).account(request.caller.person);
+}
+
+} // namespace kinloomd

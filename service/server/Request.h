@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+/// \file A request as its handler sees it, and the reply that a handler gives.
+#ifndef KINLOOMD_SERVER_REQUEST_H
+#define KINLOOMD_SERVER_REQUEST_H
+
+#include "core/Files.h"
+#include "store/Records.h"
+#include "wire/FormDecoder.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kinloomd {
+
+/// The device that a request comes from, and its person.
+struct Caller {
+    Id device = 0;
+    bool registered = false;
+    std::optional<Millis> signedIn;
+    Person person;
+};
+
+struct Request {
+    std::string method;
+    std::string subject;             ///< the identifier that the path names: "me", a number, or empty
+    std::vector<std::string> pieces; ///< the pieces of a media path
+    Parameters query;
+    std::string body;    ///< of requests that are no uploads
+    Parameters form;     ///< the body, decoded
+    std::string address; ///< the client's address, without its port
+    std::string baseUrl; ///< scheme and authority for addresses in the reply
+    Caller caller;       ///< of signed requests
+
+    /// The value of a header, or nothing.
+    std::function<std::optional<std::string>(const char*)> header;
+};
+
+struct Reply {
+    unsigned status = 200;
+    std::string contentType = "application/xml; charset=utf-8";
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+    UniqueFd file; ///< sent in place of the body, when it is open
+    std::int64_t offset = 0;
+    std::int64_t length = 0;
+};
+
+/// Takes the body of an upload as it arrives. Destroyed without \c finish when the request ends before its body is whole.
+class BodySink {
+public:
+    BodySink() = default;
+    BodySink(const BodySink&) = delete;
+    BodySink& operator=(const BodySink&) = delete;
+    virtual ~BodySink() = default;
+    /// Throws ServiceError when the body cannot be taken.
+    virtual void feed(std::string_view bytes) = 0;
+    /// The body is whole. \return the reply.
+    virtual Reply finish() = 0;
+};
+
+} // namespace kinloomd
+
+#endif

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+/// \file What all handlers share.
+#ifndef KINLOOMD_SERVER_SERVICE_H
+#define KINLOOMD_SERVER_SERVICE_H
+
+#include "media/MediaStore.h"
+#include "media/Pictures.h"
+#include "media/WorkerPool.h"
+#include "server/Faults.h"
+#include "server/Links.h"
+#include "server/Options.h"
+#include "server/Request.h"
+#include "server/StopSignal.h"
+#include "store/Database.h"
+
+#include <set>
+
+namespace kinloomd {
+
+/// The service behind the wire: its data, its settings and its helpers. Safe for several threads.
+class Service {
+public:
+    /// Takes over the data folder: waits for programs that are adding files, and removes what an earlier service, stopped at any
+    /// moment, has left unfinished. Throws when the folder cannot be used, or another service uses it.
+    explicit Service(Options options);
+
+    const Options& options() const { return m_options; }
+    Database& database() { return m_database; }
+    const MediaStore& media() const { return m_media; }
+    WorkerPool& workers() { return m_workers; }
+    Faults& faults() { return m_faults; }
+    StopSignal& stopSignal() { return m_stop; }
+    /// The addresses that a reply to this request may hold.
+    Links linksFor(const Request& request) const { return Links(request.baseUrl, m_mediaSecret); }
+
+    PictureBounds pictureBounds() const;
+
+    /// Enters an upload to a slot; nobody else may send to the same one meanwhile. \return false when someone does.
+    bool beginUpload(Id slot);
+    void endUpload(Id slot);
+
+private:
+    void sweep();
+
+    Options m_options;
+    DataFolder m_folder;
+    FolderLock m_serveLock;
+    Database m_database;
+    MediaStore m_media;
+    std::string m_mediaSecret;
+    Faults m_faults;
+    StopSignal m_stop;
+    std::mutex m_uploadsMutex;
+    std::set<Id> m_uploads; // guarded by m_uploadsMutex
+    WorkerPool m_workers;
+};
+
+} // namespace kinloomd
+
+#endif

@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+/// \file Connections to the database, their statements and transactions.
+#ifndef KINLOOMD_STORE_DATABASE_H
+#define KINLOOMD_STORE_DATABASE_H
+
+#include "store/Sql.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <array>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace kinloomd {
+
+class Connection;
+
+/// One use of a prepared statement. The statement goes back to its connection, reset, at the end of its life.
+class Query {
+public:
+    Query(Connection& connection, Sql sql);
+    ~Query();
+    Query(const Query&) = delete;
+    Query& operator=(const Query&) = delete;
+
+    /// Binds all parameters, from the first on.
+    template <typename... Values> Query& bind(const Values&... values)
+    {
+        int index = 0;
+        (bindOne(++index, values), ...);
+        return *this;
+    }
+
+    /// Moves to the next row. \return false when there is none.
+    bool step() { return m_statement->executeStep(); }
+    /// Runs a statement that gives no rows. \return the number of rows changed.
+    int run() { return m_statement->exec(); }
+
+    std::int64_t integer(int column) const { return m_statement->getColumn(column).getInt64(); }
+    std::string text(int column) const;
+    bool isNull(int column) const { return m_statement->isColumnNull(column); }
+
+private:
+    void bindOne(int index, std::int64_t value) { m_statement->bind(index, value); }
+    void bindOne(int index, int value) { m_statement->bind(index, value); }
+    void bindOne(int index, const std::string& value) { m_statement->bindNoCopy(index, value); }
+    void bindOne(int index, const char* value) { m_statement->bind(index, value); }
+    void bindOne(int index, std::nullptr_t) { m_statement->bind(index); }
+
+    Connection& m_connection;
+    Sql m_sql;
+    std::unique_ptr<SQLite::Statement> m_statement;
+};
+
+/// A connection, used by one thread at a time. Texts bound to its queries must outlive their use.
+class Connection {
+public:
+    /// Opens the database, and creates it when that is asked for.
+    Connection(const std::string& file, bool create);
+
+    SQLite::Database& raw() { return m_database; }
+
+private:
+    friend class Query;
+    SQLite::Database m_database;
+    std::array<std::unique_ptr<SQLite::Statement>, static_cast<std::size_t>(Sql::COUNT)> m_statements;
+};
+
+/// A transaction that may write, undone unless committed. It holds the database's write lock from its beginning, so that it never
+/// has to be repeated.
+class Transaction {
+public:
+    explicit Transaction(Connection& connection) : m_connection(connection) { connection.raw().exec("BEGIN IMMEDIATE"); }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    ~Transaction();
+
+    /// Returns when the changes are on the disk.
+    void commit();
+
+private:
+    Connection& m_connection;
+    bool m_open = true;
+};
+
+/// Several queries that see one state of the database.
+class Snapshot {
+public:
+    explicit Snapshot(Connection& connection) : m_connection(connection) { connection.raw().exec("BEGIN"); }
+    Snapshot(const Snapshot&) = delete;
+    Snapshot& operator=(const Snapshot&) = delete;
+    ~Snapshot() { m_connection.raw().tryExec("COMMIT"); }
+
+private:
+    Connection& m_connection;
+};
+
+/// The database of a data folder: one connection for writing, and as many for reading as there are readers at a time. Safe for
+/// several threads; other processes may use the same database.
+class Database {
+public:
+    /// Opens the database in that file, making it when it is not there, and brings it to the present layout.
+    explicit Database(std::string file);
+
+    /// A connection lent for a while.
+    class Lease {
+    public:
+        Lease(Database& database, std::unique_ptr<Connection> connection)
+            : m_database(database), m_connection(std::move(connection))
+        {
+        }
+        Lease(const Lease&) = delete;
+        Lease& operator=(const Lease&) = delete;
+        ~Lease() { m_database.giveBack(std::move(m_connection)); }
+        Connection& operator*() const { return *m_connection; }
+        operator Connection&() const { return *m_connection; }
+
+    private:
+        Database& m_database;
+        std::unique_ptr<Connection> m_connection;
+    };
+
+    /// The writing connection, locked against other threads.
+    class WriteLease {
+    public:
+        explicit WriteLease(Database& database) : m_lock(database.m_writing), m_connection(*database.m_writer) {}
+        operator Connection&() const { return m_connection; }
+
+    private:
+        std::unique_lock<std::mutex> m_lock;
+        Connection& m_connection;
+    };
+
+    Lease read();
+    WriteLease write() { return WriteLease(*this); }
+
+private:
+    void giveBack(std::unique_ptr<Connection> connection);
+
+    std::string m_file;
+    std::mutex m_writing;
+    std::unique_ptr<Connection> m_writer; // guarded by m_writing
+    std::mutex m_lending;
+    std::vector<std::unique_ptr<Connection>> m_idle; // guarded by m_lending
+};
+
+} // namespace kinloomd
+
+#endif

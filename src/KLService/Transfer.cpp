@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// The one transfer that progress and cancel refer to.
+#include "KLService/KLService.h"
+#include "KLService/Lock.h"
+
+namespace W {
+
+void KLService::trackTransfer(HttpRequest* request)
+{
+    Lock lock(m_transferMutex);
+    if (m_currentTransfer)
+        return;
+    m_currentTransfer = request;
+    m_requestInProgress = 1;
+    m_transferred = 0.0;
+    m_expected = 0.0;
+}
+
+void KLService::forgetTransfer()
+{
+    Lock lock(m_transferMutex);
+    m_currentTransfer = nullptr;
+    m_requestInProgress = 0;
+    m_transferred = 0.0;
+    m_expected = 0.0;
+}
+
+void KLService::endTransfer(const HttpRequest* request)
+{
+    Lock lock(m_transferMutex);
+    if (m_currentTransfer != request)
+        return;
+    m_currentTransfer = nullptr;
+    m_requestInProgress = 0;
+}
+
+void KLService::getProgressStatus(double& done, double& total)
+{
+    Lock lock(m_transferMutex);
+    if (m_currentTransfer && m_requestInProgress)
+        m_currentTransfer->getProgressStatus(m_transferred, m_expected);
+    done = m_transferred;
+    total = m_expected;
+}
+
+void KLService::updateProgressStatus()
+{
+    Lock lock(m_transferMutex);
+    if (m_currentTransfer)
+        m_transferred = m_expected;
+}
+
+void KLService::resetProgressStatus()
+{
+    Lock lock(m_transferMutex);
+    m_transferred = 0.0;
+    m_expected = 0.0;
+}
+
+void KLService::resetReqStatus()
+{
+    Lock lock(m_transferMutex);
+    m_requestInProgress = 0;
+}
+
+void KLService::setCancel()
+{
+    Lock lock(m_transferMutex);
+    if (!m_currentTransfer || !m_requestInProgress)
+        return;
+    m_requestInProgress = 0;
+    m_currentTransfer->setCancel();
+}
+
+WSTATUS KLService::flushHttpRequests()
+{
+    const HttpRequest* flushed = nullptr;
+    {
+        Lock lock(m_transferMutex);
+        flushed = m_currentTransfer;
+    }
+    // No lock is held here: the requests that the host drops take both locks as they die.
+    const WSTATUS status = m_delegator->flushHttpRequests(m_requestID);
+    Lock lock(m_transferMutex);
+    if (m_currentTransfer == flushed) // not a transfer that another thread has queued meanwhile
+        m_currentTransfer = nullptr;
+    return status;
+}
+
+void KLService::close()
+{
+    m_closed = true;
+    // A flush spares what is queued while it waits: a callback that was running may have asked for more before it saw the end. What
+    // that completes to cannot ask again.
+    bool live = true;
+    do {
+        live = hasLiveRequests();
+        flushHttpRequests();
+    } while (live);
+}
+
+} // namespace W

@@ -1,0 +1,7 @@
+// SPDX-License-Identifier: MIT
+// The library's entry points.
+#include "WKLOAI/WKLOAI.h"
+
+void* createPlugin() { return new W::WKLOAI; }
+
+void destroyPlugin(void* plugin) { delete static_cast<W::WKLOAI*>(plugin); }

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+// The plugin object: its life, the commands in flight, cancel and progress.
+#include "WKLOAI/WKLOAI.h"
+
+#include "KLService/Lock.h"
+#include "WKLOAI/Failure.h"
+
+#include <algorithm>
+#include <cassert>
+#include <new>
+
+namespace W {
+
+WKLOAI::WKLOAI() : WKinloomOAI(WContentProvider("Kinloom", WContentProvider::SERVICE_KINLOOM))
+{
+    pthread_mutex_init(&m_commandMutex, nullptr);
+    pthread_mutex_init(&m_cancelMutex, nullptr);
+    cleanupCMD();
+    m_pService = new (std::nothrow) KLService("Kinloom", getContentProvider());
+    if (m_pService) {
+        m_pService->setFnCallbackPtr(cbFnRequestCompleted);
+        m_pService->setFnDropPtr(cbFnRequestDropped);
+    }
+    cancelFlagReset();
+    m_cancelCallback = nullptr;
+}
+
+WKLOAI::~WKLOAI()
+{
+    // First of all: from here on no completion of this object runs or can start.
+    if (m_pService)
+        m_pService->close();
+    cancelFlagReset();
+    cleanupCMD();
+    delete m_pService;
+    m_pService = nullptr;
+    pthread_mutex_destroy(&m_commandMutex);
+    pthread_mutex_destroy(&m_cancelMutex);
+    m_cancelCallback = nullptr;
+}
+
+void WKLOAI::addCMD(KLServiceCMD* command)
+{
+    Lock lock(m_commandMutex);
+    m_commands.push_back(command);
+}
+
+void WKLOAI::cleanupCMD(KLServiceCMD* command)
+{
+    Lock lock(m_commandMutex);
+    const auto found = std::find(m_commands.begin(), m_commands.end(), command);
+    if (found != m_commands.end())
+        m_commands.erase(found);
+}
+
+void WKLOAI::cleanupCMD()
+{
+    Lock lock(m_commandMutex);
+    m_commands.clear();
+}
+
+std::size_t WKLOAI::countCMD()
+{
+    Lock lock(m_commandMutex);
+    return m_commands.size();
+}
+
+void WKLOAI::cancelFlagReset()
+{
+    Lock lock(m_cancelMutex);
+    m_cancelRequested.store(false, std::memory_order_release);
+}
+
+bool WKLOAI::takeCancel()
+{
+    Lock lock(m_cancelMutex);
+    return m_cancelRequested.exchange(false, std::memory_order_acq_rel);
+}
+
+void WKLOAI::cbCancelDone(int status, VOID* userData)
+{
+    WStatusCallback callback = m_cancelCallback.load();
+    if (!callback)
+        return;
+    callback(status, getContentProvider(), userData);
+    // Another cancel may have been accepted meanwhile; its callback stays, unless it is the very one that has just been called.
+    m_cancelCallback.compare_exchange_strong(callback, nullptr);
+}
+
+WSTATUS WKLOAI::cancel(const WContentProvider& provider, WStatusCallback callback, VOID*)
+{
+    assert(m_pService != __null);
+    if (!m_pService->isLoggedIn())
+        return logFailure(WSTATUS_NOT_LOGGED_IN);
+    if (provider.getID() != getContentProvider().getID())
+        return logFailure(WSTATUS_FAILED);
+    {
+        Lock lock(m_cancelMutex);
+        if (!isCancelRequested()) {
+            // A null callback keeps the one that an earlier cancel left. The user data is not kept: the command that completes
+            // brings its own.
+            if (callback)
+                m_cancelCallback = callback;
+            m_cancelRequested.store(true, std::memory_order_release);
+            m_pService->setCancel();
+            return WSTATUS_OK;
+        }
+    }
+    return logFailure(WSTATUS_CANCEL_PENDING);
+}
+
+WSTATUS WKLOAI::progressStatus(const WContentProvider& provider, double& done, double& total, VOID*)
+{
+    assert(m_pService != __null);
+    if (!m_pService->isLoggedIn())
+        return logFailure(WSTATUS_NOT_LOGGED_IN);
+    if (provider.getID() != getContentProvider().getID()) {
+        done = 0.0;
+        total = 0.0;
+        return logFailure(WSTATUS_FAILED);
+    }
+    m_pService->getProgressStatus(done, total);
+    return WSTATUS_OK;
+}
+
+} // namespace W

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+/// \file A reply as a document.
+#ifndef WKLOAI_REPLIES_DOCUMENT_H
+#define WKLOAI_REPLIES_DOCUMENT_H
+
+#include "W/WTypes.h"
+#include "WKLOAI/replies/Tree.h"
+
+#include <exception>
+#include <libxml/parser.h>
+
+namespace W::replies {
+
+/// Sees each element of a reply when its end has been parsed, inner ones first.
+class ElementSink {
+public:
+    virtual ~ElementSink() = default;
+    /// \param element whole, below its open ancestors. \param depth the number of these.
+    /// \return true when the document may forget the element.
+    virtual bool ended(const xmlNode* element, std::size_t depth) = 0;
+};
+
+/// Parses one reply. Refuses document types, and whatever would take more time or memory than its length warrants; says nothing on
+/// standard error, opens nothing, and leaves the settings that libxml2 keeps for its process and threads as they are.
+class Document {
+public:
+    /// \param sink may be null. \throw std::exception when the reply is malformed or hostile, or what the sink throws.
+    Document(const STRING& body, Budget& budget, ElementSink* sink = nullptr);
+    Document(const Document&) = delete;
+    Document& operator=(const Document&) = delete;
+
+    /// What the sink has left of the reply; valid as long as this object. Never null.
+    const xmlNode* root() const { return m_tree.root(); }
+
+private:
+    struct Events;
+    friend struct Events;
+    struct FreeContext {
+        void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
+    };
+
+    template <class Step> void run(Step&& step);
+    void endInput();
+
+    void accountForNames();
+
+    Budget& m_budget;
+    std::string_view m_unread;
+    Tree m_tree;
+    std::size_t m_depth = 0; ///< open elements
+    std::size_t m_names = 0; ///< that the parser keeps
+    ElementSink* const m_sink;
+    bool m_failed = false;
+    std::exception_ptr m_exception;
+    std::unique_ptr<xmlParserCtxt, FreeContext> m_context; // owns the names in the tree
+};
+
+} // namespace W::replies
+
+#endif

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+/// \file From the elements of a reply to records.
+#ifndef WKLOAI_REPLIES_RECORDREADER_H
+#define WKLOAI_REPLIES_RECORDREADER_H
+
+#include "KLService/Xml.h"
+#include "WKLOAI/WKLOAI.h"
+#include "WKLOAI/replies/Budget.h"
+
+#include <cstdlib>
+
+namespace W::replies {
+
+/// Fills records from libxml2's nodes, in place. What an element lacks reads as empty; nothing in a document makes a record fail.
+/// A null node leaves everything as it is. Every walk stops when a cancel is pending.
+/// Lives for one reply, on one thread. Everything may throw when there is no memory left, or no budget.
+class RecordReader {
+public:
+    RecordReader(WKLOAI& oai, Budget& budget) : m_oai(oai), m_budget(budget) {}
+
+    // Contents. The record already holds the identifiers that select its kind.
+    void content(const xmlNode* node, WContent& content);
+    /// A content of a gallery, whatever identifiers the record holds.
+    void galleryContent(const xmlNode* node, WContent& content);
+    void contentDetail(const xmlNode* node, WContent& content);
+    void thumbnails(const xmlNode* node, std::list<WMediaResource>& thumbnails);
+    WSize photoResolution(const xmlNode* node) const;
+    WSize videoResolution(const xmlNode* node) const;
+    void event(const xmlNode* node, WEvent& event);
+    void message(const xmlNode* node, WMessage& message);
+
+    // Groups and galleries.
+    void group(const xmlNode* node, WGroup& group);
+    void groupImage(const xmlNode* node, WGroup& group);
+    void gallery(const xmlNode* node, WKLGallery& gallery);
+
+    // People and comments. The person and the resource are made anew.
+    void shortUser(const xmlNode* node, WPerson& person);
+    void userImage(const xmlNode* node, WMediaResource& image);
+    /// An image that is named after its field, when it has a URL.
+    void thumbnail(const xmlNode* node, const char* field, WMediaResource& image);
+    void namedImage(const xmlNode* node, const char* field, const STRING& uid, WMediaResource& image);
+    void fullUser(const xmlNode* node, WPerson& person);
+    std::list<WPerson> fullUsers(const xmlNode* parent, const char* name);
+    void comment(const xmlNode* node, WComment& comment);
+    /// Appends the comment of an element that has an identifier. \return whether it has.
+    bool appendComment(const xmlNode* node, std::list<WComment>& comments);
+
+    // A comment in a content may be read before the content itself; it then belongs to the next one that is.
+    void readAhead(const xmlNode* comment) { appendComment(comment, m_comments); }
+    void forgetAhead() { m_comments.clear(); }
+
+    /// Whether a cancel is pending, or was when this was asked before: a list that has ended early stays a cancelled one.
+    bool cancelled() { return m_cancelled = m_cancelled || m_oai.isCancelRequested(); }
+    Budget& budget() { return m_budget; }
+
+    /// A new record at the end of a list.
+    template <class Record> Record& append(std::list<Record>& records)
+    {
+        constexpr std::size_t LINKS = 3 * sizeof(void*); // of the list, and the allocation's own
+        m_budget.spend(sizeof(Record) + LINKS);
+        return records.emplace_back();
+    }
+
+    /// A text for a setter. Valid until the next call: setters copy, and one buffer serves them all.
+    const STRING& str(const char* text)
+    {
+        m_buffer.assign(text);
+        if (m_buffer.size() >= sizeof(STRING) / 2) // a shorter one lies within the record
+            m_budget.spend(m_buffer.size());
+        return m_buffer;
+    }
+
+private:
+    void galleryItem(const xmlNode* node, WContent& content);
+    void boardMessage(const xmlNode* node, WContent& content);
+    void calendarEvent(const xmlNode* node, WContent& content);
+    void plainContent(const xmlNode* node, WContent& content);
+    void linkedEvents(const xmlNode* eventLink, WContent& content);
+    void commentsOf(const xmlNode* node, WContent& content);
+    void registrant(const xmlNode* firstUser, WPerson& person);
+
+    const WContentProvider& provider() const { return m_oai.getContentProvider(); }
+    void setDownloader(WMediaResource& resource) const { resource.setDownloader(fnContentDownloader, &m_oai); }
+
+    WDateTime date(const char* text)
+    {
+        m_buffer.assign(text);
+        return WDateTime::fromString(m_buffer, WDateTime::FORMAT_ISO8601, WDateTime::ZONE_UTC);
+    }
+    /// Leading digits; 0 when there are none.
+    static long number(const char* text) { return std::strtol(text, nullptr, 10); }
+    static UINT32 countOf(const char* text) { return static_cast<UINT32>(number(text)); }
+    static WSize sizeOf(const char* width, const char* height);
+
+    WKLOAI& m_oai;
+    Budget& m_budget;
+    STRING m_buffer;
+    bool m_cancelled = false;
+    std::list<WComment> m_comments; ///< read ahead of their content
+};
+
+} // namespace W::replies
+
+#endif

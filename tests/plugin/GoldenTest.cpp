@@ -1,0 +1,380 @@
+// SPDX-License-Identifier: MIT
+// What stands on the wire: each operation's request byte for byte, and what becomes of each reply, on the real host.
+#include "plugin/support/Golden.h"
+#include "W/WStatus.h"
+#include "WKLOAI/WKLOAI.h"
+#include "plugin/support/Clock.h"
+#include "plugin/support/Documents.h"
+#include "plugin/support/LogCapture.h"
+#include "plugin/support/Recorder.h"
+#include "plugin/support/Records.h"
+#include "support/RawServer.h"
+#include "whost/HttpOptions.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <set>
+
+using namespace W;
+using namespace kinloom_test;
+
+namespace {
+
+/// What an operation of a case works with.
+struct Stage {
+    WKLOAI& oai;
+    Recorder& recorder;
+    const TempFolder& folder;
+};
+
+enum class Ending { CLOSE, RESET };
+
+struct GoldenCase {
+    const char* family;
+    const char* name;
+    WSTATUS (*start)(const Stage& stage);
+    /// What the callback reports; nothing when it is never called.
+    std::optional<WSTATUS> reported = WSTATUS_OK;
+    WSTATUS returned = WSTATUS_OK;
+    bool signedIn = true;
+    /// The exchanges, in their order; one of the case's own name when there is none.
+    std::vector<STRING> exchanges;
+    Ending ending = Ending::CLOSE;
+};
+
+const STRING PHOTO = "the bytes of a photo\n";
+
+std::ostream& operator<<(std::ostream& out, const GoldenCase& golden) { return out << golden.family << '/' << golden.name; }
+
+// --- Operations -----------------------------------------------------------------------------------------------------------------
+
+WSTATUS authenticate(const Stage& s) { return s.oai.authKL(Callback<>::call, &s.recorder); }
+WSTATUS registerDevice(const Stage& s) { return s.oai.registerKL(Callback<>::call, &s.recorder); }
+
+WSTATUS listGroups(const Stage& s, const STRING& person, UINT32 index, UINT32 count, KL_OPTION_SORT sort, KL_OPTION_INCLUDE include)
+{
+    return s.oai.retrieveGroupList(personWith(person), Callback<WContainer<WGroup>, WPerson>::call, index, count, sort, include,
+                                   &s.recorder);
+}
+
+WSTATUS list(const Stage& s) { return listGroups(s, "", 0, 10, KL_SORT_ALPHABETICAL, KL_INCLUDE_NONE); }
+WSTATUS listDefaults(const Stage& s) { return listGroups(s, "", 0, 0, KL_SORT_ALPHABETICAL, KL_INCLUDE_NONE); }
+WSTATUS listPage(const Stage& s) { return listGroups(s, "", 20, 5, KL_SORT_RECENT_USED, KL_INCLUDE_ALL); }
+WSTATUS listUsage(const Stage& s) { return listGroups(s, "", 0, 10, KL_SORT_CREATED_TIME, KL_INCLUDE_USAGE); }
+WSTATUS listOfPerson(const Stage& s) { return listGroups(s, "p42", 0, 10, KL_SORT_ALPHABETICAL, KL_INCLUDE_NONE); }
+
+WSTATUS createGroup(const Stage& s, const STRING& name, const STRING& description, const STRING& person)
+{
+    WGroup group = groupWith("", name);
+    group.setDescription(description);
+    return s.oai.createGroup(group, personWith(person), Callback<WGroup>::call, &s.recorder);
+}
+
+WSTATUS create(const Stage& s) { return createGroup(s, "Family", "", ""); }
+WSTATUS createDescribed(const Stage& s) { return createGroup(s, "Mum & \"Dad\" \xF0\x9F\x8E\x89", "all of us, 100%", ""); }
+WSTATUS createForPerson(const Stage& s) { return createGroup(s, "Family", "", "p42"); }
+
+WSTATUS eraseGroup(const Stage& s) { return s.oai.deleteGroup(groupWith("g1"), Callback<WGroup>::call, &s.recorder); }
+
+WSTATUS feed(const Stage& s, const STRING& before, const STRING& after, UINT32 count, KL_SEARCH_BASE base, KL_OPTION_ITEM item,
+             KL_OPTION_INCLUDE include)
+{
+    return s.oai.retrieveGroupFeeds(groupWith("g1"), before, after, count, base, item, include,
+                                    Callback<WContainer<WContent>>::call, &s.recorder);
+}
+
+WSTATUS feedAfter(const Stage& s) { return feed(s, "", "c100", 0, KL_BASE_CREATED_TIME, KL_ITEM_ALL, KL_INCLUDE_NONE); }
+WSTATUS feedBefore(const Stage& s)
+{
+    return feed(s, "2010-05-05 07:04:09", "", 1, KL_BASE_UPLOAD_TIME, KL_ITEM_PHOTO, KL_INCLUDE_ALL);
+}
+
+WSTATUS viewContent(const Stage& s) { return s.oai.viewContent(contentWith("c1"), Callback<WContent>::call, &s.recorder); }
+WSTATUS eraseContent(const Stage& s) { return s.oai.deleteContent(contentWith("c1"), Callback<WContent>::call, &s.recorder); }
+
+WSTATUS askMIMEType(const Stage& s)
+{
+    WContent content;
+    content.setResourceURL("http://media.kinloom.example/c1.jpg");
+    const WSTATUS status = s.oai.retrieveContentMIMEType(content);
+    EXPECT_EQ(content.getMIMEType(), "image/jpeg");
+    return status;
+}
+
+WSTATUS askMIMETypeOfNothing(const Stage& s)
+{
+    WMediaResource thumbnail;
+    thumbnail.setResourceURL("http://media.kinloom.example/small.jpg");
+    const WSTATUS status = s.oai.retrieveThumbMIMEType(thumbnail);
+    EXPECT_EQ(thumbnail.getMIMEType(), "");
+    return status;
+}
+
+WSTATUS uploadPhoto(const Stage& s, const STRING& description)
+{
+    WContent content = contentWith("", "image/jpeg");
+    content.setDescription(description);
+    return s.oai.createContent(groupWith("g1"), content, KL_CONTENT_PHOTO, s.folder.write("photo.jpg", PHOTO),
+                               Callback<WGroup, WContent, STRING>::call, &s.recorder);
+}
+
+WSTATUS upload(const Stage& s) { return uploadPhoto(s, ""); }
+WSTATUS uploadDescribed(const Stage& s) { return uploadPhoto(s, "us at the sea"); }
+
+/// The upload that no operation makes: with fields beside the file.
+WSTATUS uploadWithFields(const Stage& s)
+{
+    auto command = std::make_unique<ContentCreationCMD>(s.oai.getContentProvider());
+    command->setCMDKey(CMD_CONTENT_CREATION);
+    command->callback = Callback<WGroup, WContent, STRING>::call;
+    command->userData = &s.recorder;
+    command->owner = &s.oai;
+    return s.oai.service()->postDataRequest("http://upload.kinloom.example/form", {{"title", "us & them"}, {"album", "2010"}},
+                                            {{"appToken", ""}, {"DATE", "today"}}, {{"filename", "image/jpeg"}}, command.release(),
+                                            s.folder.write("photo.jpg", PHOTO));
+}
+
+/// The logout that no operation makes: it asks nobody, and brings its completion onto the worker all the same.
+WSTATUS logOut(const Stage& s)
+{
+    auto command = std::make_unique<KLLogoutCMD>(s.oai.getContentProvider());
+    command->setCMDKey(CMD_LOGOUT);
+    command->callback = Callback<>::call;
+    command->userData = &s.recorder;
+    command->owner = &s.oai;
+    return s.oai.service()->logout(command.release());
+}
+
+WSTATUS writeComment(const Stage& s)
+{
+    return s.oai.createComment(contentWith("c1"), commentWith("", "so lovely & true"), Callback<WComment, STRING>::call,
+                               &s.recorder);
+}
+WSTATUS eraseComment(const Stage& s) { return s.oai.deleteComment(commentWith("m1"), Callback<WComment>::call, &s.recorder); }
+WSTATUS viewComment(const Stage& s) { return s.oai.viewComment(commentWith("m1"), Callback<WComment, STRING>::call, &s.recorder); }
+WSTATUS listComments(const Stage& s)
+{
+    return s.oai.retrieveComments(contentWith("c1"), Callback<WContainer<WComment>>::call, 10, 5, &s.recorder);
+}
+WSTATUS listAllComments(const Stage& s)
+{
+    return s.oai.retrieveComments(contentWith("c1"), Callback<WContainer<WComment>>::call, 0, 0, &s.recorder);
+}
+
+WSTATUS downloadPhoto(const Stage& s)
+{
+    return s.oai.download(s.oai.getContentProvider(), "http://media.kinloom.example/a/two words.jpg?size=full", s.folder.path(), "",
+                          Callback<STRING>::call, &s.recorder);
+}
+
+WSTATUS downloadResource(const Stage& s)
+{
+    WMediaResource resource;
+    resource.setResourceURL("http://media.kinloom.example/kinloom-golden-test.jpg?size=full");
+    return fnContentDownloader(resource, onDownloaded, &s.oai, &s.recorder);
+}
+
+// --- Cases
+// ------------------------------------------------------------------------------------------------------------------------
+
+std::vector<GoldenCase> makeCases()
+{
+    std::vector<GoldenCase> all;
+    const auto add = [&all](const char* family, const char* name, auto start, std::optional<WSTATUS> reported) -> GoldenCase& {
+        all.push_back({family, name, start, reported, WSTATUS_OK, true, {}, Ending::CLOSE});
+        return all.back();
+    };
+    add("account", "auth-first", authenticate, 0).signedIn = false;
+    add("account", "auth-again", authenticate, 0);
+    add("account", "auth-fail", authenticate, 0).signedIn = false;
+    add("account", "auth-forbidden", authenticate, -205).signedIn = false;
+    add("account", "auth-error", authenticate, -208).signedIn = false;
+    add("account", "auth-cut", authenticate, -107).signedIn = false;
+    add("account", "register", registerDevice, 0).signedIn = false;
+    add("account", "register-forbidden", registerDevice, -202).signedIn = false;
+    add("account", "register-error", registerDevice, -107).signedIn = false;
+    add("account", "logout", logOut, 0);
+
+    add("groups", "list", list, 0);
+    add("groups", "list-attributes", list, 0);
+    add("groups", "list-defaults", listDefaults, 0);
+    add("groups", "list-page", listPage, 0);
+    add("groups", "list-usage", listUsage, 0);
+    add("groups", "list-person", listOfPerson, 0);
+    add("groups", "list-chunked", list, 0);
+    add("groups", "list-fail", list, -16);
+    add("groups", "list-garbage", list, -16);
+    add("groups", "list-doctype", list, -16);
+    add("groups", "list-not-modified", list, 0);
+    add("groups", "list-unauthorized", list, -202);
+    add("groups", "list-not-found", list, -205);
+    add("groups", "list-too-many-requests", list, -16);
+    add("groups", "list-server-error", list, -107);
+    add("groups", "list-unavailable", list, -16);
+    add("groups", "list-cut", list, -107);
+    add("groups", "list-cut-head", list, -107);
+    add("groups", "list-reset", list, -107).ending = Ending::RESET;
+    add("groups", "create", create, 0);
+    add("groups", "create-described", createDescribed, 0);
+    add("groups", "create-person", createForPerson, 0);
+    add("groups", "create-conflict", create, -203);
+    add("groups", "delete", eraseGroup, 0);
+    add("groups", "delete-forbidden", eraseGroup, -205);
+
+    add("feeds", "after", feedAfter, 0);
+    add("feeds", "before", feedBefore, 100);
+
+    add("contents", "view", viewContent, 0);
+    add("contents", "view-gallery", viewContent, 0);
+    add("contents", "view-gone", viewContent, -205);
+    add("contents", "delete", eraseContent, 0);
+    add("contents", "mime-type", askMIMEType, std::nullopt);
+    add("contents", "mime-type-not-found", askMIMETypeOfNothing, std::nullopt);
+
+    add("uploads", "photo", upload, 0).exchanges = {"photo-slot", "photo-file"};
+    add("uploads", "described", uploadDescribed, 0).exchanges = {"described-slot", "photo-file"};
+    add("uploads", "full", upload, -16).exchanges = {"photo-slot", "full-file"};
+    add("uploads", "fields", uploadWithFields, 0);
+    add("uploads", "refused", upload, std::nullopt).returned = -1;
+
+    add("comments", "create", writeComment, 0);
+    add("comments", "create-forbidden", writeComment, -205);
+    add("comments", "delete", eraseComment, 0);
+    add("comments", "view", viewComment, 0);
+    add("comments", "list", listComments, std::nullopt);
+    add("comments", "list-all", listAllComments, std::nullopt);
+
+    add("downloads", "direct", downloadPhoto, 0);
+    add("downloads", "direct-not-found", downloadPhoto, -205);
+    add("downloads", "direct-cut", downloadPhoto, -107);
+    add("downloads", "resource", downloadResource, 0);
+    return all;
+}
+
+std::vector<GoldenExchange> exchangesOf(const GoldenCase& golden)
+{
+    if (golden.exchanges.empty())
+        return {{golden.family, golden.name}};
+    std::vector<GoldenExchange> all;
+    for (const STRING& name : golden.exchanges)
+        all.push_back({golden.family, name});
+    return all;
+}
+
+/// Has the files compared and not written, whatever the environment says.
+class ReadingOnly {
+public:
+    ReadingOnly()
+    {
+        if (const char* const value = std::getenv(VARIABLE))
+            m_value = value;
+        unsetenv(VARIABLE);
+    }
+    ~ReadingOnly()
+    {
+        if (m_value)
+            setenv(VARIABLE, m_value->c_str(), 1);
+    }
+    ReadingOnly(const ReadingOnly&) = delete;
+    ReadingOnly& operator=(const ReadingOnly&) = delete;
+
+private:
+    static constexpr const char* VARIABLE = "KINLOOM_UPDATE_GOLDEN";
+    std::optional<STRING> m_value;
+};
+
+class Golden : public testing::TestWithParam<GoldenCase> {
+protected:
+    void SetUp() override
+    {
+        options = httpOptions();
+        HttpOptions routed = options;
+        routed.connectTo = {"::127.0.0.1:" + std::to_string(server.port())};
+        setHttpOptions(routed);
+
+        configure(APP_ID, AUTH_TOKEN, DUID);
+        oai = static_cast<WKLOAI*>(createPlugin());
+        if (GetParam().signedIn) {
+            ASSERT_EQ(oai->parseAuthStatus(documents::OK, nullptr), 0);
+        }
+        exchanges = exchangesOf(GetParam());
+    }
+    void TearDown() override
+    {
+        destroyPlugin(oai);
+        setHttpOptions(options);
+        std::remove("/tmp/kinloom-golden-test.jpg");
+    }
+    LogCapture log;
+    const StoppedClock clock{2010, 5, 5};
+    test::RawServer server;
+    TempFolder folder;
+    HttpOptions options;
+    Recorder recorder;
+    WKLOAI* oai = nullptr;
+    std::vector<GoldenExchange> exchanges;
+};
+
+} // namespace
+
+TEST_P(Golden, StandsOnTheWireAsOnFile)
+{
+    for (const GoldenExchange& exchange : exchanges) {
+        test::RawReply reply;
+        reply.send(exchange.response());
+        server.reply(GetParam().ending == Ending::RESET ? reply.reset() : reply.close());
+    }
+    EXPECT_EQ(GetParam().start({*oai, recorder, folder}), GetParam().returned);
+    ASSERT_TRUE(server.waitForRequests(exchanges.size()));
+    if (GetParam().reported) {
+        ASSERT_TRUE(recorder.waitFor(1));
+        EXPECT_EQ(recorder.only().status, *GetParam().reported);
+    }
+    destroyPlugin(oai); // so that what would still come has come
+    oai = nullptr;
+    EXPECT_EQ(recorder.count(), GetParam().reported ? 1u : 0u);
+    ASSERT_EQ(server.requestCount(), exchanges.size());
+    for (std::size_t i = 0; i < exchanges.size(); ++i)
+        EXPECT_TRUE(matchesGolden(exchanges[i], server.requests()[i].bytes));
+}
+
+INSTANTIATE_TEST_SUITE_P(Exchange, Golden, testing::ValuesIn(makeCases()), [](const auto& test) {
+    STRING name = STRING(test.param.family) + "_" + test.param.name;
+    for (char& c : name)
+        if (c == '-')
+            c = '_';
+    return name;
+});
+
+TEST(GoldenDifference, ShowsWhatIsMissingAndWhatIsNew)
+{
+    EXPECT_EQ(differenceOf("a\r\nb\r\nc", "a\r\nx\r\nc"), "  a\\r\n- b\\r\n+ x\\r\n  c\n");
+    EXPECT_EQ(differenceOf("a\n", "a\r\n"), "- a\n+ a\\r\n  \n");
+}
+
+TEST(GoldenDifference, FailsForARequestThatIsNotOnFile)
+{
+    const ReadingOnly readingOnly;
+    EXPECT_FALSE(matchesGolden({"groups", "no-such-exchange"}, "GET / HTTP/1.1\r\n\r\n"));
+    EXPECT_FALSE(matchesGolden({"groups", "list"}, "GET / HTTP/1.1\r\n\r\n"));
+}
+
+TEST(GoldenFiles, BelongToAnExchangeEach)
+{
+    std::set<STRING> families;
+    std::set<STRING> known;
+    for (const GoldenCase& golden : makeCases()) {
+        families.insert(golden.family);
+        for (const GoldenExchange& exchange : exchangesOf(golden)) {
+            known.insert(exchange.requestPath());
+            known.insert(exchange.responsePath());
+        }
+    }
+    for (const STRING& family : families)
+        for (const auto& entry : std::filesystem::directory_iterator(STRING(GOLDEN_DIR) + "/" + family))
+            EXPECT_EQ(known.erase(entry.path()), 1u) << entry.path() << " belongs to no exchange";
+    for (const STRING& path : known)
+        ADD_FAILURE() << path << " is missing";
+}

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+// From a completed request to the handler of its command.
+#include "plugin/support/Commands.h"
+#include "plugin/support/Facade.h"
+
+#include <set>
+
+using namespace W;
+using namespace kinloom_test;
+
+namespace {
+
+class Routing : public SignedInTest {};
+
+class EachCommand : public SignedInTest, public testing::WithParamInterface<CommandCase> {
+protected:
+    std::unique_ptr<KLServiceCMD> make(WKLOAI* owner, Recorder* to)
+    {
+        return GetParam().make(owner, to, folder.write("file.jpg", "bytes"));
+    }
+    TempFolder folder;
+};
+
+HttpResponse replyWith(const STRING& payload)
+{
+    HttpResponse response;
+    response.setHttpResponseCode(HTTP_OK);
+    response.setPayload(payload);
+    return response;
+}
+
+} // namespace
+
+TEST_F(Routing, KnowsTwentyOneKeys)
+{
+    std::set<UINT32> keys;
+    for (const CommandCase& command : commands())
+        keys.insert(command.key);
+    EXPECT_EQ(keys.size(), 21u);
+    EXPECT_EQ(keys.count(4), 0u);
+    EXPECT_EQ(*keys.begin(), 0u);
+    EXPECT_EQ(*keys.rbegin(), 21u);
+}
+
+TEST_F(Routing, IgnoresKeysWithoutAHandler)
+{
+    // The record has a callback and an owner; only its key is wrong.
+    for (const UINT32 key : {4u, 22u, 23u, 100u, 0x7FFFFFFFu, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+        AuthKLCMD command(provider());
+        command.callback = Callback<>::call;
+        command.userData = &recorder;
+        command.owner = oai;
+        command.setCMDKey(key);
+        oai->addCMD(&command);
+        cbFnRequestCompleted(SESSION_DONE, replyWith(documents::OK), &command);
+        EXPECT_EQ(recorder.count(), 0u) << key;
+        EXPECT_EQ(oai->countCMD(), 1u) << key;
+        cbFnRequestDropped(&command);
+        EXPECT_EQ(oai->countCMD(), 1u) << key;
+        oai->cleanupCMD(&command);
+    }
+}
+
+TEST_F(Routing, IgnoresACommandWhoseKeyWasNeverSet)
+{
+    AuthKLCMD command(provider());
+    command.callback = Callback<>::call;
+    command.userData = &recorder;
+    command.owner = oai;
+    cbFnRequestCompleted(SESSION_DONE, replyWith(documents::OK), &command);
+    EXPECT_EQ(recorder.count(), 0u);
+}
+
+TEST_F(Routing, FreesARequestThatItIgnores)
+{
+    // Through the transport, which owns the command: nothing may be left of it.
+    auto command = std::make_unique<AuthKLCMD>(provider());
+    command->setCMDKey(4);
+    command->callback = Callback<>::call;
+    command->userData = &recorder;
+    command->owner = oai;
+    ASSERT_EQ(service().getDataRequest("http://x.example/", {}, "", command.release()), 0);
+    ASSERT_TRUE(fake::waitForCompletions(1));
+    EXPECT_EQ(recorder.count(), 0u);
+    EXPECT_EQ(fake::liveRequests(), 0u);
+}
+
+TEST_P(EachCommand, ReachesItsHandler)
+{
+    std::unique_ptr<KLServiceCMD> command = make(oai, &recorder);
+    EXPECT_EQ(command->getCMDKey(), GetParam().key);
+    oai->addCMD(command.get());
+    cbFnRequestCompleted(SESSION_DONE, replyWith(GetParam().goodReply()), command.get());
+    EXPECT_EQ(recorder.count(), GetParam().callsBack ? 1u : 0u);
+    EXPECT_EQ(oai->countCMD(), 0u);
+}
+
+TEST_P(EachCommand, IsIgnoredWithoutAnOwner)
+{
+    std::unique_ptr<KLServiceCMD> command = make(nullptr, &recorder);
+    oai->addCMD(command.get());
+    cbFnRequestCompleted(SESSION_DONE, replyWith(GetParam().goodReply()), command.get());
+    EXPECT_EQ(recorder.count(), 0u);
+    EXPECT_EQ(oai->countCMD(), 1u);
+    cbFnRequestDropped(command.get());
+    EXPECT_EQ(oai->countCMD(), 1u);
+    oai->cleanupCMD(command.get());
+}
+
+TEST_P(EachCommand, GoesToTheFacadeThatOwnsIt)
+{
+    auto* const other = static_cast<WKLOAI*>(createPlugin());
+    std::unique_ptr<KLServiceCMD> command = make(other, &recorder);
+    oai->addCMD(command.get());
+    other->addCMD(command.get());
+    cbFnRequestCompleted(SESSION_DONE, replyWith(GetParam().goodReply()), command.get());
+    EXPECT_EQ(other->countCMD(), 0u);
+    EXPECT_EQ(oai->countCMD(), 1u);
+    oai->cleanupCMD(command.get());
+    destroyPlugin(other);
+}
+
+TEST_P(EachCommand, LeavesTheListWhenItIsDropped)
+{
+    std::unique_ptr<KLServiceCMD> command = make(oai, &recorder);
+    oai->addCMD(command.get());
+    cbFnRequestDropped(command.get());
+    EXPECT_EQ(oai->countCMD(), 0u);
+    EXPECT_EQ(recorder.count(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, EachCommand, testing::ValuesIn(commands()),
+                         [](const auto& test) { return STRING(test.param.name); });

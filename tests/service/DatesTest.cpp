@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "core/Dates.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace kinloomd;
+
+struct DateCase {
+    const char* text;
+    Millis time;
+};
+
+class ReadableDate : public ::testing::TestWithParam<DateCase> {};
+
+TEST_P(ReadableDate, IsRead) { EXPECT_EQ(parseTime(GetParam().text), GetParam().time); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Dates, ReadableDate,
+    ::testing::Values(DateCase{"1970-01-01T00:00:00Z", 0}, DateCase{"2010-05-05T07:04:09Z", 1273043049000},
+                      DateCase{"2010-05-05T07:04:09.5Z", 1273043049500}, DateCase{"2010-05-05T07:04:09.123999Z", 1273043049123},
+                      DateCase{"2010-05-05T09:04:09+02:00", 1273043049000}, DateCase{"2010-05-05T09:04:09 02:00", 1273043049000},
+                      DateCase{"2010-05-05T05:34:09-0130", 1273043049000}, DateCase{"2010-05-05 07:04:09", 1273043049000},
+                      DateCase{"2010-05-05", 1273017600000}, DateCase{"1969-12-31T23:59:59.999Z", -1},
+                      DateCase{"2000-02-29T00:00:00Z", 951782400000}, DateCase{"9999-12-31T23:59:59Z", 253402300799000},
+                      DateCase{"2016-12-31T23:59:60Z", 1483228800000}));
+
+class UnreadableDate : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(UnreadableDate, IsRefused) { EXPECT_FALSE(parseTime(GetParam())); }
+
+INSTANTIATE_TEST_SUITE_P(Dates, UnreadableDate,
+                         ::testing::Values("", "2010", "2010-13-01", "2010-00-01", "2010-02-29", "1900-02-29", "2010-04-31",
+                                           "2010-05-05T", "2010-05-05T24:00:00Z", "2010-05-05T07:60:00Z", "2010-05-05T07:04:61Z",
+                                           "2010-05-05T07:04:09X", "2010-05-05T07:04:09Zx", "2010-05-05T07:04:09.Z",
+                                           "2010-05-05T07:04:09+25:00", "2010-5-5", "20100505", "-010-05-05", " 2010-05-05"));
+
+TEST(Dates, ArePrintedAsTheyAreRead)
+{
+    for (const Millis time : {Millis{0}, Millis{1273043049000}, Millis{1273043049123}, Millis{-1}, Millis{951782400000},
+                              Millis{253402300799000}, Millis{-62135596800000}})
+        EXPECT_EQ(parseTime(formatTime(time)), time) << formatTime(time);
+    EXPECT_EQ(formatTime(1273043049000), "2010-05-05T07:04:09Z");
+    EXPECT_EQ(formatTime(1273043049007), "2010-05-05T07:04:09.007Z");
+}
+
+TEST(Dates, OfPhotographsTakeTheCamerasOffset)
+{
+    EXPECT_EQ(parsePhotoTime("2010:05:05 07:04:09", ""), 1273043049000);
+    EXPECT_EQ(parsePhotoTime("2010:05:05 09:04:09", "+02:00"), 1273043049000);
+    EXPECT_EQ(parsePhotoTime("2010:05:05 07:04:09", "nonsense"), 1273043049000);
+    EXPECT_FALSE(parsePhotoTime("0000:00:00 00:00:00", ""));
+    EXPECT_FALSE(parsePhotoTime("", ""));
+}
+
+} // namespace

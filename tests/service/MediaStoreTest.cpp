@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+#include "media/MediaStore.h"
+#include "media/WorkerPool.h"
+
+#include "KinloomdProcess.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace kinloomd;
+using kinloomd_test::TemporaryFolder;
+
+class MediaFiles : public ::testing::Test {
+protected:
+    void keep(Id content, const std::string& bytes = "bytes")
+    {
+        TemporaryFile file(m_data.temporary());
+        file.write(bytes);
+        m_media.keepOriginal(file, content);
+        TemporaryFile thumbnail(m_data.temporary());
+        m_media.keepThumbnail(thumbnail, content, THUMBNAIL_SIZES[0]);
+    }
+    static bool exists(const std::string& path) { return std::filesystem::exists(path); }
+    std::size_t temporaryFiles() const
+    {
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(m_data.temporary()), {}));
+    }
+
+    TemporaryFolder m_folder;
+    DataFolder m_data{m_folder / "data"};
+    MediaStore m_media{m_data};
+};
+
+TEST_F(MediaFiles, AreReadableByTheirOwnerAlone)
+{
+    keep(300);
+    for (const std::string& path : {m_data.path(), m_data.media(), m_data.temporary(), m_media.originalPath(300)}) {
+        struct stat info {};
+        ASSERT_EQ(::stat(path.c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 077U, 0U) << path;
+    }
+}
+
+TEST_F(MediaFiles, LeaveNothingBehindUnlessKept)
+{
+    {
+        TemporaryFile file(m_data.temporary());
+        file.write("half");
+        EXPECT_EQ(temporaryFiles(), 1U);
+    }
+    EXPECT_EQ(temporaryFiles(), 0U);
+    keep(1);
+    EXPECT_EQ(temporaryFiles(), 0U);
+    EXPECT_EQ(readFile(m_media.originalPath(1)), "bytes");
+}
+
+TEST_F(MediaFiles, AreRemovedWithTheirThumbnails)
+{
+    keep(1);
+    keep(257);
+    m_media.removeContent(1);
+    EXPECT_FALSE(exists(m_media.originalPath(1)));
+    EXPECT_FALSE(exists(m_media.thumbnailPath(1, THUMBNAIL_SIZES[0])));
+    EXPECT_TRUE(exists(m_media.originalPath(257)));
+}
+
+TEST_F(MediaFiles, WithoutRecordAreSweptUp)
+{
+    keep(1);
+    keep(2);
+    std::filesystem::copy_file(m_media.originalPath(1), m_data.temporary() + "/leftover");
+    std::filesystem::copy_file(m_media.originalPath(1), m_data.media() + "/01/nonsense");
+    for (const std::int64_t image : {1, 2}) {
+        TemporaryFile file(m_data.temporary());
+        m_media.keepPersonImage(file, 5, image);
+    }
+    m_media.sweep([](Id id) { return id == 1; }, [](Id id, std::int64_t image) { return id == 5 && image == 2; });
+    EXPECT_FALSE(exists(m_media.personImagePath(5, 1)));
+    EXPECT_TRUE(exists(m_media.personImagePath(5, 2)));
+    EXPECT_TRUE(exists(m_media.originalPath(1)));
+    EXPECT_TRUE(exists(m_media.thumbnailPath(1, THUMBNAIL_SIZES[0])));
+    EXPECT_FALSE(exists(m_media.originalPath(2)));
+    EXPECT_FALSE(exists(m_media.thumbnailPath(2, THUMBNAIL_SIZES[0])));
+    EXPECT_FALSE(exists(m_data.media() + "/01/nonsense"));
+    EXPECT_EQ(temporaryFiles(), 0U);
+}
+
+TEST_F(MediaFiles, AreNotReadThroughLinks)
+{
+    std::filesystem::create_symlink("/etc/passwd", m_folder / "link");
+    EXPECT_FALSE(openForReading(m_folder / "link"));
+    EXPECT_FALSE(openForReading(m_folder.path())) << "a folder";
+    EXPECT_FALSE(openForReading(m_folder / "nothing"));
+}
+
+TEST_F(MediaFiles, AreNeverWrittenOverByNewOnes)
+{
+    createPrivateFile(m_folder / "file");
+    EXPECT_THROW(createPrivateFile(m_folder / "file"), std::system_error);
+}
+
+TEST_F(MediaFiles, OfAnotherServiceAreLocked)
+{
+    FolderLock first;
+    FolderLock second;
+    EXPECT_TRUE(FolderLock::tryExclusive(m_data.serveLock(), first));
+    EXPECT_FALSE(FolderLock::tryExclusive(m_data.serveLock(), second));
+    first = FolderLock();
+    EXPECT_TRUE(FolderLock::tryExclusive(m_data.serveLock(), second));
+}
+
+TEST(DataFolderOfNoService, IsRefused)
+{
+    const TemporaryFolder folder;
+    EXPECT_THROW(DataFolder::existing(folder.path()), std::runtime_error);
+    EXPECT_THROW(DataFolder(folder / "missing/deeper"), std::system_error);
+}
+
+TEST(WorkerPool, DoesJobsAndPassesOnWhatTheyThrow)
+{
+    WorkerPool pool(2);
+    EXPECT_EQ(pool.submit([] { return 7; }).get(), 7);
+    EXPECT_THROW(pool.submit([]() -> int { throw std::runtime_error("no"); }).get(), std::runtime_error);
+}
+
+TEST(WorkerPool, DropsWhatHasNotBegunWhenItStops)
+{
+    std::promise<void> hold;
+    std::promise<void> begun;
+    WorkerPool pool(1);
+    auto first = pool.submit([&] {
+        begun.set_value();
+        hold.get_future().wait();
+        return 1;
+    });
+    begun.get_future().wait();
+    auto second = pool.submit([] { return 2; });
+    pool.stop();
+    EXPECT_THROW(second.get(), std::future_error);
+    EXPECT_THROW(pool.submit([] { return 3; }).get(), std::future_error);
+    hold.set_value();
+    EXPECT_EQ(first.get(), 1);
+}
+
+} // namespace

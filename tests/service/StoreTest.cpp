@@ -1,0 +1,453 @@
+// SPDX-License-Identifier: MIT
+#include "core/Files.h"
+#include "store/Comments.h"
+#include "store/Contents.h"
+#include "store/Groups.h"
+#include "store/People.h"
+
+#include "KinloomdProcess.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+#include <set>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace kinloomd;
+using kinloomd_test::TemporaryFolder;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class Store : public ::testing::Test {
+protected:
+    Person newPerson(const std::string& name)
+    {
+        const auto connection = m_database.write();
+        Transaction transaction(connection);
+        const Person person = addPerson(connection, name, "");
+        transaction.commit();
+        return person;
+    }
+
+    Id newGroup(const std::string& name, const Person& master)
+    {
+        const auto connection = m_database.write();
+        Transaction transaction(connection);
+        const Id id = addGroup(connection, name, "", master.id);
+        transaction.commit();
+        return id;
+    }
+
+    /// A content, as an upload leaves it.
+    static Id newContent(Connection& connection, Id group, Id creator, std::optional<Millis> taken = std::nullopt,
+                         ContentType type = ContentType::PHOTO)
+    {
+        Slot slot;
+        slot.id = addSlot(connection, group, creator, type, std::nullopt, "text");
+        slot.group = group;
+        slot.type = type;
+        EXPECT_TRUE(commitUpload(connection, slot, {"a.jpg", Format::JPEG, 10, 2, 3, taken}));
+        return slot.id;
+    }
+
+    Id newContent(Id group, Id creator)
+    {
+        const auto connection = m_database.write();
+        Transaction transaction(connection);
+        const Id id = newContent(connection, group, creator);
+        transaction.commit();
+        return id;
+    }
+
+    std::vector<std::string> namesOf(const std::vector<Group>& groups)
+    {
+        std::vector<std::string> names;
+        for (const Group& group : groups)
+            names.push_back(group.name);
+        return names;
+    }
+
+    TemporaryFolder m_folder;
+    Database m_database{m_folder / "test.db"};
+};
+
+TEST_F(Store, KeepsItsFilesPrivate)
+{
+    newPerson("Anna");
+    for (const char* name : {"test.db", "test.db-wal", "test.db-shm"}) {
+        struct stat info {};
+        ASSERT_EQ(::stat((m_folder / name).c_str(), &info), 0) << name;
+        EXPECT_EQ(info.st_mode & 0777U, 0600U) << name;
+    }
+}
+
+TEST_F(Store, GivesEachThingItsOwnIdentifier)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const Id content = newContent(group, anna.id);
+    const auto connection = m_database.write();
+    const Id comment = addComment(connection, group, content, anna.id, "text");
+    EXPECT_EQ((std::set<Id>{anna.id, group, content, comment}.size()), 4U);
+    EXPECT_EQ(kindOf(connection, anna.id), EntityKind::PERSON);
+    EXPECT_EQ(kindOf(connection, group), EntityKind::GROUP);
+    EXPECT_EQ(kindOf(connection, content), EntityKind::CONTENT);
+    EXPECT_EQ(kindOf(connection, comment), EntityKind::COMMENT);
+    EXPECT_EQ(kindOf(connection, comment + 1), EntityKind::NONE);
+}
+
+TEST_F(Store, KeepsTokensAsHashesOnly)
+{
+    const Person anna = newPerson("Anna");
+    {
+        const auto connection = m_database.write();
+        addDevice(connection, anna.id, "device", "app", "very-secret-token");
+        connection.operator Connection&().raw().exec("PRAGMA wal_checkpoint(TRUNCATE)");
+    }
+    const auto connection = m_database.read();
+    EXPECT_EQ(findDevice(connection, "device")->person.name, "Anna");
+    EXPECT_EQ(readFile(m_folder / "test.db").find("very-secret-token"), std::string::npos);
+}
+
+TEST_F(Store, UndoesATransactionThatIsNotCommitted)
+{
+    {
+        const auto connection = m_database.write();
+        const Transaction transaction(connection);
+        addPerson(connection, "Nobody", "");
+    }
+    const auto connection = m_database.read();
+    EXPECT_FALSE(findPersonByName(connection, "Nobody"));
+}
+
+TEST_F(Store, OpensWhatItHasWritten)
+{
+    newPerson("Anna");
+    Database again(m_folder / "test.db");
+    const auto connection = again.read();
+    EXPECT_TRUE(findPersonByName(connection, "Anna"));
+}
+
+TEST_F(Store, RefusesADatabaseOfANewerProgram)
+{
+    {
+        const auto connection = m_database.write();
+        connection.operator Connection&().raw().exec("PRAGMA user_version = 999");
+    }
+    EXPECT_THROW(Database(m_folder / "test.db"), std::runtime_error);
+}
+
+TEST_F(Store, SortsGroupsInEachOrder)
+{
+    const Person anna = newPerson("Anna");
+    const Id beta = newGroup("beta", anna);
+    newGroup("Alpha", anna);
+    newGroup("ALPHA", anna);
+    const Id gamma = newGroup("Gamma", anna);
+    const auto connection = m_database.write();
+    // Times of their own: all four may have been made within one millisecond.
+    noteUse(connection, beta, now() + 10);
+    noteUse(connection, gamma, now() + 20);
+    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 0, 10)),
+                ElementsAre("Alpha", "ALPHA", "beta", "Gamma"));
+    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::CREATED_TIME, 0, 10)),
+                ElementsAre("Gamma", "ALPHA", "Alpha", "beta"));
+    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::RECENT_USED, 0, 10)),
+                ElementsAre("Gamma", "beta", "ALPHA", "Alpha"));
+}
+
+TEST_F(Store, PagesGroupsByIndexAndCount)
+{
+    const Person anna = newPerson("Anna");
+    for (int i = 0; i < 7; ++i)
+        newGroup("group " + std::to_string(i), anna);
+    const auto connection = m_database.read();
+    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 2, 3)),
+                ElementsAre("group 2", "group 3", "group 4"));
+    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 6, 3)), ElementsAre("group 6"));
+    EXPECT_THAT(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 4294967295, 3), IsEmpty());
+}
+
+TEST_F(Store, ShowsOnlySharedGroupsOfAnotherPerson)
+{
+    const Person anna = newPerson("Anna");
+    const Person ben = newPerson("Ben");
+    const Id shared = newGroup("shared", anna);
+    newGroup("Anna's", anna);
+    newGroup("Ben's", ben);
+    const auto connection = m_database.write();
+    EXPECT_FALSE(shareGroup(connection, anna.id, ben.id));
+    EXPECT_TRUE(addMember(connection, *findGroup(connection, shared), ben.id));
+    EXPECT_FALSE(addMember(connection, *findGroup(connection, shared), ben.id));
+    EXPECT_TRUE(shareGroup(connection, anna.id, ben.id));
+    for (const GroupSort sort : {GroupSort::ALPHABETICAL, GroupSort::CREATED_TIME, GroupSort::RECENT_USED})
+        EXPECT_THAT(namesOf(listGroups(connection, anna.id, ben.id, sort, 0, 10)), ElementsAre("shared"));
+}
+
+TEST_F(Store, KnowsTheRoleOfEachPerson)
+{
+    const Person anna = newPerson("Anna");
+    const Person ben = newPerson("Ben");
+    const Person carla = newPerson("Carla");
+    const Id group = newGroup("Family", anna);
+    {
+        const auto connection = m_database.write();
+        addMember(connection, *findGroup(connection, group), ben.id);
+    }
+    const Id content = newContent(group, ben.id);
+    const auto connection = m_database.write();
+    const Id comment = addComment(connection, group, content, ben.id, "text");
+    EXPECT_EQ(roleInGroup(connection, group, anna.id), Role::MASTER);
+    EXPECT_EQ(roleInGroup(connection, group, ben.id), Role::MEMBER);
+    EXPECT_EQ(roleInGroup(connection, group, carla.id), Role::STRANGER);
+    EXPECT_EQ(standingAtContent(connection, content, anna.id).role, Role::MASTER);
+    EXPECT_EQ(standingAtContent(connection, content, ben.id).role, Role::AUTHOR);
+    EXPECT_EQ(standingAtContent(connection, content, carla.id).role, Role::STRANGER);
+    EXPECT_EQ(standingAtComment(connection, comment, ben.id).role, Role::AUTHOR);
+    EXPECT_TRUE(removeMember(connection, group, ben.id));
+    EXPECT_EQ(standingAtContent(connection, content, ben.id).role, Role::STRANGER) << "authors who have left are strangers";
+    EXPECT_EQ(standingAtComment(connection, comment, ben.id).role, Role::STRANGER);
+    EXPECT_EQ(mediaEpochOf(connection, group), 1);
+    EXPECT_FALSE(removeMember(connection, group, ben.id));
+}
+
+TEST_F(Store, KeepsTotalsTrueThroughEveryChange)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    const Id photo = newContent(connection, group, anna.id);
+    newContent(connection, group, anna.id, std::nullopt, ContentType::VIDEO);
+    const Id music = newContent(connection, group, anna.id, std::nullopt, ContentType::MUSIC);
+    const Id first = addComment(connection, group, photo, anna.id, "1");
+    addComment(connection, group, photo, anna.id, "2");
+    addComment(connection, group, music, anna.id, "3");
+    Group seen = *findGroup(connection, group);
+    EXPECT_EQ(seen.total, 3);
+    EXPECT_EQ(seen.photos, 1);
+    EXPECT_EQ(seen.videos, 1);
+    EXPECT_EQ(seen.audios, 1);
+    EXPECT_EQ(seen.comments, 3);
+    EXPECT_EQ(seen.cover, photo);
+    EXPECT_EQ(findContent(connection, photo)->comments, 2);
+    EXPECT_TRUE(deleteComment(connection, standingAtComment(connection, first, anna.id), first));
+    EXPECT_TRUE(deleteContent(connection, music));
+    EXPECT_FALSE(deleteContent(connection, music));
+    seen = *findGroup(connection, group);
+    EXPECT_EQ(seen.total, 2);
+    EXPECT_EQ(seen.audios, 0);
+    EXPECT_EQ(seen.comments, 1);
+    EXPECT_TRUE(deleteContent(connection, photo));
+    seen = *findGroup(connection, group);
+    EXPECT_EQ(seen.photos, 0);
+    EXPECT_EQ(seen.comments, 0);
+    EXPECT_EQ(seen.cover, 0);
+    Query totals(connection, Sql::CHECK_GROUP_TOTALS);
+    EXPECT_FALSE(totals.step());
+    Query comments(connection, Sql::CHECK_COMMENT_COUNTS);
+    EXPECT_FALSE(comments.step());
+}
+
+TEST_F(Store, RemovesEverythingInADeletedGroup)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    const Id content = newContent(connection, group, anna.id);
+    const Id comment = addComment(connection, group, content, anna.id, "text");
+    Event event;
+    event.member = anna;
+    addEvent(connection, content, event);
+    EXPECT_THAT(listContentIds(connection, group), ElementsAre(content));
+    deleteGroup(connection, group);
+    EXPECT_FALSE(findGroup(connection, group));
+    EXPECT_FALSE(findContent(connection, content));
+    EXPECT_FALSE(findComment(connection, comment));
+    EXPECT_THAT(listEvents(connection, content), IsEmpty());
+    EXPECT_THAT(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 0, 10), IsEmpty());
+}
+
+TEST_F(Store, HidesASlotUntilItIsFilled)
+{
+    const Person anna = newPerson("Anna");
+    const Person ben = newPerson("Ben");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    addMember(connection, *findGroup(connection, group), ben.id);
+    const Id id = addSlot(connection, group, anna.id, ContentType::PHOTO, 10, "text");
+    const auto slot = findSlot(connection, id, anna.id);
+    ASSERT_TRUE(slot);
+    EXPECT_EQ(slot->announcedSize, 10);
+    EXPECT_FALSE(slot->filled);
+    EXPECT_FALSE(findSlot(connection, id, ben.id));
+    EXPECT_FALSE(findContent(connection, id));
+    EXPECT_EQ(standingAtContent(connection, id, anna.id).role, Role::STRANGER);
+    EXPECT_EQ(addComment(connection, group, id, anna.id, "too early"), 0);
+    EXPECT_EQ(findGroup(connection, group)->total, 0);
+    const UploadedFile file{"a.jpg", Format::JPEG, 10, 2, 3, std::nullopt};
+    EXPECT_TRUE(commitUpload(connection, *slot, file));
+    EXPECT_FALSE(commitUpload(connection, *slot, file)) << "a slot is filled once";
+    EXPECT_TRUE(findSlot(connection, id, anna.id)->filled);
+    EXPECT_EQ(findGroup(connection, group)->total, 1);
+}
+
+TEST_F(Store, ForgetsSlotsThatWereNeverFilled)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    const Id id = addSlot(connection, group, anna.id, ContentType::PHOTO, std::nullopt, "");
+    const Id kept = newContent(connection, group, anna.id);
+    expireSlots(connection, now() - 1000);
+    EXPECT_TRUE(findSlot(connection, id, anna.id));
+    expireSlots(connection, now() + 1000);
+    EXPECT_FALSE(findSlot(connection, id, anna.id));
+    EXPECT_TRUE(findContent(connection, kept));
+}
+
+TEST_F(Store, GivesUploadsRisingTimes)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    Millis last = 0;
+    for (int i = 0; i < 20; ++i) {
+        const Millis uploaded = findContent(connection, newContent(connection, group, anna.id))->uploaded;
+        EXPECT_GT(uploaded, last);
+        last = uploaded;
+    }
+}
+
+TEST_F(Store, RemembersWhoSignedInFromAnAddressLast)
+{
+    const Person anna = newPerson("Anna");
+    const Person ben = newPerson("Ben");
+    const auto connection = m_database.write();
+    addDevice(connection, anna.id, "a", "app", "token");
+    addDevice(connection, ben.id, "b", "app", "token");
+    EXPECT_FALSE(lastSignIn(connection, "10.0.0.1"));
+    noteSignIn(connection, "10.0.0.1", findDevice(connection, "a")->id, 1);
+    EXPECT_EQ(lastSignIn(connection, "10.0.0.1")->person.name, "Anna");
+    noteSignIn(connection, "10.0.0.1", findDevice(connection, "b")->id, 2);
+    EXPECT_EQ(lastSignIn(connection, "10.0.0.1")->person.name, "Ben");
+    EXPECT_FALSE(lastSignIn(connection, "10.0.0.2"));
+    EXPECT_EQ(findDevice(connection, "a")->signedIn, 1);
+}
+
+TEST_F(Store, ListsTheNewestCommentsInTheirOrder)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    const Id content = newContent(connection, group, anna.id);
+    for (int i = 0; i < 5; ++i)
+        addComment(connection, group, content, anna.id, std::to_string(i));
+    const auto texts = [](const std::vector<Comment>& comments) {
+        std::string all;
+        for (const Comment& comment : comments)
+            all += comment.text;
+        return all;
+    };
+    EXPECT_EQ(texts(latestComments(connection, content, 3)), "234");
+    EXPECT_EQ(texts(listComments(connection, content, 1, 2)), "12");
+}
+
+constexpr Marker FIRST = {std::numeric_limits<Millis>::min(), 0};
+constexpr Marker LAST = {std::numeric_limits<Millis>::max(), std::numeric_limits<Id>::max()};
+
+struct FeedCase {
+    FeedBase base;
+    FeedDirection direction;
+    ContentType type;
+};
+
+class Feed : public Store, public ::testing::WithParamInterface<std::tuple<FeedBase, FeedDirection, ContentType>> {};
+
+TEST_P(Feed, ShowsEachContentExactlyOnceAtAnyPageSize)
+{
+    const auto [base, direction, type] = GetParam();
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const Id other = newGroup("Other", anna);
+    std::set<Id> expected;
+    const auto connection = m_database.write();
+    {
+        // Many pictures of the same moment, in no order.
+        std::mt19937 random(7);
+        Transaction transaction(connection);
+        for (int i = 0; i < 1000; ++i) {
+            const auto kind = static_cast<ContentType>(1 + i % 3);
+            const Id id = newContent(connection, group, anna.id, static_cast<Millis>(random() % 50), kind);
+            if (type == ContentType::ANY || type == kind)
+                expected.insert(id);
+            newContent(connection, other, anna.id, 5);
+        }
+        transaction.commit();
+    }
+    for (const int count : {1, 7, 30, 1000, 5000}) {
+        std::vector<Id> seen;
+        Marker marker = direction == FeedDirection::BEFORE ? LAST : FIRST;
+        for (;;) {
+            const auto page = listFeed(connection, group, base, direction, type, marker, count);
+            for (const Content& content : page)
+                seen.push_back(content.id);
+            if (page.empty())
+                break;
+            marker = *markerOf(connection, group, page.back().id, base);
+        }
+        EXPECT_EQ(seen.size(), expected.size()) << count;
+        EXPECT_EQ(std::set<Id>(seen.begin(), seen.end()), expected) << count;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Orders, Feed,
+                         ::testing::Combine(::testing::Values(FeedBase::CREATED_TIME, FeedBase::UPLOAD_TIME, FeedBase::CONTENT_ID),
+                                            ::testing::Values(FeedDirection::BEFORE, FeedDirection::AFTER),
+                                            ::testing::Values(ContentType::ANY, ContentType::PHOTO)));
+
+TEST_F(Store, GoesOnFromAMarkerThatWasDeleted)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    const Id first = newContent(connection, group, anna.id);
+    const Id second = newContent(connection, group, anna.id);
+    const Id third = newContent(connection, group, anna.id);
+    deleteContent(connection, second);
+    for (const FeedBase base : {FeedBase::CREATED_TIME, FeedBase::UPLOAD_TIME, FeedBase::CONTENT_ID}) {
+        const auto marker = markerOf(connection, group, second, base);
+        ASSERT_TRUE(marker);
+        const auto before = listFeed(connection, group, base, FeedDirection::BEFORE, ContentType::ANY, *marker, 10);
+        const auto after = listFeed(connection, group, base, FeedDirection::AFTER, ContentType::ANY, *marker, 10);
+        ASSERT_EQ(before.size(), 1U);
+        EXPECT_EQ(before[0].id, first);
+        ASSERT_EQ(after.size(), 1U);
+        EXPECT_EQ(after[0].id, third);
+    }
+    EXPECT_FALSE(markerOf(connection, group, third + 1, FeedBase::CONTENT_ID));
+}
+
+class Statement : public Store, public ::testing::WithParamInterface<std::size_t> {};
+
+TEST_P(Statement, FindsItsRowsThroughAnIndex)
+{
+    const auto sql = static_cast<Sql>(GetParam());
+    const auto connection = m_database.write();
+    SQLite::Statement plan(connection.operator Connection&().raw(), std::string("EXPLAIN QUERY PLAN ") + textOf(sql));
+    while (plan.executeStep()) {
+        const std::string step = plan.getColumn(3).getString();
+        if (entryOf(sql).wholeTable)
+            continue;
+        const bool scan = step.compare(0, 5, "SCAN ") == 0 && step.find("CONSTANT ROW") == std::string::npos;
+        EXPECT_FALSE(scan) << step << "\n" << textOf(sql);
+        EXPECT_EQ(step.find("TEMP B-TREE"), std::string::npos) << step << "\n" << textOf(sql);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Statement, ::testing::Range(std::size_t{0}, static_cast<std::size_t>(Sql::COUNT)));
+
+} // namespace
