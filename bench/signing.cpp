@@ -6,9 +6,8 @@
 #include "support/Report.h"
 
 #include <benchmark/benchmark.h>
-#include <cstdio>
-#include <exception>
 #include <libxml++/parsers/domparser.h>
+#include <stdexcept>
 
 namespace bench {
 
@@ -41,7 +40,7 @@ private:
 void signHeaders(W::KLService& service)
 {
     W::ApiRequest request("me/group.list");
-    benchmark::DoNotOptimize(request.sign(service.session()).headers);
+    benchmark::DoNotOptimize(request.sign(*service.session()).headers);
 }
 
 void signUnchanged(benchmark::State& state)
@@ -104,12 +103,4 @@ void run(const Arguments& arguments)
 
 } // namespace bench
 
-int main(int argc, char** argv)
-{
-    try {
-        bench::run(bench::Arguments::read(argc, argv));
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-        return 1;
-    }
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, bench::run); }

@@ -5,6 +5,8 @@
 
 #include "W/WTypes.h"
 
+#include <ostream>
+
 namespace W {
 
 /// A point in time with nanosecond resolution, or unset. Unset dates equal each other and sort before all others.
@@ -36,6 +38,9 @@ public:
 
     /// The date in UTC as RFC 3339 writes it, with as many digits of the fraction as it needs; empty when unset.
     STRING toString() const;
+
+    /// Prints what toString() returns.
+    friend std::ostream& operator<<(std::ostream& out, const WDateTime& date) { return out << date.toString(); }
 
     friend bool operator==(const WDateTime& a, const WDateTime& b)
     {

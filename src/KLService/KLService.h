@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <pthread.h>
+#include <set>
 
 namespace xmlpp {
 class Node;
@@ -41,10 +42,11 @@ enum GSTATUS : UINT32 {
 
 /// The context of one queued request: whose it is, and what it is for. Owns the command while the request lives.
 struct KLServiceArgs {
-    explicit KLServiceArgs(KLService* owner = nullptr, KLServiceCMD* cmd = nullptr) : service(owner), command(cmd) {}
+    KLServiceArgs() = default;
+    KLServiceArgs(KLService* owner, KLServiceCMD* cmd) : service(owner), command(cmd) {}
 
-    KLService* service;
-    KLServiceCMD* command;
+    KLService* service = nullptr;
+    KLServiceCMD* command = nullptr;
 };
 
 /// The transport's completion, run by the host on its worker: hands the reply and the command to the routine that was registered
@@ -165,12 +167,13 @@ public:
 
     // ---- Session ----
 
-    /// The session as it is now, in one piece: what an operation signs with stays together whatever other threads do. Valid, and
-    /// the same, for as long as the service lives.
-    const Session& session() const { return *m_session.load(std::memory_order_acquire); }
+    /// The session as it is now, in one piece: what an operation signs with stays together whatever other threads do.
+    std::shared_ptr<const Session> session() const { return std::atomic_load_explicit(&m_session, std::memory_order_acquire); }
 
     bool isLoggedIn() const;
-    // The references are valid for as long as the service lives; they show the session as it was at the call.
+    // The references show the session as it was at the call. They are valid until it has changed another KEPT_SESSIONS times, or
+    // the service ends.
+    static constexpr std::size_t KEPT_SESSIONS = 16;
     const STRING& getUserID() const;
     const STRING& getAppID() const;
     const STRING& getAuthToken() const;
@@ -203,11 +206,17 @@ public:
 
 private:
     friend class ServiceRequest;
+    friend void cbKLFnCallback(SESSION_STATUS status, HttpRequest* request, VOID* context);
     struct LogLines {
         int notCreated;
         int refused;
     };
     enum class Tracking { NONE, TRANSFER };
+    enum class TransferPhase {
+        RUNNING,
+        COMPLETING, ///< its completion has begun
+        YIELDING,   ///< and has nothing more to show or to cancel: the next transfer takes its place
+    };
 
     static HttpHeader makeHeader(const Headers& headers);
     template <class MakeRequest>
@@ -221,25 +230,30 @@ private:
     void clearSession();
     void trackTransfer(HttpRequest* request);
     void forgetTransfer();
+    void beginCompletion(const HttpRequest* request);
     void endTransfer(const HttpRequest* request);
     bool hasLiveRequests();
 
     const STRING m_name;
-    std::list<Session> m_sessions; // every distinct state there has been, the empty one first; none is ever changed or removed
-    std::atomic<const Session*> m_session;
+    const std::shared_ptr<const Session> m_signedOut;
+    std::shared_ptr<const Session> m_session;             // read and replaced atomically
+    std::list<std::shared_ptr<const Session>> m_sessions; // the last states, newest first
     UINT32 m_requestInProgress = 0;
     CompletionRoutine m_completion = nullptr;
     DropNotice m_dropNotice = nullptr;
-    std::list<KLServiceArgs*> m_liveArgs;
+    std::multiset<KLServiceArgs*> m_liveArgs; // a search for one of many: a flush takes out each of them
     std::list<WException*> m_exceptions;
     HttpDelegator* const m_delegator;
     HttpRequest* m_currentTransfer = nullptr; // borrowed from the delegator; forgotten before the request dies
+    std::uint64_t m_transferNumber = 0;       // of the current transfer: another one may get the same address
+    TransferPhase m_transferPhase = TransferPhase::RUNNING;
     double m_transferred = 0.0;
     double m_expected = 0.0;
     const std::uint64_t m_requestID;
     std::atomic<bool> m_closed{false};
-    pthread_mutex_t m_listMutex;     // guards m_liveArgs, m_exceptions and m_sessions
-    pthread_mutex_t m_transferMutex; // guards m_requestInProgress, m_currentTransfer, m_transferred and m_expected
+    pthread_mutex_t m_listMutex; // guards m_liveArgs, m_exceptions and m_sessions
+    pthread_mutex_t
+        m_transferMutex; // guards m_requestInProgress, m_currentTransfer and what is said of it, m_transferred and m_expected
 };
 
 } // namespace W

@@ -3,8 +3,6 @@
 #include "KLService/Dispatch.h"
 #include "KLService/Lock.h"
 
-#include <algorithm>
-
 #ifndef KINLOOM_ENDPOINT
 #error "KINLOOM_ENDPOINT must name the service's default endpoint"
 #endif
@@ -27,12 +25,11 @@ const STRING& KLService::getBaseURL()
 
 KLService::KLService(const STRING& name, const WContentProvider& provider)
     : m_name(name),
-      m_sessions(1),
-      m_session(&m_sessions.front()),
+      m_signedOut(Session::signedOut()),
+      m_session(m_signedOut),
       m_delegator(HttpDelegator::getInstance()),
       m_requestID(provider.getID())
 {
-    m_sessions.front().sign(); // the first sign-in of a device is signed with the empty values
     pthread_mutex_init(&m_listMutex, nullptr);
     pthread_mutex_init(&m_transferMutex, nullptr);
     forgetTransfer();
@@ -106,7 +103,7 @@ WSTATUS KLService::postFData(const STRING& url, const Headers& headers, const ST
 void KLService::addARGS(KLServiceArgs* args)
 {
     Lock lock(m_listMutex);
-    m_liveArgs.push_back(args);
+    m_liveArgs.insert(args);
 }
 
 bool KLService::hasLiveRequests()
@@ -119,7 +116,7 @@ void KLService::cleanupARGS(KLServiceArgs* args)
 {
     {
         Lock lock(m_listMutex);
-        const auto found = std::find(m_liveArgs.begin(), m_liveArgs.end(), args);
+        const auto found = m_liveArgs.find(args);
         if (found == m_liveArgs.end())
             return;
         m_liveArgs.erase(found);

@@ -34,6 +34,7 @@ void cbKLFnCallback(SESSION_STATUS status, HttpRequest* request, VOID* context)
         }
     } cleanup{service, args, request};
 
+    service.beginCompletion(request);
     static const HttpResponse NO_RESPONSE;
     if (const KLService::CompletionRoutine completion = service.getFnCallbackPtr())
         completion(status, request ? request->response() : NO_RESPONSE, args->command);

@@ -19,33 +19,45 @@ void Session::sign()
     authorization = KLService::getAuthorization(appID, authToken, duid, signature);
 }
 
-bool KLService::isLoggedIn() const { return !session().authToken.empty(); }
-const STRING& KLService::getUserID() const { return session().userID; }
-const STRING& KLService::getAppID() const { return session().appID; }
-const STRING& KLService::getAuthToken() const { return session().authToken; }
-const STRING& KLService::getAppToken() const { return session().appToken; }
-const STRING& KLService::getDUID() const { return session().duid; }
+std::shared_ptr<const Session> Session::signedOut()
+{
+    auto session = std::make_shared<Session>();
+    session->sign();
+    return session;
+}
 
-// A state is made once and kept: references to it stay good, and the changes of a lifetime are few, since most go back and forth
-// between signed out and one credential.
+bool KLService::isLoggedIn() const { return !session()->authToken.empty(); }
+const STRING& KLService::getUserID() const { return session()->userID; }
+const STRING& KLService::getAppID() const { return session()->appID; }
+const STRING& KLService::getAuthToken() const { return session()->authToken; }
+const STRING& KLService::getAppToken() const { return session()->appToken; }
+const STRING& KLService::getDUID() const { return session()->duid; }
+
+// A state that comes back is taken up again: most changes go back and forth between signed out and one credential. The last ones
+// are kept, so that a reference that a getter has just returned stays good.
 template <class Change> void KLService::changeSession(Change&& change)
 {
     Lock lock(m_listMutex);
-    Session next = session();
+    Session next = *session();
     change(next);
-    auto known = std::find(m_sessions.begin(), m_sessions.end(), next);
-    if (known == m_sessions.end()) {
+    const auto isNext = [&](const std::shared_ptr<const Session>& known) { return *known == next; };
+    const auto known = std::find_if(m_sessions.begin(), m_sessions.end(), isNext);
+    if (known != m_sessions.end()) {
+        m_sessions.splice(m_sessions.begin(), m_sessions, known);
+    } else {
         next.sign();
-        known = m_sessions.insert(m_sessions.end(), std::move(next));
+        m_sessions.push_front(std::make_shared<const Session>(std::move(next)));
+        if (m_sessions.size() > KEPT_SESSIONS)
+            m_sessions.pop_back();
     }
-    m_session.store(&*known, std::memory_order_release);
+    std::atomic_store_explicit(&m_session, m_sessions.front(), std::memory_order_release);
 }
 
 // Needs no memory: signing out must not fail.
 void KLService::clearSession()
 {
     Lock lock(m_listMutex); // a change that is being made must not bring the old state back
-    m_session.store(&m_sessions.front(), std::memory_order_release);
+    std::atomic_store_explicit(&m_session, m_signedOut, std::memory_order_release);
 }
 
 void KLService::setUserID(const STRING& userID)

@@ -5,6 +5,7 @@
 
 #include "W/WTypes.h"
 
+#include <memory>
 #include <tuple>
 
 namespace W {
@@ -21,6 +22,9 @@ struct Session {
     // Both follow from the fields above; made once per session, since they would be a fifth of the cost of a request.
     STRING signature;
     STRING authorization;
+
+    /// The state before the first sign-in. That one is signed too, with the empty values.
+    static std::shared_ptr<const Session> signedOut();
 
     /// Makes signature and authorization anew.
     void sign();

@@ -8,9 +8,11 @@ namespace W {
 void KLService::trackTransfer(HttpRequest* request)
 {
     Lock lock(m_transferMutex);
-    if (m_currentTransfer)
+    if (m_currentTransfer && m_transferPhase != TransferPhase::YIELDING)
         return;
     m_currentTransfer = request;
+    ++m_transferNumber;
+    m_transferPhase = TransferPhase::RUNNING;
     m_requestInProgress = 1;
     m_transferred = 0.0;
     m_expected = 0.0;
@@ -23,6 +25,13 @@ void KLService::forgetTransfer()
     m_requestInProgress = 0;
     m_transferred = 0.0;
     m_expected = 0.0;
+}
+
+void KLService::beginCompletion(const HttpRequest* request)
+{
+    Lock lock(m_transferMutex);
+    if (request && m_currentTransfer == request)
+        m_transferPhase = TransferPhase::COMPLETING;
 }
 
 void KLService::endTransfer(const HttpRequest* request)
@@ -61,6 +70,9 @@ void KLService::resetReqStatus()
 {
     Lock lock(m_transferMutex);
     m_requestInProgress = 0;
+    // A transfer that the callback starts, or whoever the callback wakes, is tracked at once.
+    if (m_transferPhase == TransferPhase::COMPLETING)
+        m_transferPhase = TransferPhase::YIELDING;
 }
 
 void KLService::setCancel()
@@ -74,15 +86,15 @@ void KLService::setCancel()
 
 WSTATUS KLService::flushHttpRequests()
 {
-    const HttpRequest* flushed = nullptr;
+    std::uint64_t flushed = 0;
     {
         Lock lock(m_transferMutex);
-        flushed = m_currentTransfer;
+        flushed = m_transferNumber;
     }
     // No lock is held here: the requests that the host drops take both locks as they die.
     const WSTATUS status = m_delegator->flushHttpRequests(m_requestID);
     Lock lock(m_transferMutex);
-    if (m_currentTransfer == flushed) // not a transfer that another thread has queued meanwhile
+    if (m_transferNumber == flushed) // not a transfer that another thread has queued meanwhile
         m_currentTransfer = nullptr;
     return status;
 }
@@ -92,11 +104,9 @@ void KLService::close()
     m_closed = true;
     // A flush spares what is queued while it waits: a callback that was running may have asked for more before it saw the end. What
     // that completes to cannot ask again.
-    bool live = true;
     do {
-        live = hasLiveRequests();
         flushHttpRequests();
-    } while (live);
+    } while (hasLiveRequests());
 }
 
 } // namespace W

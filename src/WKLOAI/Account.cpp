@@ -141,8 +141,8 @@ public:
     using SignIn::SignIn;
     void deliver(WSTATUS result)
     {
-        const Session& session = service().session();
-        cmd.callback(result, provider(), session.userID, session.authToken, cmd.userData);
+        const std::shared_ptr<const Session> session = service().session();
+        cmd.callback(result, provider(), session->userID, session->authToken, cmd.userData);
     }
 };
 

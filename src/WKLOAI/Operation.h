@@ -42,7 +42,7 @@ public:
     /// What the step throws becomes a status. Failures are logged with the caller's line.
     template <class Step> WSTATUS run(bool argumentsGood, Step&& step, int line = __builtin_LINE()) const
     {
-        if (m_session.authToken.empty())
+        if (m_session->authToken.empty())
             return logFailure(WSTATUS_NOT_LOGGED_IN, line);
         if (!argumentsGood)
             return logFailure(WSTATUS_INVALID_ARGUMENT, line);
@@ -50,7 +50,7 @@ public:
     }
 
     /// The state of the session that the whole operation works with.
-    const Session& session() const { return m_session; }
+    const Session& session() const { return *m_session; }
 
     KLService& service() const { return *m_oai.service(); }
 
@@ -72,7 +72,7 @@ public:
 
 private:
     WKLOAI& m_oai;
-    const Session& m_session;
+    const std::shared_ptr<const Session> m_session;
 };
 
 /// Wire text of an option value; the last row stands for every other value.

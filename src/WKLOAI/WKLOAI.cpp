@@ -5,7 +5,6 @@
 #include "KLService/Lock.h"
 #include "WKLOAI/Failure.h"
 
-#include <algorithm>
 #include <cassert>
 #include <new>
 
@@ -42,13 +41,13 @@ WKLOAI::~WKLOAI()
 void WKLOAI::addCMD(KLServiceCMD* command)
 {
     Lock lock(m_commandMutex);
-    m_commands.push_back(command);
+    m_commands.insert(command);
 }
 
 void WKLOAI::cleanupCMD(KLServiceCMD* command)
 {
     Lock lock(m_commandMutex);
-    const auto found = std::find(m_commands.begin(), m_commands.end(), command);
+    const auto found = m_commands.find(command);
     if (found != m_commands.end())
         m_commands.erase(found);
 }

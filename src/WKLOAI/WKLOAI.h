@@ -10,6 +10,7 @@
 #include <list>
 #include <memory>
 #include <pthread.h>
+#include <set>
 
 /// What the library shows its host; everything else in it stays hidden.
 #define WKLOAI_EXPORT __attribute__((visibility("default")))
@@ -125,7 +126,7 @@ public:
 
     // ---- Registry ----
     void addCMD(KLServiceCMD* command);
-    /// Unlinks the first entry of that value; the pointer is compared, never followed, and need not be in the list.
+    /// Unlinks one entry of that value; the pointer is compared, never followed, and need not be in the list.
     void cleanupCMD(KLServiceCMD* command);
     void cleanupCMD();
     /// The number of commands in flight.
@@ -184,10 +185,10 @@ public:
 private:
     WSTATUS parseSignIn(const STRING& payload);
 
-    KLService* m_pService = nullptr; // owned
-    pthread_mutex_t m_commandMutex;  // guards m_commands
-    pthread_mutex_t m_cancelMutex;   // taken by every writer of m_cancelRequested; parsers read the flag without it
-    std::list<KLServiceCMD*> m_commands;
+    KLService* m_pService = nullptr;         // owned
+    pthread_mutex_t m_commandMutex;          // guards m_commands
+    pthread_mutex_t m_cancelMutex;           // taken by every writer of m_cancelRequested; parsers read the flag without it
+    std::multiset<KLServiceCMD*> m_commands; // a search for one of many: a flush takes out each of them
     std::atomic<bool> m_cancelRequested{false};
     std::atomic<WStatusCallback> m_cancelCallback{nullptr};
 };

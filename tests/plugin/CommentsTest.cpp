@@ -60,7 +60,7 @@ TEST_F(Comments, AreDeletedByAnEmptySignedPost)
     EXPECT_EQ(seen.url, BASE + "m1/delete");
     EXPECT_EQ(seen.body, "");
     ASSERT_EQ(seen.header.size(), 2u);
-    EXPECT_EQ(seen.header[0].second, service().session().authorization);
+    EXPECT_EQ(seen.header[0].second, service().session()->authorization);
     EXPECT_EQ(seen.header[1].first, "DATE");
 }
 

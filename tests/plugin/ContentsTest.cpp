@@ -42,7 +42,7 @@ TEST_F(Contents, AreViewedByTheirUID)
     EXPECT_EQ(seen.url, BASE + "c 1/view");
     EXPECT_EQ(seen.body, "");
     ASSERT_EQ(seen.header.size(), 2u);
-    EXPECT_EQ(seen.header[0].second, service().session().authorization);
+    EXPECT_EQ(seen.header[0].second, service().session()->authorization);
     EXPECT_EQ(seen.header[1].first, "DATE");
 }
 

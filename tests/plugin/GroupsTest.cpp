@@ -54,7 +54,7 @@ TEST_F(Groups, ListSignedWithTheSession)
     const fake::Seen seen = fake::request(0);
     ASSERT_EQ(seen.header.size(), 2u);
     EXPECT_EQ(seen.header[0].first, "Authorization");
-    EXPECT_EQ(seen.header[0].second, service().session().authorization);
+    EXPECT_EQ(seen.header[0].second, service().session()->authorization);
     EXPECT_EQ(seen.header[1].first, "DATE");
     EXPECT_THAT(seen.header[1].second, EndsWith(" GMT"));
 }

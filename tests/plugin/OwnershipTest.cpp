@@ -41,6 +41,18 @@ TEST_F(Ownership, LeavesNothingOfManyFlushedRequests)
     EXPECT_EQ(recorder.count(), 0u);
 }
 
+// A flush that looked for each of them among all the others would not end in time.
+TEST_F(Ownership, LeavesNothingOfDownloadsFlushedAmongManyOthers)
+{
+    fake::answerAll(fake::held());
+    for (std::size_t i = 0; i < 4 * MANY; ++i)
+        ASSERT_EQ(operationNamed("download").start(*oai, &recorder, folder), 0);
+    for (std::size_t i = 0; i < 4 * MANY; ++i)
+        ASSERT_EQ(view(), 0);
+    service().flushHttpRequests();
+    expectNothingLeft();
+}
+
 TEST_F(Ownership, LeavesNothingOfRequestsFlushedOneByOne)
 {
     fake::answerAll(fake::held());

@@ -96,6 +96,26 @@ TEST_F(Session, KeepsTheUserThroughASignIn)
     EXPECT_EQ(service->getUserID(), "user");
 }
 
+TEST_F(Session, KeepsReferencesGoodThroughTheNextChanges)
+{
+    service->setUserID("the first of many users");
+    const STRING& first = service->getUserID();
+    for (std::size_t i = 1; i < KLService::KEPT_SESSIONS; ++i)
+        service->setUserID("user " + KLService::int2str(static_cast<unsigned int>(i)));
+    EXPECT_EQ(first, "the first of many users");
+}
+
+TEST_F(Session, ForgetsStatesThatAreLongPast)
+{
+    service->setUserID("the first of many users");
+    const std::weak_ptr<const W::Session> first = service->session();
+    const std::shared_ptr<const W::Session> held = service->session();
+    for (std::size_t i = 0; i < KLService::KEPT_SESSIONS; ++i)
+        service->setUserID("user " + KLService::int2str(static_cast<unsigned int>(i)));
+    EXPECT_EQ(first.use_count(), 1) << "whoever works with a state keeps it";
+    EXPECT_EQ(held->userID, "the first of many users");
+}
+
 TEST_F(Session, IsSignedInByItsTokenAlone)
 {
     configure("", "token", "");
@@ -138,7 +158,7 @@ TEST_F(Session, SignsFromTheFirstMomentOn)
     // The first request of a device carries the signature of the empty values.
     STRING expected;
     KLService::getAPISignature("", "", expected);
-    EXPECT_EQ(service->session().signature, expected);
+    EXPECT_EQ(service->session()->signature, expected);
 }
 
 TEST_F(Session, SignsWithWhatItHolds)
@@ -146,22 +166,22 @@ TEST_F(Session, SignsWithWhatItHolds)
     signIn();
     STRING expected;
     KLService::getAPISignature(APP_ID, AUTH_TOKEN, expected);
-    EXPECT_EQ(service->session().signature, expected);
-    EXPECT_EQ(service->session().authorization, KLService::getAuthorization(APP_ID, AUTH_TOKEN, DUID, expected));
+    EXPECT_EQ(service->session()->signature, expected);
+    EXPECT_EQ(service->session()->authorization, KLService::getAuthorization(APP_ID, AUTH_TOKEN, DUID, expected));
     service->setUserCredential(nullptr, kinloomProvider());
     STRING empty;
     KLService::getAPISignature("", "", empty);
-    EXPECT_EQ(service->session().signature, empty);
+    EXPECT_EQ(service->session()->signature, empty);
 }
 
 TEST_F(Session, StaysInOnePieceForWhoeverHasIt)
 {
     signIn();
-    const W::Session& before = service->session();
+    const std::shared_ptr<const W::Session> before = service->session();
     configure("app-8", "token-8", "duid-8");
     signIn();
-    EXPECT_EQ(before.authToken, AUTH_TOKEN);
-    EXPECT_EQ(service->session().authToken, "token-8");
+    EXPECT_EQ(before->authToken, AUTH_TOKEN);
+    EXPECT_EQ(service->session()->authToken, "token-8");
 }
 
 TEST_F(Session, IsNeverSeenTorn)
@@ -176,11 +196,11 @@ TEST_F(Session, IsNeverSeenTorn)
         }
     });
     for (int i = 0; i < 2000; ++i) {
-        const W::Session& session = service->session();
+        const std::shared_ptr<const W::Session> session = service->session();
         STRING expected;
-        KLService::getAPISignature(session.appID, session.authToken, expected);
-        ASSERT_EQ(session.signature, expected);
-        ASSERT_EQ(session.authorization, KLService::getAuthorization(session.appID, session.authToken, session.duid, expected));
+        KLService::getAPISignature(session->appID, session->authToken, expected);
+        ASSERT_EQ(session->signature, expected);
+        ASSERT_EQ(session->authorization, KLService::getAuthorization(session->appID, session->authToken, session->duid, expected));
     }
     stop = true;
     writer.join();

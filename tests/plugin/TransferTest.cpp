@@ -244,6 +244,26 @@ TEST_F(Transfer, IsTrackedDuringItsCompletion)
     EXPECT_EQ(s_seen, Progress(30, 30));
 }
 
+TEST_F(Transfer, MakesRoomForTheNextInItsOwnCompletion)
+{
+    static std::function<void()> s_completion;
+    s_completion = [this] {
+        service->resetReqStatus(); // as every transfer's completion begins
+        EXPECT_EQ(download("b"), 0);
+        service->resetProgressStatus(); // as it ends
+    };
+    service->setFnCallbackPtr([](SESSION_STATUS, const HttpResponse&, KLServiceCMD*) {
+        if (const std::function<void()> completion = std::exchange(s_completion, nullptr))
+            completion();
+    });
+    ASSERT_EQ(download("a"), 0);
+    finish(0);
+    fake::setProgress(1, 7, 9);
+    EXPECT_EQ(progress(), Progress(7, 9));
+    service->setCancel();
+    EXPECT_TRUE(fake::waitUntilIdle()) << "the cancel has reached it";
+}
+
 TEST_F(Transfer, FlushesWithTheProvidersNumber)
 {
     service->flushHttpRequests();

@@ -74,7 +74,7 @@ TEST_F(Upload, AsksForASlotOnTheCallersThread)
     EXPECT_EQ(seen.url, BASE + "g1/upload");
     EXPECT_EQ(seen.body, "type=photo&file_size=4321");
     ASSERT_EQ(seen.header.size(), 2u);
-    EXPECT_EQ(seen.header[0].second, service().session().authorization);
+    EXPECT_EQ(seen.header[0].second, service().session()->authorization);
     EXPECT_EQ(seen.header[1].first, "DATE");
 }
 

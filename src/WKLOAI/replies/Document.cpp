@@ -92,7 +92,10 @@ struct Document::Events {
 
     static void instruction(void* self, const xmlChar*, const xmlChar*)
     {
-        of(self).run([](Tree& tree) { tree.other(); });
+        of(self).run([&](Tree& tree) {
+            of(self).accountForNames();
+            tree.other();
+        });
     }
 
     // The parser comes here before it reads what a document type declares, and goes no further. Entities, defaults and external
@@ -150,8 +153,31 @@ void Document::accountForNames()
     const auto names = static_cast<std::size_t>(xmlDictSize(m_context->dict));
     if (names == m_names)
         return;
+    if (names > MAX_NAMES)
+        throw std::length_error("the reply has too many names");
     m_budget.spendOnTree((names - m_names) * NAME_SIZE);
     m_names = names;
+}
+
+// libxml2 has a routine for all of this, which forgets to free the buffer when the memory ends half way.
+void Document::openInput()
+{
+    m_context.reset(xmlNewParserCtxt());
+    if (!m_context)
+        throw std::bad_alloc();
+    *m_context->sax = Events::handler();
+    m_context->userData = this;
+
+    xmlParserInputBuffer* const buffer = xmlParserInputBufferCreateIO(Events::read, nullptr, this, XML_CHAR_ENCODING_NONE);
+    xmlParserInput* const input = buffer ? xmlNewIOInputStream(m_context.get(), buffer, XML_CHAR_ENCODING_NONE) : nullptr;
+    if (!input) {
+        xmlFreeParserInputBuffer(buffer);
+        throw std::bad_alloc();
+    }
+    if (inputPush(m_context.get(), input) < 0) {
+        xmlFreeInputStream(input);
+        throw std::bad_alloc();
+    }
 }
 
 Document::Document(const STRING& body, Budget& budget, ElementSink* sink) : m_budget(budget), m_tree(budget), m_sink(sink)
@@ -164,10 +190,7 @@ Document::Document(const STRING& body, Budget& budget, ElementSink* sink) : m_bu
     m_unread = *utf8;
 
     const Quiet quiet;
-    xmlSAXHandler handler = Events::handler();
-    m_context.reset(xmlCreateIOParserCtxt(&handler, this, Events::read, nullptr, this, XML_CHAR_ENCODING_NONE));
-    if (!m_context)
-        throw std::bad_alloc();
+    openInput();
     // The text is in UTF-8, whatever its declaration says. What programs set for all their parsers does not count here.
     xmlCtxtUseOptions(m_context.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC);
     xmlParseDocument(m_context.get());

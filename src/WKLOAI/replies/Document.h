@@ -40,8 +40,8 @@ private:
     };
 
     template <class Step> void run(Step&& step);
+    void openInput();
     void endInput();
-
     void accountForNames();
 
     Budget& m_budget;

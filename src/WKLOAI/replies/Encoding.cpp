@@ -144,7 +144,7 @@ bool isKnown(std::string_view encoding)
     static constexpr std::string_view NAMES[] = {"us-ascii",       "ascii",       "koi8-r",      "koi8-u", "euc-kr",  "euc-jp",
                                                  "euc-cn",         "shift_jis",   "gb2312",      "gbk",    "gb18030", "big5",
                                                  "ks_c_5601-1987", "iso-2022-kr", "iso-2022-jp", "tis-620"};
-    static constexpr std::string_view FAMILIES[] = {"iso-8859-", "windows-"};
+    static constexpr std::string_view FAMILIES[] = {"iso-8859-", "iso8859-", "iso_8859-", "windows-", "cp125"};
     for (const std::string_view name : NAMES)
         if (encoding == name)
             return true;
@@ -188,7 +188,7 @@ bool decode(std::string_view body, const Detected& detected, const STRING& decla
     case Kind::UTF_32:
         return decodeUtf32(body, detected.order, out);
     case Kind::UTF_8:
-        if (declared == "iso-8859-1")
+        if (declared == "iso-8859-1" || declared == "latin1")
             return decodeLatin1(body, out);
         return isKnown(declared) && decodeByName(body, declared, out);
     case Kind::UNREADABLE:

@@ -292,7 +292,19 @@ WSTATUS WKLOAI::parseComments(xmlpp::Node* node, WContainer<WComment>& comments,
     return readList<CommentList>(*this, node, comments, count);
 }
 
-STRING WKLOAI::TestString(STRING text) { return TestString(std::move(text), "&", "&amp;"); }
+STRING WKLOAI::TestString(STRING text)
+{
+    // As the other form would, in one pass: what is put in holds an ampersand only where the search does not look again.
+    STRING escaped;
+    escaped.reserve(text.size());
+    for (const char c : text) {
+        if (c == '&')
+            escaped += "&amp;";
+        else
+            escaped += c;
+    }
+    return escaped;
+}
 
 STRING WKLOAI::TestString(STRING text, STRING from, STRING to)
 {

@@ -247,6 +247,14 @@ const std::vector<Growth>& growths()
         {"comments before the root", [](std::size_t size) { return repeated("<!---->", size) + inData(""); }, false},
         {"comments behind the root", [](std::size_t size) { return inData("") + repeated("<!---->", size); }, false},
         {"instructions", [](std::size_t size) { return repeated("<?a?>", size / 2) + inData(repeated("<?a?>", size / 2)); }, false},
+        {"instructions of different names",
+         [](std::size_t size) {
+             std::string instructions;
+             for (std::size_t i = 0; instructions.size() < size; ++i)
+                 instructions += "<?a" + std::to_string(i) + "?>";
+             return instructions.substr(0, instructions.size() / 2) + inData(instructions);
+         },
+         false},
         {"CDATA sections",
          [](std::size_t size) { return inContent("<contentDesc>" + repeated("<![CDATA[x]]>", size) + "</contentDesc>"); }, false},
         {"CDATA sections and texts",
