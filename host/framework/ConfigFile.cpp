@@ -4,10 +4,10 @@
 #include "W/WConfigManager.h"
 #include "framework/ClientSection.h"
 #include "framework/PrivateFile.h"
+#include "framework/TomlNesting.h"
+#include "framework/TomlWriter.h"
 
 #include <cstdlib>
-#include <locale>
-#include <sstream>
 #include <toml++/toml.h>
 #include <utility>
 
@@ -34,6 +34,13 @@ void refuseLineBreak(const std::string& path, unsigned int line, const std::stri
         fail(path, line, "the value of \"" + name + "\" holds a line break or a NUL");
 }
 
+std::string readable(std::string message)
+{
+    for (char& c : message)
+        c = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
+    return message;
+}
+
 unsigned int lineOf(const toml::node& node) { return node.source().begin.line; }
 
 /// A value as the text that WConfigManager holds; nothing for arrays, tables and dates.
@@ -51,6 +58,11 @@ std::optional<WVariant> asVariant(const toml::node& node)
 }
 
 } // namespace
+
+ConfigError::ConfigError(const std::string& message, unsigned int lineNumber)
+    : std::runtime_error(readable(message)), m_line(lineNumber)
+{
+}
 
 struct ConfigFile::Impl {
     std::string path;
@@ -73,6 +85,24 @@ struct ConfigFile::Impl {
     {
         return static_cast<WContentProvider::ServiceType>(
             options[SERVICE_TYPE].value_or(static_cast<std::int64_t>(WContentProvider::SERVICE_KINLOOM)));
+    }
+
+    toml::table parse(std::string_view text) const
+    {
+        const auto refuseDepth = [this](unsigned int line) {
+            if (line != 0)
+                fail(path, line, "this is nested deeper than a configuration can be");
+        };
+        refuseDepth(lineNestedTooDeep(text));
+        toml::table table;
+        try {
+            table = toml::parse(text, std::string_view(path));
+        } catch (const toml::parse_error& error) {
+            fail(path, error.source().begin.line, std::string(error.description()));
+        }
+        refuseDepth(lineNestedTooDeep(table));
+        validate(table);
+        return table;
     }
 
     /// Refuses what the rest of this class could not handle.
@@ -129,26 +159,19 @@ void ConfigFile::load()
 {
     bool exposed = false;
     const std::optional<std::string> text = readPrivateFile(m_impl->path, exposed);
-    toml::table fresh;
-    if (text) {
-        try {
-            fresh = toml::parse(std::string_view(*text), std::string_view(m_impl->path));
-        } catch (const toml::parse_error& error) {
-            fail(m_impl->path, error.source().begin.line, std::string(error.description()));
-        }
-        m_impl->validate(fresh);
-    }
-    m_impl->root = std::move(fresh);
+    m_impl->root = text ? m_impl->parse(*text) : toml::table();
     m_impl->exposed = exposed;
 }
 
 void ConfigFile::save() const
 {
-    std::ostringstream text;
-    // The process's locale may group digits.
-    text.imbue(std::locale::classic());
-    text << m_impl->root << '\n';
-    writePrivateFile(m_impl->path, text.str());
+    const std::string text = writeToml(m_impl->root);
+    try {
+        m_impl->parse(text);
+    } catch (const ConfigError&) {
+        fail(m_impl->path, 0, "a name or a value is no text that a configuration can hold");
+    }
+    writePrivateFile(m_impl->path, text);
 }
 
 bool ConfigFile::readableByOthers() const { return m_impl->exposed; }

@@ -17,12 +17,19 @@ namespace W {
 
 namespace {
 
-/// More than any configuration needs, and little enough to read in one go.
+/// More than any configuration needs, and little enough to read in one go. What is written is no larger, so that it can be read
+/// again.
 constexpr off_t MAX_SIZE = 1 << 20;
 
 [[noreturn]] void fail(const std::string& path, const std::string& action, int error)
 {
     throw ConfigError(path + ": " + action + ": " + std::strerror(error));
+}
+
+void refuseTooLarge(const std::string& path, off_t size)
+{
+    if (size > MAX_SIZE)
+        throw ConfigError(path + ": too large for a configuration");
 }
 
 class Descriptor {
@@ -106,8 +113,7 @@ std::optional<std::string> readPrivateFile(const std::string& path, bool& expose
         fail(path, "cannot read", errno);
     if (!S_ISREG(info.st_mode))
         throw ConfigError(path + ": not a regular file");
-    if (info.st_size > MAX_SIZE)
-        throw ConfigError(path + ": too large for a configuration");
+    refuseTooLarge(path, info.st_size);
     std::string content(static_cast<std::size_t>(info.st_size), '\0');
     std::size_t done = 0;
     while (done < content.size()) {
@@ -129,6 +135,7 @@ void writePrivateFile(const std::string& path, const std::string& content)
 {
     if (path.empty())
         throw ConfigError("there is no folder for the configuration: neither XDG_CONFIG_HOME nor HOME is set");
+    refuseTooLarge(path, static_cast<off_t>(content.size()));
     const std::string target = realPath(path);
     const std::string folder = folderOf(target);
     makeFolders(folder);

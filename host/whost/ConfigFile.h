@@ -18,9 +18,8 @@ namespace W {
 /// A configuration that cannot be read, written or applied. what() is one readable line and names the file.
 class ConfigError : public std::runtime_error {
 public:
-    explicit ConfigError(const std::string& message, unsigned int lineNumber = 0) : std::runtime_error(message), m_line(lineNumber)
-    {
-    }
+    /// Controls in the message become question marks: names come from the file, and may hold anything.
+    explicit ConfigError(const std::string& message, unsigned int lineNumber = 0);
     /// The line of the file that is wrong, counted from 1; 0 when no one line is.
     unsigned int line() const { return m_line; }
 

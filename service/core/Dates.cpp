@@ -11,7 +11,7 @@ namespace {
 constexpr Millis MILLIS_PER_DAY = 86'400'000;
 
 /// Days since 1970-01-01 of a date of the proleptic Gregorian calendar. Years begin in March here, so that the leap day is last.
-std::int64_t daysFromCivil(std::int64_t year, int month, int day)
+constexpr std::int64_t daysFromCivil(std::int64_t year, int month, int day)
 {
     year -= month <= 2 ? 1 : 0;
     const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
@@ -140,6 +140,14 @@ std::optional<Millis> readClock(Scanner& scan)
     return ((hour * 60 + minute) * 60 + second) * Millis{1000} + millis;
 }
 
+/// The time, or nothing when its year in UTC has not four digits, as an offset can have it.
+std::optional<Millis> writable(Millis time)
+{
+    constexpr Millis FIRST = daysFromCivil(0, 1, 1) * MILLIS_PER_DAY;
+    constexpr Millis END = daysFromCivil(10'000, 1, 1) * MILLIS_PER_DAY;
+    return time >= FIRST && time < END ? std::optional<Millis>(time) : std::nullopt;
+}
+
 /// The offset from UTC that a text names; nothing when it is malformed.
 std::optional<Millis> readOffset(Scanner& scan)
 {
@@ -191,7 +199,7 @@ std::optional<Millis> parseTime(std::string_view text)
     const auto offset = readOffset(scan);
     if (!offset || !scan.atEnd())
         return std::nullopt;
-    return *date + *clock - *offset;
+    return writable(*date + *clock - *offset);
 }
 
 std::optional<Millis> parsePhotoTime(std::string_view text, std::string_view offset)
@@ -204,7 +212,7 @@ std::optional<Millis> parsePhotoTime(std::string_view text, std::string_view off
         return std::nullopt;
     Scanner zone(offset);
     const auto shift = readOffset(zone);
-    return *date + *clock - (shift && zone.atEnd() ? *shift : 0);
+    return writable(*date + *clock - (shift && zone.atEnd() ? *shift : 0));
 }
 
 } // namespace kinloomd

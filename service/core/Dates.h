@@ -21,7 +21,8 @@ std::string formatTime(Millis time);
 
 /// Reads an RFC 3339 date-time, or a date alone (midnight). A blank may stand in place of the "T", and in place of the "+" of an
 /// offset, since a form-encoded plus sign that a client forgot to encode arrives as a blank. No zone means UTC. Fractions finer
-/// than a millisecond are cut off.
+/// than a millisecond are cut off. A time whose year in UTC is not one of 0000 to 9999 cannot be read, since it could not be
+/// written.
 std::optional<Millis> parseTime(std::string_view text);
 
 /// Reads the date of a photograph, "2010:05:05 07:04:09", with the offset that some cameras write beside it ("+02:00"), else UTC.

@@ -159,14 +159,20 @@ bool MultipartParser::step()
     return false;
 }
 
+/// \return whether a mark stands, or can only follow, behind the limit: the same in whatever pieces the body arrives.
+bool MultipartParser::isBeyondLimit(std::size_t found, std::size_t markSize) const
+{
+    const std::size_t earliest = found != std::string::npos ? found : m_buffer.size() - std::min(m_buffer.size(), markSize - 1);
+    return earliest > HEADER_LIMIT;
+}
+
 bool MultipartParser::skipPreamble()
 {
     const auto found = m_buffer.find(m_delimiter);
-    if (found == std::string::npos) {
-        if (m_buffer.size() > HEADER_LIMIT)
-            malformed("The body does not begin with its boundary.");
+    if (isBeyondLimit(found, m_delimiter.size()))
+        malformed("The body does not begin with its boundary.");
+    if (found == std::string::npos)
         return false;
-    }
     m_buffer.erase(0, found + m_delimiter.size());
     m_state = State::AFTER_BOUNDARY;
     return true;
@@ -176,11 +182,10 @@ bool MultipartParser::readAfterBoundary()
 {
     // Blanks may follow a boundary before its line ends.
     const auto first = m_buffer.find_first_not_of(" \t");
-    if (first == std::string::npos || m_buffer.size() < first + 2) {
-        if (m_buffer.size() > HEADER_LIMIT)
-            malformed("A boundary does not end.");
+    if (isBeyondLimit(first, 1))
+        malformed("A boundary does not end.");
+    if (first == std::string::npos || m_buffer.size() < first + 2)
         return false;
-    }
     const std::string_view next = std::string_view(m_buffer).substr(first, 2);
     if (next != "--" && next != "\r\n")
         malformed("A boundary is followed by something else than a part.");
@@ -192,12 +197,12 @@ bool MultipartParser::readAfterBoundary()
 
 bool MultipartParser::readHeaders()
 {
-    const auto end = m_buffer.find("\r\n\r\n");
-    if (end == std::string::npos || end > HEADER_LIMIT) {
-        if (m_buffer.size() > HEADER_LIMIT)
-            malformed("The headers of a part are too long.");
+    constexpr std::string_view END = "\r\n\r\n";
+    const auto end = m_buffer.find(END);
+    if (isBeyondLimit(end, END.size()))
+        malformed("The headers of a part are too long.");
+    if (end == std::string::npos)
         return false;
-    }
     const PartHeaders headers = parseHeaders(end == 0 ? std::string_view() : std::string_view(m_buffer).substr(2, end - 2));
     // The line end before the data stays in the buffer, since it may be the one that opens a boundary: the part is empty then.
     m_buffer.erase(0, end + 2);

@@ -25,7 +25,8 @@ public:
     virtual void partEnds() = 0;
 };
 
-/// Splits a body into its parts. It keeps no more than the piece that is fed and one boundary, or the headers of one part.
+/// Splits a body into its parts, the same ones in whatever pieces it is fed. It keeps no more than the piece that is fed and one
+/// boundary, or the headers of one part.
 class MultipartParser {
 public:
     /// The longest block of headers that a part may have.
@@ -46,6 +47,7 @@ public:
 private:
     enum class State { PREAMBLE, AFTER_BOUNDARY, HEADERS, DATA, EPILOGUE };
 
+    bool isBeyondLimit(std::size_t found, std::size_t markSize) const;
     bool step();
     bool skipPreamble();
     bool readAfterBoundary();

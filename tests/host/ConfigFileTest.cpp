@@ -240,6 +240,16 @@ TEST_F(ConfigFileTest, NeverShowsAValueInAMessage)
     EXPECT_EQ(refusalOf("[provider.Kinloom]\nAuthToken = [\"SECRET\"]\n").first.find("SECRET"), std::string::npos);
 }
 
+TEST_F(ConfigFileTest, RefusesNamesWithControlsInOneReadableLine)
+{
+    for (const char* content : {"[provider.Kinloom]\n\"a\\nb\\u001b\" = [1]\n", "[provider]\n\"a\\nb\\u001b\" = 1\n",
+                                "[provider.Kinloom]\n\"a\\nb\\u001b\" = \"\\n\"\n"}) {
+        const auto [message, line] = refusalOf(content);
+        EXPECT_EQ(line, 2) << content;
+        EXPECT_THAT(message, HasSubstr("\"a?b?\""));
+    }
+}
+
 TEST_F(ConfigFileTest, RefusesValuesOfTheWrongKind)
 {
     const std::pair<const char*, int> cases[] = {
@@ -269,6 +279,114 @@ TEST_F(ConfigFileTest, RefusesValuesOfTheWrongKind)
     };
     for (const auto& [content, line] : cases)
         EXPECT_EQ(refusalOf(content).second, line) << content << refusalOf(content).first;
+}
+
+std::string repeated(const std::string& text, int times)
+{
+    std::string result;
+    for (int i = 0; i < times; ++i)
+        result += text;
+    return result;
+}
+
+TEST_F(ConfigFileTest, RefusesNestingThatWouldExhaustTheStack)
+{
+    const std::string keys = repeated("a.", 200'000) + "a";
+    const std::string lines[] = {
+        keys + " = 1",
+        "[" + keys + "]",
+        "[[" + keys + "]]",
+        repeated(R"("=" . '#'.)", 80'000) + "a = 1",
+        "x = {" + keys + " = 1}",
+        "x = " + repeated("{a.a=", 30'000) + "1" + repeated("}", 30'000),
+        "x = " + repeated("[", 100'000),
+        repeated("a.", 20) + "a = 1",
+        "[" + repeated("a.", 10) + "a]\n" + repeated("a.", 10) + "a = 1",
+        R"(x = ["""\""""", {)" + keys + "=1}]",
+        "x = ['''a''''', {" + keys + "=1}]",
+    };
+    for (const std::string& line : lines)
+        EXPECT_GE(refusalOf("[other] # it's\ny = \"\"\"\n\"\"\"\n" + line + "\n").second, 4) << line.substr(0, 40);
+}
+
+TEST_F(ConfigFileTest, TakesDotsAndBracketsThatNestNothing)
+{
+    const std::string dots = repeated("[.{", 100);
+    const std::string lines[] = {
+        "x = \"" + dots + "\\\"" + dots + "\"",
+        "x = '" + dots + "'",
+        "# " + dots,
+        "x = \"\"\"\n" + dots + "\"" + dots + "\"\"\"\"\"",
+        "x = '''" + dots + "'" + dots + "\n'''",
+        "x = [" + repeated("1.5, ", 1000) + "]",
+        "x = [" + repeated("[{a = 1}], ", 1000) + "]",
+        repeated("a.", 14) + "a = 1",
+        "[" + repeated("a.", 14) + "a]",
+        repeated("[[a]]\n", 100),
+    };
+    for (const std::string& line : lines)
+        EXPECT_EQ(refusalOf(line + "\n").first, "accepted") << line.substr(0, 40);
+}
+
+TEST_F(ConfigFileTest, WritesNamesAndTextsOfAnyCharacters)
+{
+    const std::string texts[] = {
+        "Bob's TV", "it's", "tab\there", "'''", "\"\"\"", "a\\'\"b", "", "\x1b\x7f", "\xc3\xa9\xe2\x80\xa8", "a.b", "[x]", "#"};
+    ConfigFile file(path());
+    for (const std::string& text : texts)
+        file.setOption("it's " + text, "key " + text, text);
+    file.save();
+    ConfigFile again(path());
+    again.load();
+    for (const std::string& text : texts)
+        EXPECT_EQ(again.option("it's " + text, "key " + text), text);
+    EXPECT_EQ(again.providers(), file.providers());
+}
+
+TEST_F(ConfigFileTest, KeepsEveryKindOfValueOfSectionsThatItDoesNotKnow)
+{
+    const std::string content = R"(date = 2010-05-05T07:04:09.5+09:00
+"it's" = 1
+"line\u000Aend" = "two\u000Alines '''"
+list = [1, [2.5, -inf], { "a.b" = { c = true }, d = {} }, []]
+
+[["a'b"]]
+
+[["a'b"]]
+x = 0.5
+
+["a'b".empty]
+
+[deep.er.est]
+time = 07:04:09
+)";
+    writeFile(path(), content);
+    ConfigFile file(path());
+    file.load();
+    file.save();
+    EXPECT_EQ(readFile(path()), content);
+}
+
+TEST_F(ConfigFileTest, DoesNotWriteWhatItCouldNotReadAgain)
+{
+    writeFile(path(), "[provider.Kinloom]\napp_id = \"id\"\n");
+    ConfigFile file(path());
+    file.load();
+    file.setOption("Kinloom", "duid", "no UTF-8: \xff");
+    EXPECT_THROW(file.save(), ConfigError);
+    EXPECT_EQ(readFile(path()), "[provider.Kinloom]\napp_id = \"id\"\n");
+}
+
+TEST_F(ConfigFileTest, DoesNotWriteMoreThanItReads)
+{
+    ConfigFile file(path());
+    file.setOption("Kinloom", "app_id", "id");
+    file.save();
+    file.setOption("Kinloom", "duid", std::string(1 << 20, 'd'));
+    EXPECT_THROW(file.save(), ConfigError);
+    file.load();
+    EXPECT_EQ(file.option("Kinloom", "app_id"), "id");
+    EXPECT_EQ(file.option("Kinloom", "duid"), std::nullopt);
 }
 
 TEST_F(ConfigFileTest, KeepsWhatItHeldWhenAFileIsRefused)

@@ -45,6 +45,16 @@ TEST(Dates, ArePrintedAsTheyAreRead)
     EXPECT_EQ(formatTime(1273043049007), "2010-05-05T07:04:09.007Z");
 }
 
+TEST(Dates, AreRefusedBeyondTheYearsOfFourDigits)
+{
+    EXPECT_EQ(formatTime(parseTime("0000-01-01T00:01:00+00:01").value_or(0)), "0000-01-01T00:00:00Z");
+    EXPECT_EQ(formatTime(parseTime("9999-12-31T23:58:59.999-00:01").value_or(0)), "9999-12-31T23:59:59.999Z");
+    for (const char* text : {"0000-01-01T00:00:59.999+00:01", "9999-12-31T23:59:00-00:01", "9999-12-31T23:59:60Z"})
+        EXPECT_FALSE(parseTime(text)) << text;
+    EXPECT_FALSE(parsePhotoTime("0000:01:01 00:00:00", "+00:01"));
+    EXPECT_FALSE(parsePhotoTime("9999:12:31 23:59:59", "-00:01"));
+}
+
 TEST(Dates, OfPhotographsTakeTheCamerasOffset)
 {
     EXPECT_EQ(parsePhotoTime("2010:05:05 07:04:09", ""), 1273043049000);

@@ -146,6 +146,26 @@ TEST(Multipart, RefusesWhatIsNoSuchBody)
     }
 }
 
+TEST(Multipart, HasTheSameLimitsInPiecesOfAnySize)
+{
+    constexpr std::size_t LIMIT = MultipartParser::HEADER_LIMIT;
+    const auto isTaken = [](const std::string& body, std::size_t piece) {
+        Collector collector;
+        try {
+            return parse(collector, body, piece);
+        } catch (const ServiceError&) {
+            return false;
+        }
+    };
+    // A preamble, blanks behind a boundary, and headers, each with the line end before them where there is one.
+    const std::string end = "\r\n\r\n\r\n--BB--";
+    for (const std::size_t size : {LIMIT, LIMIT + 1})
+        for (const std::string& body : {std::string(size - 2, 'p') + "\r\n--BB" + end, "--BB" + std::string(size, ' ') + end,
+                                        "--BB\r\nA: " + std::string(size - 5, 'h') + end})
+            for (const std::size_t piece : {std::size_t{1}, std::size_t{7}, LIMIT, body.size()})
+                EXPECT_EQ(isTaken(body, piece), size == LIMIT) << body.substr(0, 10) << size << " bytes in pieces of " << piece;
+}
+
 TEST(Multipart, FindsTheBoundaryInTheContentType)
 {
     EXPECT_EQ(MultipartParser::boundaryOf("multipart/form-data; boundary=abc"), "abc");

@@ -1,0 +1,46 @@
+# SPDX-License-Identifier: MIT
+# What is fuzzed, as a library for the fuzzers and for the test that replays the corpus.
+include_guard(GLOBAL)
+
+if(NOT KINLOOM_PROGRAMS)
+  message(FATAL_ERROR "What is fuzzed includes the service and the command line: configure with -DKINLOOM_PROGRAMS=ON")
+endif()
+
+if(NOT TARGET reply_support)
+  add_subdirectory("${PROJECT_SOURCE_DIR}/tests/replies" "${PROJECT_BINARY_DIR}/tests/replies")
+endif()
+if(NOT TARGET test_support)
+  add_subdirectory("${PROJECT_SOURCE_DIR}/tests/support" "${PROJECT_BINARY_DIR}/tests/support")
+endif()
+
+# The command line and the host's client come as sources, since their libraries bring the real client along.
+add_library(fuzz_targets STATIC
+  "${CMAKE_CURRENT_LIST_DIR}/Addresses.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/Configuration.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/Plugin.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/Replies.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/Texts.cpp"
+  "${PROJECT_SOURCE_DIR}/cli/core/Encode.cpp"
+  "${PROJECT_SOURCE_DIR}/cli/core/Errors.cpp"
+  "${PROJECT_SOURCE_DIR}/cli/core/FileName.cpp"
+  "${PROJECT_SOURCE_DIR}/cli/core/Text.cpp"
+  "${PROJECT_SOURCE_DIR}/cli/plugin/Route.cpp"
+  "${PROJECT_SOURCE_DIR}/host/http/Url.cpp")
+kinloom_target(fuzz_targets)
+target_compile_definitions(fuzz_targets PRIVATE KINLOOM_ENDPOINT="${KINLOOM_ENDPOINT}")
+target_include_directories(fuzz_targets
+  PUBLIC "${CMAKE_CURRENT_LIST_DIR}" PRIVATE "${PROJECT_SOURCE_DIR}/cli" "${PROJECT_SOURCE_DIR}/host")
+
+# Apart from the others: the service shares no code with them, but names of headers.
+add_library(fuzz_service_targets STATIC
+  "${CMAKE_CURRENT_LIST_DIR}/service/Forms.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/service/Multipart.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/service/Requests.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/service/Texts.cpp")
+kinloom_target(fuzz_service_targets)
+target_include_directories(fuzz_service_targets PRIVATE "${CMAKE_CURRENT_LIST_DIR}")
+target_link_libraries(fuzz_service_targets PRIVATE kinloomd_core PkgConfig::KINLOOM_LIBXML2)
+
+target_link_libraries(fuzz_targets
+  PUBLIC wkloai_static reply_support fuzz_service_targets
+  PRIVATE whost_fake test_support)
