@@ -13,16 +13,24 @@ namespace {
 /// What the programs get of the test's own environment: the sanitizers' settings, and where libraries are.
 constexpr const char* INHERITED[] = {"PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LD_LIBRARY_PATH"};
 
-std::map<std::string, std::string> baseEnvironment(const TempDir& home)
+std::map<std::string, std::string> inherited()
 {
-    std::map<std::string, std::string> environment = {
-        {"HOME", home.path()}, {"XDG_CONFIG_HOME", home.file("config")}, {"TERM", "xterm-256color"},
-        {"TZ", "UTC"},         {"KINLOOM_PLUGIN", KINLOOM_PLUGIN},
-    };
+    std::map<std::string, std::string> environment;
     for (const char* name : INHERITED) {
         if (const char* const value = std::getenv(name))
             environment[name] = value;
     }
+    return environment;
+}
+
+std::map<std::string, std::string> baseEnvironment(const TempDir& home)
+{
+    std::map<std::string, std::string> environment = inherited();
+    environment.insert({{"HOME", home.path()},
+                        {"XDG_CONFIG_HOME", home.file("config")},
+                        {"TERM", "xterm-256color"},
+                        {"TZ", "UTC"},
+                        {"KINLOOM_PLUGIN", KINLOOM_PLUGIN}});
     return environment;
 }
 
@@ -123,7 +131,8 @@ std::string makePhoto(const std::string& path, const Arguments& options)
     Program::Settings settings;
     settings.command = {KINLOOM_MAKE_PHOTO, path};
     settings.command.insert(settings.command.end(), options.begin(), options.end());
-    settings.environment = {{"PATH", "/usr/bin:/bin"}, {"ASAN_OPTIONS", "detect_leaks=0"}};
+    settings.environment = inherited();
+    settings.environment["ASAN_OPTIONS"] = "detect_leaks=0"; // libvips keeps what it has
     const ProgramResult result = Program(settings).wait();
     if (result.exitCode != 0)
         throw std::runtime_error("no photograph: " + result.err);

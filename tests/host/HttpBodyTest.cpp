@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "host/Client.h"
-#include "host/Gzip.h"
+#include "support/Gzip.h"
 
 using namespace test;
 

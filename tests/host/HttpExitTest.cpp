@@ -10,6 +10,8 @@ namespace {
 /// Each of these ends the process while the client is at work; a crash or a hang fails the test.
 class HttpExit : public HttpTest {
 protected:
+    TempRoot root;
+
     HttpExit() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
     /// A server that is there until the client is done at the end of the process, since it is made before the client starts.

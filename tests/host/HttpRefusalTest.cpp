@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "host/Client.h"
+#include "support/OrdinaryUser.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -109,21 +110,6 @@ TEST_F(HttpRefusal, RefusesTargetsThatCannotBeFiles)
     EXPECT_EQ(readFile(dir.file("file")), "kept");
     EXPECT_THAT(dir.entries(), ::testing::ElementsAre("fifo", "file", "folder"));
 }
-
-/// The super-user may write everywhere, so the process is somebody else for a while.
-class AsOrdinaryUser {
-public:
-    AsOrdinaryUser() : m_before(geteuid())
-    {
-        constexpr uid_t NOBODY = 65534;
-        if (m_before == 0 && seteuid(NOBODY) != 0)
-            ADD_FAILURE() << "cannot give up the rights of the super-user";
-    }
-    ~AsOrdinaryUser() { EXPECT_EQ(seteuid(m_before), 0); }
-
-private:
-    uid_t m_before;
-};
 
 TEST_F(HttpRefusal, RefusesATargetInAFolderWithoutWriteAccess)
 {

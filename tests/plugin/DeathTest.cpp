@@ -29,6 +29,8 @@ protected:
         const NoMemory noMemory;
         return static_cast<WKLOAI*>(createPlugin());
     }
+
+    test::TempRoot root;
     TempFolder folder;
 };
 

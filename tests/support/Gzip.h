@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file Compressed bodies, made by hand.
-#ifndef HOST_GZIP_H
-#define HOST_GZIP_H
+#ifndef SUPPORT_GZIP_H
+#define SUPPORT_GZIP_H
 
 #include <cstdint>
 #include <string>

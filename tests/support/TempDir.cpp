@@ -38,6 +38,21 @@ std::vector<std::string> TempDir::entries() const
     return names;
 }
 
+TempRoot::TempRoot()
+{
+    if (const char* const before = std::getenv("TMPDIR"))
+        m_before = before;
+    setenv("TMPDIR", m_dir.path().c_str(), 1);
+}
+
+TempRoot::~TempRoot()
+{
+    if (m_before.empty())
+        unsetenv("TMPDIR");
+    else
+        setenv("TMPDIR", m_before.c_str(), 1);
+}
+
 std::string readFile(const std::string& path)
 {
     std::ostringstream content;

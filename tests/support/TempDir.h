@@ -28,6 +28,20 @@ private:
     std::string m_path;
 };
 
+/// As long as one of these lives, temporary folders are made inside it, by child processes too, and are gone with it: for tests
+/// whose child processes die, which removes nothing.
+class TempRoot {
+public:
+    TempRoot();
+    ~TempRoot();
+    TempRoot(const TempRoot&) = delete;
+    TempRoot& operator=(const TempRoot&) = delete;
+
+private:
+    std::string m_before; ///< TMPDIR, or empty when it was not set
+    TempDir m_dir;
+};
+
 /// A file's whole content; empty when it cannot be read.
 std::string readFile(const std::string& path);
 /// Writes a file. \throw std::runtime_error
