@@ -7,9 +7,8 @@
 #include "support/Servers.h"
 #include "support/Usage.h"
 
-#include <cstdio>
-#include <exception>
 #include <libxml/parser.h>
+#include <stdexcept>
 
 namespace bench {
 
@@ -102,12 +101,4 @@ void run(const Arguments& arguments)
 
 } // namespace bench
 
-int main(int argc, char** argv)
-{
-    try {
-        bench::run(bench::Arguments::read(argc, argv));
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-        return 1;
-    }
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, bench::run); }

@@ -8,9 +8,7 @@
 #include "support/Usage.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
-#include <exception>
 #include <functional>
 #include <libxml/parser.h>
 #include <stdexcept>
@@ -207,10 +205,5 @@ private:
 
 int main(int argc, char** argv)
 {
-    try {
-        bench::ParseBenchmark(bench::Arguments::read(argc, argv)).run();
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-        return 1;
-    }
+    return bench::runProgram(argc, argv, [](const bench::Arguments& arguments) { bench::ParseBenchmark(arguments).run(); });
 }

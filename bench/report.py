@@ -20,7 +20,8 @@ import sys
 # What must be there, in the order of the table.
 GOALS = """parse_30 parse_1000 parse_10000 parse_groups_1000 parse_comments_1000 parse_gallery_1000 parse_vs_naive_1000 parse_rss
 parse_growth request_c1 request_c8 request_c64 request_cpu call_us call_share sign_us sign_us_changed download_tmpfs download_disk
-download_cpu upload upload_expect rss_flat rss_idle load_ms flush_10000 feed_1000_e2e""".split()
+download_cpu upload upload_expect rss_flat rss_idle load_ms flush_10000 feed_1000_e2e
+service_page_1000""".split()
 
 MARKS = ("<!-- figures: written by scripts/bench -->", "<!-- figures: end -->")
 

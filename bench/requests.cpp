@@ -8,9 +8,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
-#include <exception>
 #include <libxml/parser.h>
+#include <stdexcept>
 
 namespace bench {
 
@@ -274,12 +273,4 @@ void run(const Arguments& arguments)
 
 } // namespace bench
 
-int main(int argc, char** argv)
-{
-    try {
-        bench::run(bench::Arguments::read(argc, argv));
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-        return 1;
-    }
-}
+int main(int argc, char** argv) { return bench::runProgram(argc, argv, bench::run); }

@@ -6,8 +6,6 @@
 #include "support/Servers.h"
 #include "support/Usage.h"
 
-#include <cstdio>
-#include <exception>
 #include <unistd.h>
 
 namespace bench {
@@ -193,10 +191,5 @@ private:
 
 int main(int argc, char** argv)
 {
-    try {
-        bench::Transfers(bench::Arguments::read(argc, argv)).run();
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-        return 1;
-    }
+    return bench::runProgram(argc, argv, [](const bench::Arguments& arguments) { bench::Transfers(arguments).run(); });
 }

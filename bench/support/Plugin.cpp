@@ -2,6 +2,7 @@
 #include "support/Plugin.h"
 
 #include "W/WConfigManager.h"
+#include "whost/ConfigFile.h"
 
 #include <dlfcn.h>
 #include <stdexcept>
@@ -26,7 +27,7 @@ void setProviderOptions()
 
 const char* pluginPath() { return KINLOOM_BENCH_PLUGIN; }
 
-Plugin::Plugin(unsigned short port) : m_library(dlopen(pluginPath(), RTLD_NOW | RTLD_LOCAL))
+Plugin::Plugin(unsigned short port, const std::string& configuration) : m_library(dlopen(pluginPath(), RTLD_NOW | RTLD_LOCAL))
 {
     if (!m_library)
         throw std::runtime_error(dlerror());
@@ -34,8 +35,14 @@ Plugin::Plugin(unsigned short port) : m_library(dlopen(pluginPath(), RTLD_NOW | 
     m_destroy = reinterpret_cast<void (*)(void*)>(dlsym(m_library, "destroyPlugin"));
     if (!create || !m_destroy)
         throw std::runtime_error("the library is no plugin");
+    if (configuration.empty()) {
+        setProviderOptions();
+    } else {
+        W::ConfigFile file(configuration);
+        file.load();
+        file.apply();
+    }
     W::setHttpOptions(optionsFor(port));
-    setProviderOptions();
     m_object = static_cast<W::WKinloomOAI*>(create());
     m_object->setHandle(1);
     signIn(*m_object);

@@ -26,8 +26,9 @@ const char* pluginPath();
 /// libwkloai.so, loaded like by any host, and one signed-in object of it.
 class Plugin {
 public:
-    /// \param port of the server that plays the service. \throw std::runtime_error
-    explicit Plugin(unsigned short port);
+    /// \param port of the server that plays the service.
+    /// \param configuration a file with what the sign-in wants; empty: setProviderOptions(). \throw std::runtime_error
+    explicit Plugin(unsigned short port, const std::string& configuration = "");
     ~Plugin();
     Plugin(const Plugin&) = delete;
     Plugin& operator=(const Plugin&) = delete;

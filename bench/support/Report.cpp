@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -41,6 +42,17 @@ Arguments Arguments::read(int argc, char** argv)
         }
     }
     return arguments;
+}
+
+int runProgram(int argc, char** argv, void (*run)(const Arguments& arguments))
+{
+    try {
+        run(Arguments::read(argc, argv));
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << argv[0] << ": " << error.what() << '\n';
+        return 1;
+    }
 }
 
 Report::Report(const Arguments& arguments)

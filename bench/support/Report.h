@@ -23,6 +23,9 @@ struct Arguments {
     template <class Number> Number choose(Number whole, Number small) const { return quick ? small : whole; }
 };
 
+/// What main() of a benchmark program does. \return the exit status: 1 with a message when \p run throws.
+int runProgram(int argc, char** argv, void (*run)(const Arguments& arguments));
+
 /// Which way a figure is good.
 enum class Better { LOWER, HIGHER };
 

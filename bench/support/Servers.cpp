@@ -50,6 +50,28 @@ SmallServer::SmallServer()
 
 std::string SmallServer::url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(m_port) + path; }
 
+#ifdef KINLOOM_BENCH_SERVICE
+Service::Service() : m_folder("/var/tmp")
+{
+    std::ofstream(configuration()) << runCommand(
+        {KINLOOM_BENCH_SERVICE, "device", "add", "--data", m_folder.file("data"), "--person", "Ada"});
+    runCommand({KINLOOM_BENCH_PHOTO, m_folder.file("photo.jpg"), "--width", "64", "--height", "48"});
+    m_process = std::make_unique<Process>(
+        std::vector<std::string>{KINLOOM_BENCH_SERVICE, "serve", "--data", m_folder.file("data"), "--listen", "127.0.0.1:0"});
+    const std::string line = m_process->readLine();
+    const std::size_t colon = line.rfind(':');
+    if (line.find("listening") == std::string::npos || colon == std::string::npos)
+        throw std::runtime_error("the service did not start");
+    m_port = static_cast<unsigned short>(std::stoul(line.substr(colon + 1)));
+}
+
+void Service::fill(const std::string& group, unsigned int contents) const
+{
+    runCommand({KINLOOM_BENCH_SERVICE, "content", "add", "--data", m_folder.file("data"), "--group", group, "--person", "Ada",
+                "--copies", std::to_string(contents), m_folder.file("photo.jpg")});
+}
+#endif
+
 Nginx::Nginx(const std::string& root) : m_folder("/tmp")
 {
     // nginx cannot choose a port by itself. One that was free a moment ago may be taken by the time nginx is up; then it gives up.

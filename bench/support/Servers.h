@@ -23,6 +23,23 @@ private:
     unsigned short m_port;
 };
 
+/// kinloomd with a folder of its own, one person's device and one group of that person.
+class Service {
+public:
+    /// \throw std::runtime_error
+    Service();
+    unsigned short port() const { return m_port; }
+    /// The file with what the device signs in with.
+    std::string configuration() const { return m_folder.file("device.toml"); }
+    /// Puts so many contents into a group, by name or number.
+    void fill(const std::string& group, unsigned int contents) const;
+
+private:
+    Folder m_folder;
+    std::unique_ptr<Process> m_process;
+    unsigned short m_port = 0;
+};
+
 /// nginx with a configuration of its own, which serves the files of one folder.
 class Nginx {
 public:
