@@ -40,6 +40,13 @@ void onResource(WSTATUS s, const WContentProvider&, const WMediaResource&, std::
 
 const char* const LONG = "a text that is too long to be kept inside a string object";
 
+/// A name for the files of this process: the tests run beside each other, and some of the files go to a folder that all share.
+const STRING& fileTag()
+{
+    static const STRING TAG = "torture." + std::to_string(getpid());
+    return TAG;
+}
+
 STRING pictureFile()
 {
     char name[] = "/tmp/torture.XXXXXX";
@@ -60,7 +67,7 @@ struct Inputs {
     STRING none;
     STRING url = "http://h/some/where/photograph.jpg";
     STRING folder = "/tmp";
-    STRING fileName = "torture.download";
+    STRING fileName = fileTag() + ".download";
     STRING picture = pictureFile();
 
     Inputs()
@@ -73,7 +80,7 @@ struct Inputs {
         content.setDescription(LONG);
         comment.setUID(LONG);
         comment.setComment(LONG);
-        resource.setResourceURL("http://h/some/where/torture.resource");
+        resource.setResourceURL("http://h/some/where/" + fileTag() + ".resource");
     }
     ~Inputs() { std::remove(picture.c_str()); }
 };
@@ -162,8 +169,8 @@ protected:
 
     void TearDown() override
     {
-        std::remove("/tmp/torture.download");
-        std::remove("/tmp/torture.resource");
+        for (const char* const file : {".download", ".resource"})
+            std::remove(("/tmp/" + fileTag() + file).c_str());
     }
 
     void signIn()
