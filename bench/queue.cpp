@@ -143,7 +143,7 @@ void paging(W::WKLOAI& oai, Report& report, const Arguments& arguments)
         memory.emplace_back(number, peakMemory() / (1 << 20));
     }
     report.series("paging", "Walking a feed, 100 contents a page", "contents", "ms", times);
-    report.series("paging_memory", "Peak memory of the process that walks a feed", "contents", "MB", memory);
+    report.series("paging_memory", "Peak memory of such a walk", "contents", "MB", memory);
 }
 
 void run(const Arguments& arguments)

@@ -76,7 +76,7 @@ void run(const Arguments& arguments)
         growth.emplace_back(SIZES[i], last.median);
     }
     report.figure("service_page_1000", last, "ms", 30, Better::LOWER);
-    report.series("service_page", "A page of 1,000 contents, by the size of the group", "contents in the group", "ms", growth);
+    report.series("service_page", "A page of 1,000 from kinloomd", "contents in the group", "ms", growth);
 }
 
 } // namespace
