@@ -23,7 +23,7 @@ private:
     unsigned short m_port;
 };
 
-/// kinloomd with a folder of its own, one person's device and one group of that person.
+/// kinloomd with a folder of its own and the device of one person, Ada.
 class Service {
 public:
     /// \throw std::runtime_error
