@@ -3,6 +3,7 @@
 #include "W/WStatus.h"
 #include "http/Execute.h"
 #include "http/StatusMap.h"
+#include "http/TransferSetup.h"
 #include "http/Worker.h"
 
 #include <new>
@@ -52,6 +53,8 @@ void requestIsCancelled(HttpRequest& request) noexcept { Worker::instance().noti
 void handleIsGiven(HttpRequest& request)
 {
     HttpRequest::Impl& impl = request.impl();
+    // What the client keeps on its handles is none of the caller's.
+    forgetOrigin(*impl.easy);
     if (impl.type != HTTP_REQUEST_POST)
         return;
     // Without fields libcurl would read the body from standard input. The caller's own fields take their place.

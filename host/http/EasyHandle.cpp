@@ -3,9 +3,10 @@
 
 #include "http/Options.h"
 
+#include <array>
 #include <mutex>
 #include <new>
-#include <vector>
+#include <type_traits>
 
 namespace W {
 namespace WHOST_INTERNAL http {
@@ -16,21 +17,24 @@ namespace {
 constexpr std::size_t MAX_KEPT = 64;
 
 struct Pool {
-    Pool() { kept.reserve(MAX_KEPT); }
     std::mutex mutex;
-    std::vector<EasyHandle*> kept;
+    std::array<EasyHandle*, MAX_KEPT> kept{};
+    std::size_t count = 0;
 };
 
-/// Never destroyed: requests may be released while the process exits.
-Pool& pool()
+/// Takes no memory of its own, so that giving a handle back, or asking for one, cannot fail.
+Pool& pool() noexcept
 {
-    static Pool* const instance = new Pool;
-    return *instance;
+    static Pool instance;
+    // Requests may be released while the process exits.
+    static_assert(std::is_trivially_destructible_v<Pool>);
+    return instance;
 }
 
 void destroy(EasyHandle* easy)
 {
     curl_easy_cleanup(easy->curl);
+    curl_url_cleanup(easy->originUrl);
     delete easy;
 }
 
@@ -49,11 +53,8 @@ EasyPointer takeEasy() noexcept
     Pool& all = pool();
     {
         const std::lock_guard<std::mutex> lock(all.mutex);
-        if (!all.kept.empty()) {
-            EasyPointer easy(all.kept.back());
-            all.kept.pop_back();
-            return easy;
-        }
+        if (all.count > 0)
+            return EasyPointer(all.kept[--all.count]);
     }
     auto* const easy = new (std::nothrow) EasyHandle;
     if (!easy)
@@ -75,13 +76,14 @@ void EasyReturn::operator()(EasyHandle* easy) const noexcept
         easy->settings.reset();
         easy->connections = nullptr;
         easy->kind = TransferKind::UNKNOWN;
+        easy->origin.clear();
         easy->touched = false;
     }
     Pool& all = pool();
     {
         const std::lock_guard<std::mutex> lock(all.mutex);
-        if (all.kept.size() < MAX_KEPT) {
-            all.kept.push_back(easy);
+        if (all.count < MAX_KEPT) {
+            all.kept[all.count++] = easy;
             return;
         }
     }

@@ -4,10 +4,12 @@
 #define HTTP_EASYHANDLE_H
 
 #include "W/Http.h"
+#include "http/HeaderList.h"
 #include "http/Internal.h"
 
 #include <curl/curl.h>
 #include <memory>
+#include <string>
 
 namespace W {
 namespace WHOST_INTERNAL http {
@@ -24,6 +26,11 @@ struct EasyHandle {
     /// The options that the handle is set up for; null when it is fresh.
     std::shared_ptr<const ClientOptions> settings;
     TransferKind kind = TransferKind::UNKNOWN;
+    /// Scheme and authority of the URLs that the handle is set up for, as text and taken apart; see setUrl.
+    std::string origin;
+    CURLU* originUrl = nullptr;
+    /// The header fields of the request, as sent; set on the handle.
+    HeaderList header;
     /// True once the handle was given to a caller, or holds what must not outlive its request: anything may be set on it.
     bool touched = false;
     /// Where the sockets of the loop's connections are known; null when the handle is fresh.

@@ -169,7 +169,7 @@ bool beginHop(HttpRequest::Impl& impl, Clock::time_point now)
     }
     curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, transfer.mustConnect ? 1L : 0L);
     const STRING& url = transfer.wireUrl.empty() ? impl.url : transfer.wireUrl;
-    return curl_easy_setopt(curl, CURLOPT_URL, url.c_str()) == CURLE_OK && setHeader(impl);
+    return setUrl(impl, url) && setHeader(impl);
 }
 
 /// Follows a redirect. SESSION_DONE: the next hop is set up.

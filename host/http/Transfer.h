@@ -5,7 +5,6 @@
 
 #include "W/Http.h"
 #include "http/FileSink.h"
-#include "http/HeaderList.h"
 #include "http/Internal.h"
 
 #include <chrono>
@@ -32,7 +31,6 @@ struct Transfer {
 
     std::shared_ptr<const ClientOptions> options; ///< in force when the request was queued
     std::string wireUrl;                          ///< the URL of the present hop; empty: the request's own
-    HeaderList header;                            ///< as sent; set on the handle
 
     SESSION_STATUS status = SESSION_DONE;  ///< how the transfer ended
     SESSION_STATUS failure = SESSION_DONE; ///< what a callback found wrong, before libcurl reports it its own way

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "http/Url.h"
 
+#include <algorithm>
 #include <array>
 #include <curl/curl.h>
 #include <memory>
@@ -165,6 +166,8 @@ bool mendUrl(const std::string& url, std::string& wire)
     appendEncoded(url, rest, wire);
     return wire.size() <= MAX_URL_LENGTH;
 }
+
+std::size_t originLength(const std::string& url) { return std::min(url.find_first_of("/?", schemeLength(url)), url.size()); }
 
 bool resolveRedirect(const std::string& base, const std::string& location, std::string& target)
 {

@@ -18,6 +18,9 @@ namespace WHOST_INTERNAL http {
 /// \return false when the URL is not one of http or https, names no host, holds control characters, or is too long.
 bool mendUrl(const std::string& url, std::string& wire);
 
+/// The length of the scheme and the authority of a URL that is legal on the wire: what stands before its path.
+std::size_t originLength(const std::string& url);
+
 /// Where a redirect leads.
 /// \param base the absolute URL that was asked for.
 /// \param location the Location field as it arrived, absolute or relative.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The library's entry points.
 #include "WKLOAI/WKLOAI.h"
+#include "WKLOAI/replies/Parser.h"
 
 #include <dlfcn.h>
 #include <libxml/parser.h>
@@ -26,4 +27,8 @@ void* createPlugin()
     return new W::WKLOAI;
 }
 
-void destroyPlugin(void* plugin) { delete static_cast<W::WKLOAI*>(plugin); }
+void destroyPlugin(void* plugin)
+{
+    delete static_cast<W::WKLOAI*>(plugin);
+    W::replies::freeKeptParser();
+}

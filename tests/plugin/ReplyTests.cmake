@@ -17,6 +17,7 @@ kinloom_test(reply_tests
     replies/GroupsTest.cpp
     replies/Hostile.cpp
     replies/HostileTest.cpp
+    replies/ParserTest.cpp
     replies/PeopleTest.cpp
     replies/ValuesTest.cpp
     replies/WalkTest.cpp

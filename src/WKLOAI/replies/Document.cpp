@@ -146,11 +146,11 @@ template <class Step> void Document::run(Step&& step)
     xmlStopParser(m_context.get());
 }
 
-// The parser keeps each name once, until its own end.
+// The parser keeps each name once.
 void Document::accountForNames()
 {
     constexpr std::size_t NAME_SIZE = 96;
-    const auto names = static_cast<std::size_t>(xmlDictSize(m_context->dict));
+    const auto names = static_cast<std::size_t>(xmlDictSize(m_context->dict)) - m_knownNames;
     if (names == m_names)
         return;
     if (names > MAX_NAMES)
@@ -162,9 +162,8 @@ void Document::accountForNames()
 // libxml2 has a routine for all of this, which forgets to free the buffer when the memory ends half way.
 void Document::openInput()
 {
-    m_context.reset(xmlNewParserCtxt());
-    if (!m_context)
-        throw std::bad_alloc();
+    m_context = takeParser();
+    m_knownNames = static_cast<std::size_t>(xmlDictSize(m_context->dict));
     *m_context->sax = Events::handler();
     m_context->userData = this;
 
@@ -180,7 +179,8 @@ void Document::openInput()
     }
 }
 
-Document::Document(const STRING& body, Budget& budget, ElementSink* sink) : m_budget(budget), m_tree(budget), m_sink(sink)
+Document::Document(const STRING& body, Budget& budget, ElementSink* sink)
+    : m_budget(budget), m_tree(budget, body.size()), m_sink(sink)
 {
     STRING decoded;
     const std::optional<std::string_view> utf8 = inUtf8(body, decoded);

@@ -4,10 +4,10 @@
 #define WKLOAI_REPLIES_DOCUMENT_H
 
 #include "W/WTypes.h"
+#include "WKLOAI/replies/Parser.h"
 #include "WKLOAI/replies/Tree.h"
 
 #include <exception>
-#include <libxml/parser.h>
 
 namespace W::replies {
 
@@ -35,9 +35,6 @@ public:
 private:
     struct Events;
     friend struct Events;
-    struct FreeContext {
-        void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
-    };
 
     template <class Step> void run(Step&& step);
     void openInput();
@@ -47,12 +44,13 @@ private:
     Budget& m_budget;
     std::string_view m_unread;
     Tree m_tree;
-    std::size_t m_depth = 0; ///< open elements
-    std::size_t m_names = 0; ///< that the parser keeps
+    std::size_t m_depth = 0;      ///< open elements
+    std::size_t m_knownNames = 0; ///< from earlier replies
+    std::size_t m_names = 0;      ///< that this one has added
     ElementSink* const m_sink;
     bool m_failed = false;
     std::exception_ptr m_exception;
-    std::unique_ptr<xmlParserCtxt, FreeContext> m_context; // owns the names in the tree
+    ParserPointer m_context; // owns the names in the tree
 };
 
 } // namespace W::replies

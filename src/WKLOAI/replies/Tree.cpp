@@ -16,7 +16,7 @@ constexpr std::size_t ALIGNMENT = alignof(xmlNode);
 
 void Arena::addChunk(std::size_t least)
 {
-    const std::size_t usual = m_chunks.empty() ? FIRST_CHUNK : std::min(2 * m_chunks.back().size, LARGEST_CHUNK);
+    const std::size_t usual = m_chunks.empty() ? m_firstChunk : std::min(2 * m_chunks.back().size, LARGEST_CHUNK);
     const std::size_t size = std::max(usual, least);
     m_budget.spendOnTree(size);
     m_chunks.reserve(m_chunks.size() + 1);

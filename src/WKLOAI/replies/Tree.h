@@ -5,6 +5,7 @@
 
 #include "WKLOAI/replies/Budget.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <libxml/tree.h>
 #include <memory>
@@ -16,7 +17,11 @@ namespace W::replies {
 /// Memory handed out in sequence and taken back from its end.
 class Arena {
 public:
-    explicit Arena(Budget& budget) : m_budget(budget) {}
+    /// \param textSize length of the text that the nodes will come from: a short one should not cost a large piece of memory.
+    Arena(Budget& budget, std::size_t textSize)
+        : m_budget(budget), m_firstChunk(std::clamp(8 * textSize, SMALLEST_CHUNK, USUAL_CHUNK))
+    {
+    }
 
     /// Zeroed memory, aligned for any node.
     template <class Node> Node* make() { return static_cast<Node*>(zeroed(sizeof(Node))); }
@@ -33,7 +38,8 @@ private:
         std::size_t size;
         bool holds(const char* position) const { return position >= memory.get() && position <= memory.get() + size; }
     };
-    static constexpr std::size_t FIRST_CHUNK = 16u << 10;
+    static constexpr std::size_t SMALLEST_CHUNK = 1000; ///< malloc hands out up to 1,032 bytes without a search
+    static constexpr std::size_t USUAL_CHUNK = 16u << 10;
     static constexpr std::size_t LARGEST_CHUNK = 1u << 20;
 
     void* zeroed(std::size_t size);
@@ -41,6 +47,7 @@ private:
     void addChunk(std::size_t least);
 
     Budget& m_budget;
+    const std::size_t m_firstChunk;
     std::vector<Chunk> m_chunks;
     char* m_free = nullptr; ///< in the last chunk
     char* m_end = nullptr;
@@ -53,7 +60,8 @@ private:
 /// The nodes live in an arena and belong to this object: libxml2 must not free or change them.
 class Tree {
 public:
-    explicit Tree(Budget& budget) : m_arena(budget) {}
+    /// \param replySize length of the reply.
+    Tree(Budget& budget, std::size_t replySize) : m_arena(budget, replySize) {}
 
     void open(const xmlChar* name);
     /// An attribute of the element that has just been opened.

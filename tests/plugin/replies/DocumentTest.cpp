@@ -209,7 +209,7 @@ namespace {
 class ReplyTree : public testing::Test {
 protected:
     Budget budget{0};
-    Tree tree{budget};
+    Tree tree{budget, 0};
 };
 
 } // namespace

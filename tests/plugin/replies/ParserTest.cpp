@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+// The parser that is kept from one reply to the next: when it is, and that no reply shows in the one after it.
+#include "WKLOAI/replies/Parser.h"
+#include "KLService/Xml.h"
+#include "WKLOAI/replies/Document.h"
+#include "WKLOAI/replies/Guard.h"
+
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+using namespace W;
+using namespace W::replies;
+
+namespace {
+
+class ReplyParser : public testing::Test {
+protected:
+    void SetUp() override { freeKeptParser(); }
+    void TearDown() override { freeKeptParser(); }
+
+    /// True when the reply was well-formed.
+    bool parse(const STRING& body)
+    {
+        Budget budget(body.size());
+        try {
+            const Document document(body, budget);
+            return true;
+        } catch (const std::exception&) {
+            return false;
+        }
+    }
+
+    /// How many names the parser knows that the next reply will get.
+    int knownNames()
+    {
+        const ParserPointer parser = takeParser();
+        return xmlDictSize(parser->dict);
+    }
+
+    /// A reply with so many elements of different names.
+    STRING namesFrom(std::size_t begin, std::size_t end, const STRING& name = "n")
+    {
+        STRING body = "<rsp>";
+        for (std::size_t i = begin; i < end; ++i)
+            body += "<" + name + std::to_string(i) + "/>";
+        return body + "</rsp>";
+    }
+};
+
+} // namespace
+
+TEST_F(ReplyParser, IsKeptWithItsNamesAfterAReply)
+{
+    const int fresh = knownNames();
+    freeKeptParser();
+    ASSERT_TRUE(parse("<rsp><data><groupId>1</groupId></data></rsp>"));
+    const int after = knownNames();
+    EXPECT_GE(after, fresh + 3);
+    ASSERT_TRUE(parse("<rsp><data><groupId>2</groupId></data></rsp>"));
+    EXPECT_EQ(knownNames(), after);
+}
+
+TEST_F(ReplyParser, IsFreshAgainOnceTheKeptOneIsFreed)
+{
+    const int fresh = knownNames();
+    ASSERT_TRUE(parse("<rsp><data/></rsp>"));
+    freeKeptParser();
+    freeKeptParser();
+    EXPECT_EQ(knownNames(), fresh);
+}
+
+TEST_F(ReplyParser, IsNotKeptAfterAReplyThatFailed)
+{
+    const int fresh = knownNames();
+    for (const char* const broken : {"<rsp><known/><data></rsp>", "<known/", "<known>&x;</known>", "<known/><known/>", "",
+                                     "<a:known/>", "<known xmlns=''/>trailing"}) {
+        freeKeptParser();
+        parse(broken);
+        EXPECT_EQ(knownNames(), fresh) << broken;
+    }
+}
+
+TEST_F(ReplyParser, IsNotKeptAfterAReaderHasGivenUp)
+{
+    struct Refusing : ElementSink {
+        bool ended(const xmlNode*, std::size_t) override { throw std::runtime_error("enough"); }
+    } sink;
+    const int fresh = knownNames();
+    Budget budget(100);
+    EXPECT_THROW(Document("<rsp><known/></rsp>", budget, &sink), std::runtime_error);
+    EXPECT_EQ(knownNames(), fresh);
+}
+
+TEST_F(ReplyParser, IsNotKeptOnceItKnowsTooManyNames)
+{
+    const int fresh = knownNames();
+    ASSERT_TRUE(parse(namesFrom(0, 400)));
+    EXPECT_GE(knownNames(), 400);
+    ASSERT_TRUE(parse(namesFrom(400, 800)));
+    EXPECT_EQ(knownNames(), fresh);
+}
+
+TEST_F(ReplyParser, IsNotKeptOnceItsNamesAreTooLong)
+{
+    const int fresh = knownNames();
+    ASSERT_TRUE(parse(namesFrom(0, 4, STRING(40'000, 'n'))));
+    EXPECT_EQ(knownNames(), fresh);
+}
+
+TEST_F(ReplyParser, CountsOnlyTheNamesThatAReplyAdds)
+{
+    ASSERT_TRUE(parse(namesFrom(0, 500)));
+    ASSERT_GE(knownNames(), 500);
+    EXPECT_TRUE(parse(namesFrom(1'000, 1'000 + MAX_NAMES - 1)));
+    ASSERT_TRUE(parse(namesFrom(0, 500)));
+    EXPECT_FALSE(parse(namesFrom(1'000, 1'000 + MAX_NAMES + 1)));
+}
+
+TEST_F(ReplyParser, TakesNothingFromOneReplyToTheNext)
+{
+    // Each leaves something in a parser: a namespace, a version, a standalone declaration, an open element, an error, a depth.
+    const std::vector<STRING> before = {
+        "<rsp xmlns='urn:a' xmlns:p='urn:p'><p:data/></rsp>",
+        "<?xml version='1.1' standalone='yes'?><rsp/>",
+        "<?xml version='1.0' encoding='ISO-8859-1'?><rsp>\xe4</rsp>",
+        "<rsp xml:space='preserve' xml:lang='de'> <data/> </rsp>",
+        "<rsp><data><open>",
+        "<rsp>&undefined;</rsp>",
+        "<!DOCTYPE rsp [<!ENTITY e 'x'>]><rsp>&e;</rsp>",
+        STRING(300, '<'),
+    };
+    for (const STRING& first : before) {
+        parse(first);
+        EXPECT_FALSE(parse("<p:rsp/></p:rsp>")) << first;
+        parse(first);
+        EXPECT_FALSE(parse("<rsp>&e;</rsp>")) << first;
+        parse(first);
+        EXPECT_FALSE(parse("</open></data></rsp>")) << first;
+        parse(first);
+        Budget budget(100);
+        const Document document("<rsp>a&amp;b<data k='v'/></rsp>", budget);
+        EXPECT_STREQ(xml::firstText(document.root()), "a&b") << first;
+        EXPECT_STREQ(xml::entry(document.root()->last, "k"), "v") << first;
+    }
+}
+
+TEST_F(ReplyParser, ServesRepliesWithinReplies)
+{
+    // A callback may call parseString while the reply that it comes from is still there.
+    Budget budget(100);
+    const Document outer("<rsp><outer/></rsp>", budget);
+    {
+        const Document inner("<rsp><inner/></rsp>", budget);
+        EXPECT_STREQ(xml::name(inner.root()->children), "inner");
+    }
+    EXPECT_TRUE(parse("<rsp><third/></rsp>"));
+    EXPECT_STREQ(xml::name(outer.root()->children), "outer");
+}
+
+TEST_F(ReplyParser, ServesManyThreads)
+{
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int thread = 0; thread < 8; ++thread)
+        threads.emplace_back([&, thread] {
+            const STRING name = "n" + std::to_string(thread);
+            for (int round = 0; round < 200; ++round) {
+                Budget budget(100);
+                const Document document("<rsp><" + name + "/></rsp>", budget);
+                failures += xml::name(document.root()->children) == name ? 0 : 1;
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, 0);
+}
