@@ -24,10 +24,13 @@ struct Rounds {
 };
 
 /// Runs two ways of doing the same in turns, after one unmeasured time each.
-template <class Mine, class Theirs> Rounds compare(std::size_t rounds, const Mine& mine, const Theirs& theirs)
+/// \param prepare comes before each, unmeasured: both must find the same.
+template <class Prepare, class Mine, class Theirs>
+Rounds compare(std::size_t rounds, const Prepare& prepare, const Mine& mine, const Theirs& theirs)
 {
     Rounds result;
     const auto measureMine = [&](bool keep) {
+        prepare();
         // What the other side left to be written must not be written at this one's cost.
         sync();
         const double begin = now();
@@ -39,6 +42,7 @@ template <class Mine, class Theirs> Rounds compare(std::size_t rounds, const Min
         result.myProcessor.push_back(processorTime() - processor);
     };
     const auto measureTheirs = [&](bool keep) {
+        prepare();
         sync();
         const double begin = now();
         const double processor = childrenProcessorTime();
@@ -65,7 +69,7 @@ public:
     explicit Transfers(const Arguments& arguments)
         : m_quick(arguments.quick),
           m_size(arguments.choose(GB, 256 * MB)),
-          m_rounds(arguments.choose<std::size_t>(9, 3)),
+          m_rounds(arguments.choose<std::size_t>(11, 3)),
           m_report(arguments),
           m_plugin(m_server.port())
     {
@@ -126,14 +130,26 @@ private:
         const Folder disk(diskFolder(m_size));
         const Rounds onDisk = downloadRounds(url, disk);
         m_report.figure("download_disk", summarise(ratios(onDisk.mine, onDisk.theirs)), "x", 0.80, Better::LOWER);
+        m_report.figure("download_disk_cpu", summarise(ratios(onDisk.myProcessor, onDisk.theirProcessor)), "x", Better::LOWER);
         speeds("download_disk", onDisk);
+
+        makeFile(disk.file("file"), MB);
+        const Rounds replacing = downloadRounds(url, disk, [] {});
+        m_report.figure("download_replacing", summarise(ratios(replacing.mine, replacing.theirs)), "x", Better::LOWER);
     }
 
+    /// Where there is no file yet.
     Rounds downloadRounds(const std::string& url, const Folder& folder)
     {
         const std::string file = folder.file("file");
+        return downloadRounds(url, folder, [&] { unlink(file.c_str()); });
+    }
+
+    template <class Prepare> Rounds downloadRounds(const std::string& url, const Folder& folder, const Prepare& prepare)
+    {
+        const std::string file = folder.file("file");
         return compare(
-            m_rounds, [&] { download(m_plugin, url, folder.path(), "file"); },
+            m_rounds, prepare, [&] { download(m_plugin, url, folder.path(), "file"); },
             [&] {
                 runCommand({"curl", "-sS", "-o", file, url});
             });
@@ -145,7 +161,7 @@ private:
         const std::string file = folder.file("large");
         makeFile(file, m_size);
         const Rounds result = compare(
-            m_rounds, [&] { upload(m_plugin, file); },
+            m_rounds, [] {}, [&] { upload(m_plugin, file); },
             [&] {
                 runCommand(
                     {"curl", "-sS", "-o", "/dev/null", "-F", "filename=@" + file + ";type=image/jpeg", m_server.url("/sink")});

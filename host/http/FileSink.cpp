@@ -3,8 +3,10 @@
 
 #include "W/WStatus.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -14,6 +16,11 @@ namespace W {
 namespace WHOST_INTERNAL http {
 
 namespace {
+
+/// Bodies come in pieces of 16 kB. The kernel takes them in large ones at two thirds of the price.
+constexpr std::size_t BUFFER_SIZE = 256u << 10;
+/// A file that is to replace another is sent to the disk in steps of this size.
+constexpr std::uint64_t FLUSH_SIZE = 8u << 20;
 
 struct SplitPath {
     std::string folder;
@@ -38,6 +45,8 @@ bool isReplaceable(int folder, const std::string& name)
         return errno == ENOENT;
     return S_ISREG(info.st_mode) || S_ISLNK(info.st_mode);
 }
+
+bool exists(int folder, const std::string& name) { return faccessat(folder, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0; }
 
 int openFolder(const std::string& folder) { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
 
@@ -97,20 +106,44 @@ bool FileSink::open(const std::string& path)
         return false;
     }
     m_mode = info.st_mode & 07777;
+    m_replaces = exists(m_folder, m_name);
+    m_buffer.reset(new char[BUFFER_SIZE]);
     return true;
 }
 
 bool FileSink::write(const char* data, std::size_t size)
 {
     while (size > 0) {
-        const ssize_t written = ::write(m_file, data, size);
+        const std::size_t piece = std::min(size, BUFFER_SIZE - m_buffered);
+        std::memcpy(m_buffer.get() + m_buffered, data, piece);
+        m_buffered += piece;
+        data += piece;
+        size -= piece;
+        if (m_buffered == BUFFER_SIZE && !writeOut())
+            return false;
+    }
+    return true;
+}
+
+/// Writes what is in the buffer.
+bool FileSink::writeOut()
+{
+    if (m_buffered == 0)
+        return true;
+    for (std::size_t begin = 0; begin < m_buffered;) {
+        const ssize_t written = ::write(m_file, m_buffer.get() + begin, m_buffered - begin);
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
             return false;
-        data += written;
-        size -= static_cast<std::size_t>(written);
+        begin += static_cast<std::size_t>(written);
     }
+    m_written += m_buffered;
+    m_buffered = 0;
+    // File systems send a file to the disk, whole, when it takes the place of another, and rename(2) waits for that; so most of it
+    // had better be there by then. One without a predecessor may stay in memory for a while.
+    if (m_replaces && m_written % FLUSH_SIZE == 0)
+        sync_file_range(m_file, static_cast<off64_t>(m_written - FLUSH_SIZE), FLUSH_SIZE, SYNC_FILE_RANGE_WRITE);
     return true;
 }
 
@@ -118,11 +151,11 @@ bool FileSink::publish()
 {
     if (m_file < 0)
         return false;
-    const bool modeSet = fchmod(m_file, m_mode) == 0;
+    const bool complete = writeOut() && fchmod(m_file, m_mode) == 0;
     // Some file systems report that a write failed only here.
     const bool closed = ::close(m_file) == 0;
     m_file = -1;
-    if (modeSet && closed && isReplaceable(m_folder, m_name) &&
+    if (complete && closed && isReplaceable(m_folder, m_name) &&
         renameat(m_folder, m_temporary.c_str(), m_folder, m_name.c_str()) == 0) {
         m_temporary.clear();
         closeFolder();
@@ -148,6 +181,9 @@ void FileSink::closeFolder()
     if (m_folder >= 0)
         ::close(m_folder);
     m_folder = -1;
+    m_buffer.reset();
+    m_buffered = 0;
+    m_written = 0;
 }
 
 } // namespace http

@@ -6,6 +6,8 @@
 #include "W/WTypes.h"
 #include "http/Internal.h"
 
+#include <cstdint>
+#include <memory>
 #include <string>
 
 namespace W {
@@ -28,16 +30,17 @@ public:
     /// \return 0, WSTATUS_INVALID_ARGUMENT for what cannot be a path, or WSTATUS_FILE_ERROR.
     static WSTATUS check(const std::string& path);
 
-    /// Makes the temporary file. False: nothing was made.
+    /// Makes the temporary file. False: nothing was made. \throw std::bad_alloc
     bool open(const std::string& path);
-    /// Appends; false when not everything could be written.
+    /// Appends; false when something, this or what came before, could not be written.
     bool write(const char* data, std::size_t size);
-    /// Gives the file its name; false: there is no file, and what had the name before has it still.
+    /// Writes the rest and gives the file its name; false: there is no file, and what had the name before has it still.
     bool publish();
     /// Removes the temporary file, if there is one.
     void discard();
 
 private:
+    bool writeOut();
     void closeFolder();
 
     int m_folder = -1;
@@ -45,6 +48,11 @@ private:
     unsigned int m_mode = 0; ///< the mode that the file gets with its name
     std::string m_name;      ///< the target's, without its folder
     std::string m_temporary; ///< of the file that m_file writes; empty when there is none
+
+    std::unique_ptr<char[]> m_buffer; ///< what is not written yet
+    std::size_t m_buffered = 0;
+    std::uint64_t m_written = 0;
+    bool m_replaces = false; ///< a file has the name already
 };
 
 } // namespace http

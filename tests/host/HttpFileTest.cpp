@@ -21,6 +21,18 @@ mode_t modeOf(const std::string& path)
     return info.st_mode;
 }
 
+/// No two stretches of it are the same.
+std::string bodyOf(std::size_t size)
+{
+    std::string body(size, '\0');
+    std::uint32_t state = 1;
+    for (char& byte : body) {
+        state = state * 1'664'525 + 1'013'904'223;
+        byte = static_cast<char>(state >> 24);
+    }
+    return body;
+}
+
 class HttpFile : public HttpTest {
 protected:
     std::string target() const { return dir.file("target"); }
@@ -40,6 +52,21 @@ TEST_F(HttpFile, WritesABodyToItsFileAndNotToThePayload)
     EXPECT_EQ(outcome.payload, "");
     EXPECT_EQ(readFile(target()), body);
     EXPECT_THAT(dir.entries(), ElementsAre("target"));
+}
+
+TEST_F(HttpFile, WritesBodiesOfAnyLengthWhetherNewOrInPlaceOfAnother)
+{
+    constexpr std::size_t BUFFER = 256u << 10;
+    for (const std::size_t size : {std::size_t{1}, BUFFER - 1, BUFFER, BUFFER + 1, 2 * BUFFER, 32 * BUFFER, 65 * BUFFER + 7}) {
+        const std::string body = bodyOf(size);
+        for (const bool replaces : {false, true}) {
+            if (!replaces)
+                std::filesystem::remove(target());
+            server.reply(RawReply::ok(body));
+            EXPECT_EQ(download(server.url(), target()).status, SESSION_DONE) << size;
+            EXPECT_TRUE(readFile(target()) == body) << size;
+        }
+    }
 }
 
 TEST_F(HttpFile, MakesAnEmptyFileOfAnEmptyBody)
@@ -259,28 +286,34 @@ TEST_F(HttpFile, FailsWhenAFileMayNotGrow)
     const auto before = signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit small{50'000, limit.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
     writeFile(target(), "before");
-    server.reply(RawReply::ok(std::string(100'000, 'x')));
-    EXPECT_EQ(download(server.url(), target()).status, SESSION_FILE_ERROR);
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    // At the end of a body, in its midst, and at its very first byte.
+    for (const auto& [largest, size] : {std::pair{50'000, 100'000}, std::pair{600'000, 3'000'000}, std::pair{0, 1}}) {
+        const rlimit small{static_cast<rlim_t>(largest), limit.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+        server.reply(RawReply::ok(std::string(static_cast<std::size_t>(size), 'x')));
+        const SESSION_STATUS status = download(server.url(), target()).status;
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        EXPECT_EQ(status, SESSION_FILE_ERROR) << largest;
+        EXPECT_EQ(readFile(target()), "before");
+        EXPECT_THAT(dir.entries(), ElementsAre("target"));
+    }
     signal(SIGXFSZ, before);
-    EXPECT_EQ(readFile(target()), "before");
-    EXPECT_THAT(dir.entries(), ElementsAre("target"));
 }
 
 TEST_F(HttpFile, FailsWhenTheDiskIsFull)
 {
     const std::string disk = dir.file("disk");
     ASSERT_EQ(mkdir(disk.c_str(), 0755), 0);
-    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=64k") != 0)
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=600k") != 0)
         GTEST_SKIP() << "only the super-user can make a small disk";
     writeFile(disk + "/target", "before");
-    server.reply(RawReply::ok(std::string(200'000, 'x')));
-    EXPECT_EQ(download(server.url(), disk + "/target").status, SESSION_FILE_ERROR);
-    EXPECT_EQ(readFile(disk + "/target"), "before");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(disk), std::filesystem::directory_iterator()), 1);
+    for (const std::size_t size : {700'000, 3'000'000}) {
+        server.reply(RawReply::ok(std::string(size, 'x')));
+        EXPECT_EQ(download(server.url(), disk + "/target").status, SESSION_FILE_ERROR) << size;
+        EXPECT_EQ(readFile(disk + "/target"), "before");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(disk), std::filesystem::directory_iterator()), 1);
+    }
     server.reply(RawReply::ok(std::string(20'000, 'y')));
     EXPECT_EQ(download(server.url(), disk + "/target").status, SESSION_DONE);
     EXPECT_EQ(umount(disk.c_str()), 0);
