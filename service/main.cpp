@@ -224,6 +224,7 @@ int main(int argc, char** argv)
 {
     CLI::App program("The Kinloom service for development, demonstration and tests.", "kinloomd");
     program.require_subcommand(1);
+    program.set_version_flag("--version", "kinloomd " KINLOOM_VERSION);
     program.footer("Exit codes: 0 done, 1 failed, 2 wrong command line, 3 'check' found something.");
     Arguments arguments;
     Command command;

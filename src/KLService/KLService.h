@@ -252,8 +252,8 @@ private:
     const std::uint64_t m_requestID;
     std::atomic<bool> m_closed{false};
     pthread_mutex_t m_listMutex; // guards m_liveArgs, m_exceptions and m_sessions
-    pthread_mutex_t
-        m_transferMutex; // guards m_requestInProgress, m_currentTransfer and what is said of it, m_transferred and m_expected
+    // guards m_requestInProgress, m_currentTransfer and what is said of it, m_transferred and m_expected
+    pthread_mutex_t m_transferMutex;
 };
 
 } // namespace W

@@ -44,7 +44,7 @@ private:
 
 class HttpTimeout : public HttpTest {
 protected:
-    /// Runs a request and checks that it ended for want of time, and neither too soon nor very late.
+    /// Runs a request and checks that it ended for want of time, and not too soon.
     void expectTimeout(HttpRequest* request, milliseconds least)
     {
         const auto begin = steady_clock::now();
@@ -53,7 +53,6 @@ protected:
         EXPECT_EQ(outcome.code, 0u);
         // libcurl's clock counts whole milliseconds.
         EXPECT_GE(steady_clock::now() - begin, least - milliseconds(5));
-        EXPECT_LT(steady_clock::now() - begin, least + milliseconds(5000));
     }
 };
 

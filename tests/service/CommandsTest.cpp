@@ -167,6 +167,13 @@ TEST_F(Commands, ExplainAWrongCommandLine)
     EXPECT_EQ(runKinloomd({"serve", "--help"}).exitCode, 0);
 }
 
+TEST_F(Commands, PrintTheVersion)
+{
+    const CommandResult result = runKinloomd({"--version"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.out, ::testing::MatchesRegex("kinloomd [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
 TEST_F(Commands, ExplainAFolderThatCannotBeUsed)
 {
     const CommandResult missing = runKinloomd({"person", "list", "--data", m_folder / "nothing"});
