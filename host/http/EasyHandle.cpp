@@ -22,7 +22,7 @@ struct Pool {
     std::size_t count = 0;
 };
 
-/// Takes no memory of its own, so that giving a handle back, or asking for one, cannot fail.
+/// Takes no memory of its own, so that it is always there.
 Pool& pool() noexcept
 {
     static Pool instance;
@@ -79,6 +79,9 @@ void EasyReturn::operator()(EasyHandle* easy) const noexcept
         easy->origin.clear();
         easy->touched = false;
     }
+    // What a caller wrote into them stays no longer than the request.
+    curl_easy_setopt(easy->curl, CURLOPT_HTTPHEADER, nullptr);
+    easy->header.clear();
     Pool& all = pool();
     {
         const std::lock_guard<std::mutex> lock(all.mutex);

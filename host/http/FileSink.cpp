@@ -140,8 +140,9 @@ bool FileSink::writeOut()
     }
     m_written += m_buffered;
     m_buffered = 0;
-    // File systems send a file to the disk, whole, when it takes the place of another, and rename(2) waits for that; so most of it
-    // had better be there by then. One without a predecessor may stay in memory for a while.
+    // When a file takes the place of another, some file systems begin to write it out in rename(2), which takes long for a large
+    // one; so most of it had better be on its way by then. A step waits where the disk does not keep up, as a write would. A file
+    // without a predecessor may stay in memory for a while.
     if (m_replaces && m_written % FLUSH_SIZE == 0)
         sync_file_range(m_file, static_cast<off64_t>(m_written - FLUSH_SIZE), FLUSH_SIZE, SYNC_FILE_RANGE_WRITE);
     return true;

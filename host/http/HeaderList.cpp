@@ -40,6 +40,18 @@ void HeaderList::assign(const std::vector<std::string>& lines, curl_slist* tail)
     link(tail);
 }
 
+void HeaderList::clear() noexcept
+{
+    constexpr std::size_t MAX_KEPT = 4096;
+    m_first = nullptr;
+    m_elements.clear();
+    m_text.clear();
+    if (m_text.capacity() > MAX_KEPT)
+        std::string().swap(m_text);
+    if (m_elements.capacity() > MAX_KEPT / sizeof(curl_slist))
+        std::vector<curl_slist>().swap(m_elements);
+}
+
 /// Points each element to its line and to the next element.
 void HeaderList::link(curl_slist* tail)
 {

@@ -32,6 +32,9 @@ public:
     /// Makes the list of lines as they stand. \throw std::bad_alloc
     void assign(const std::vector<std::string>& lines, curl_slist* tail = nullptr);
 
+    /// Makes the list empty. Some memory is kept for the next one.
+    void clear() noexcept;
+
     /// The first element; null when there is none. Valid until the next assignment.
     curl_slist* get() { return m_first; }
 

@@ -50,12 +50,14 @@ void HttpRequest::setCancel()
 
 VOID* HttpRequest::getHandle()
 {
-    const bool fresh = !m_impl->easy;
+    // No loop may be using the handle while its settings change.
+    const bool unused = !m_impl->easy || !m_impl->loop.load();
     http::EasyHandle* const easy = http::easyOf(*m_impl);
     if (!easy)
         return nullptr;
+    const bool isFirst = !easy->touched;
     easy->touched = true;
-    if (fresh)
+    if (isFirst && unused)
         http::handleIsGiven(*this);
     return easy->curl;
 }

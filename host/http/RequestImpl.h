@@ -65,7 +65,7 @@ void requestIsGone() noexcept;
 /// Told when a request was marked as cancelled. Any thread. Each client defines its own.
 void requestIsCancelled(HttpRequest& request) noexcept;
 
-/// Told when a fresh handle is about to be given to the request's caller. Each client defines its own.
+/// Told when a handle is about to be given to the request's caller for the first time. Each client defines its own.
 void handleIsGiven(HttpRequest& request);
 
 /// The request's handle, taken from the pool when it has none yet; null when there is no memory.

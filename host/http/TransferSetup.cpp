@@ -49,13 +49,16 @@ bool names(const std::vector<std::pair<STRING, STRING>>& fields, std::string_vie
 }
 
 /// Gives the handle a URL's scheme and authority, unless it has them. libcurl takes a URL apart, puts it together again and copies
-/// it, character by character, for each request; that is a quarter of what a short request costs. False: libcurl does not like
-/// them.
+/// it, character by character, for each request; that is a quarter of what a short request costs. False: it has to be
+/// the whole URL.
 bool setOrigin(EasyHandle& easy, const STRING& url)
 {
     const std::size_t length = originLength(url);
     if (easy.origin.size() == length && url.compare(0, length, easy.origin) == 0)
         return true;
+    // Where an address has a zone, libcurl loses it on this way.
+    if (url.find('%') < length)
+        return false;
     if (!easy.originUrl && !(easy.originUrl = curl_url()))
         return false;
     std::string origin(url, 0, length);

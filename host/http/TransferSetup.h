@@ -18,7 +18,8 @@ int onProgress(void* user, curl_off_t downTotal, curl_off_t down, curl_off_t upT
 /// Sets what is the same for all requests of a loop under these options, unless the handle has it already.
 void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& options, Connections& connections);
 
-/// Sets the URL of a hop. Comes after setMethod. \return false when there is no memory. \throw std::bad_alloc
+/// Sets the URL of a hop. Comes after setMethod. What libcurl says of the URL afterwards (CURLINFO_EFFECTIVE_URL and the like) may
+/// be that of an earlier request. \return false when there is no memory. \throw std::bad_alloc
 bool setUrl(HttpRequest::Impl& impl, const STRING& url);
 
 /// Has the handle forget what setUrl keeps on it from one request to the next.

@@ -5,6 +5,7 @@
 
 #include "WKLOAI/Failure.h"
 #include "WKLOAI/WKLOAI.h"
+#include "WKLOAI/replies/Entry.h"
 
 #include <cassert>
 
@@ -65,7 +66,7 @@ public:
 
     WSTATUS accept()
     {
-        const WSTATUS status = this->oai.parseString(this->reply.getPayload(), records, total);
+        const WSTATUS status = replies::parseReply(this->oai, this->reply.getPayload(), records, total);
         if (status < 0)
             records.data().clear();
         return status;

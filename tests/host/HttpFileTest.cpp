@@ -60,8 +60,9 @@ TEST_F(HttpFile, WritesBodiesOfAnyLengthWhetherNewOrInPlaceOfAnother)
     for (const std::size_t size : {std::size_t{1}, BUFFER - 1, BUFFER, BUFFER + 1, 2 * BUFFER, 32 * BUFFER, 65 * BUFFER + 7}) {
         const std::string body = bodyOf(size);
         for (const bool replaces : {false, true}) {
-            if (!replaces)
-                std::filesystem::remove(target());
+            std::filesystem::remove(target());
+            if (replaces)
+                writeFile(target(), "before");
             server.reply(RawReply::ok(body));
             EXPECT_EQ(download(server.url(), target()).status, SESSION_DONE) << size;
             EXPECT_TRUE(readFile(target()) == body) << size;

@@ -158,6 +158,21 @@ TEST_F(HttpTimeout, DoesNotCountTheWaitForAFreeConnectionAsAStall)
         EXPECT_EQ(outcome.status, SESSION_DONE);
 }
 
+TEST_F(HttpTimeout, EndsTheTransferWithTheLeastPatienceFirst)
+{
+    std::vector<unsigned long long> ended;
+    outcomes.before = [&](HttpRequest& request) { ended.push_back(request.getID()); };
+    server.onRequest([](const RawRequest&) { return RawReply().stall(); });
+    for (const long patience : {2000L, 1000L, 200L}) {
+        options([patience](HttpOptions& o) { o.stallTimeoutMs = patience; });
+        HttpRequest* const request = makeGet(server.url());
+        request->setID(patience == 2000 ? 1 : patience == 1000 ? 2 : 3);
+        ASSERT_EQ(send(request), 0);
+    }
+    ASSERT_TRUE(outcomes.waitFor(3));
+    EXPECT_EQ(ended, (std::vector<unsigned long long>{3, 2, 1}));
+}
+
 TEST_F(HttpTimeout, LeavesOtherTransfersAlone)
 {
     options([](HttpOptions& o) { o.stallTimeoutMs = 200; });

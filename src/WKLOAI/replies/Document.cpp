@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <libxml/catalog.h>
 #include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
 #include <new>
@@ -93,6 +94,7 @@ struct Document::Events {
     static void instruction(void* self, const xmlChar*, const xmlChar*)
     {
         of(self).run([&](Tree& tree) {
+            of(self).forgetCatalogs();
             of(self).accountForNames();
             tree.other();
         });
@@ -144,6 +146,16 @@ template <class Step> void Document::run(Step&& step)
         }
     }
     xmlStopParser(m_context.get());
+}
+
+// An instruction may name a catalog to look external entities up in, and there are none of those. The parser puts each at the end
+// of a list, to which it walks from the beginning.
+void Document::forgetCatalogs()
+{
+    if (!m_context->catalogs)
+        return;
+    xmlCatalogFreeLocal(m_context->catalogs);
+    m_context->catalogs = nullptr;
 }
 
 // The parser keeps each name once.

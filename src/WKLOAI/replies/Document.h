@@ -39,6 +39,7 @@ private:
     template <class Step> void run(Step&& step);
     void openInput();
     void endInput();
+    void forgetCatalogs();
     void accountForNames();
 
     Budget& m_budget;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The entry points: from a reply's body to records, one per kind of reply.
+#include "WKLOAI/replies/Entry.h"
 #include "WKLOAI/replies/Envelope.h"
 #include "WKLOAI/replies/Lists.h"
 
@@ -113,20 +114,35 @@ template <class Read> WSTATUS readSafely(Read&& read, int line = __builtin_LINE(
 
 } // namespace
 
+WSTATUS replies::parseReply(WKLOAI& oai, const STRING& payload, WContainer<WContent>& contents, unsigned int& count)
+{
+    return parseList<ContentList>(oai, payload, RecordsIn::DATA, contents, count);
+}
+
+WSTATUS replies::parseReply(WKLOAI& oai, const STRING& payload, WContainer<WGroup>& groups, unsigned int& count)
+{
+    return parseList<GroupList>(oai, payload, RecordsIn::DATA, groups, count);
+}
+
+// Comments and galleries stand beside "data", not below it; "data" only says that they are there.
+WSTATUS replies::parseReply(WKLOAI& oai, const STRING& payload, WContainer<WComment>& comments, unsigned int& count)
+{
+    return parseList<CommentList>(oai, payload, RecordsIn::ROOT, comments, count);
+}
+
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WContent>& contents, unsigned int& count)
 {
-    return parseList<ContentList>(*this, payload, RecordsIn::DATA, contents, count);
+    return parseReply(*this, payload, contents, count);
 }
 
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WGroup>& groups, unsigned int& count)
 {
-    return parseList<GroupList>(*this, payload, RecordsIn::DATA, groups, count);
+    return parseReply(*this, payload, groups, count);
 }
 
-// Comments and galleries stand beside "data", not below it; "data" only says that they are there.
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WComment>& comments, unsigned int& count)
 {
-    return parseList<CommentList>(*this, payload, RecordsIn::ROOT, comments, count);
+    return parseReply(*this, payload, comments, count);
 }
 
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WKLGallery>& galleries, unsigned int& count)

@@ -255,6 +255,8 @@ const std::vector<Growth>& growths()
              return instructions.substr(0, instructions.size() / 2) + inData(instructions);
          },
          false},
+        {"instructions that name catalogs",
+         [](std::size_t size) { return repeated("<?oasis-xml-catalog catalog='x'?>", size) + inData(""); }, false},
         {"CDATA sections",
          [](std::size_t size) { return inContent("<contentDesc>" + repeated("<![CDATA[x]]>", size) + "</contentDesc>"); }, false},
         {"CDATA sections and texts",

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a reply takes in memory, the caller's copy of it included.
 #include "WKLOAI/WKLOAI.h"
+#include "WKLOAI/replies/Entry.h"
 #include "WKLOAI/replies/Parser.h"
 #include "plugin/replies/AllocationMeter.h"
 #include "plugin/replies/Hostile.h"
@@ -134,7 +135,10 @@ TEST_F(ReplyMemory, IsNoReasonToRefuseAShortReplyOfSmallRecords)
 TEST_F(ReplyMemory, IsReturned)
 {
     const STRING body = test::feedReply(1000, Shape::ELEMENTS);
+    const STRING withCatalog = "<?oasis-xml-catalog catalog='" + STRING(10'000, 'x') + "'?><rsp><data/></rsp>";
+    // The first of its kind leaves something of libxml2's own behind.
     parse<WContent>(body);
+    parse<WContent>(withCatalog);
     replies::freeKeptParser();
     const AllocationMeter meter;
     for (int round = 0; round < 3; ++round) {
@@ -142,9 +146,28 @@ TEST_F(ReplyMemory, IsReturned)
         parse<WContent>(body.substr(0, body.size() / 2));
         parse<WGroup>("<!DOCTYPE a>" + body);
         parse<WContent>(body);
+        parse<WContent>(withCatalog);
     }
     replies::freeKeptParser();
     EXPECT_EQ(meter.inUse(), 0u);
+}
+
+TEST_F(ReplyMemory, HoldsNoCopyOfAReplyThatIsParsedWhereItLies)
+{
+    const STRING body = "<rsp><data><contents/></data><!--" + STRING(1'000'000, ' ') + "--></rsp>";
+    const auto peakOf = [](auto&& parseList) {
+        replies::freeKeptParser();
+        WContainer<WContent> records;
+        unsigned int count = 0;
+        const AllocationMeter meter;
+        EXPECT_EQ(parseList(records, count), 0);
+        return meter.peak();
+    };
+    const std::size_t copied =
+        peakOf([&](WContainer<WContent>& records, unsigned int& count) { return oai.parseString(body, records, count); });
+    const std::size_t inPlace =
+        peakOf([&](WContainer<WContent>& records, unsigned int& count) { return replies::parseReply(oai, body, records, count); });
+    EXPECT_LE(inPlace + body.size(), copied);
 }
 
 TEST_F(ReplyMemory, IsTakenInFewPieces)
