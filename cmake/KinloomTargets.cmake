@@ -20,14 +20,30 @@ function(kinloom_no_open_symbols target)
   endif()
 endfunction()
 
-# kinloom_test(NAME SOURCES file... LIBS target... [ENVIRONMENT var=value...] [TIMEOUT seconds] [LABELS label...])
+# kinloom_test(NAME SOURCES file... LIBS target... [ENVIRONMENT var=value...] [TIMEOUT seconds] [LABELS label...] [LONG])
 # One GoogleTest program; each of its tests becomes a CTest test of its own, labelled with its folder's name. Generator
-# expressions are allowed in ENVIRONMENT.
+# expressions are allowed in ENVIRONMENT. With KINLOOM_TEST_PROGRAMS the whole program is one CTest test, of the program's name;
+# LONG ones begin first then.
 function(kinloom_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;ENVIRONMENT;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "LONG" "TIMEOUT" "SOURCES;LIBS;ENVIRONMENT;LABELS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   kinloom_target(${name})
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main)
+  cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME area)
+  if(KINLOOM_TEST_PROGRAMS)
+    if(arg_LONG)
+      set(cost 1)
+    else()
+      set(cost 0)
+    endif()
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+    set_tests_properties(${name} PROPERTIES
+      TIMEOUT 1800
+      COST ${cost}
+      LABELS "${area};${arg_LABELS}"
+      ENVIRONMENT "${arg_ENVIRONMENT}")
+    return()
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 NO_PRETTY_VALUES)
 
   # gtest_discover_tests keeps only the first element of a property that is a list, so the properties are set by a file of
@@ -35,7 +51,6 @@ function(kinloom_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
-  cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME area)
   set(properties_file "${CMAKE_CURRENT_BINARY_DIR}/${name}_properties.cmake")
   file(GENERATE OUTPUT "${properties_file}" CONTENT "foreach(test IN LISTS ${name}_TESTS)
   set_tests_properties(\"\${test}\" PROPERTIES
