@@ -69,7 +69,7 @@ public:
     explicit Transfers(const Arguments& arguments)
         : m_quick(arguments.quick),
           m_size(arguments.choose(GB, 256 * MB)),
-          m_rounds(arguments.choose<std::size_t>(11, 3)),
+          m_rounds(arguments.choose<std::size_t>(15, 3)),
           m_report(arguments),
           m_plugin(m_server.port())
     {

@@ -48,6 +48,7 @@ STRING KLService::getGMTTime()
     // Kept as it has always been sent: no name on Sundays (week-day 0), the month named after the day of the month, so none from
     // the 13th on, and no padding anywhere.
     STRING date;
+    date.reserve(sizeof "Wednesday, 31 September 2010 23:59:59 GMT");
     date += nameOf(WEEKDAYS, utc.tm_wday);
     date += ", ";
     date += int2str(static_cast<unsigned int>(utc.tm_mday));

@@ -47,13 +47,13 @@ struct Document::Events {
         const std::size_t length = of(self).m_failed ? 0 : std::min(unread.size(), static_cast<std::size_t>(size));
         std::memcpy(buffer, unread.data(), length);
         unread.remove_prefix(length);
+        of(self).endInput();
         return static_cast<int>(length);
     }
 
     static void startElement(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int, const xmlChar**,
                              int attributeCount, int, const xmlChar** attributes)
     {
-        of(self).endInput();
         of(self).run([&](Tree& tree) {
             if (of(self).m_context->nsNr > 2 * MAX_NAMESPACES)
                 throw std::length_error("the reply has too many namespaces");
