@@ -21,6 +21,7 @@ namespace {
 constexpr std::size_t BUFFER_SIZE = 256u << 10;
 /// A file that is to replace another is sent to the disk in steps of this size.
 constexpr std::uint64_t FLUSH_SIZE = 8u << 20;
+static_assert(FLUSH_SIZE % BUFFER_SIZE == 0, "a step ends with a full buffer");
 
 struct SplitPath {
     std::string folder;

@@ -48,14 +48,21 @@ bool names(const std::vector<std::pair<STRING, STRING>>& fields, std::string_vie
     });
 }
 
+/// True when a URL has this scheme and authority, word for word; false when they are empty.
+bool hasOrigin(const STRING& url, const std::string& origin)
+{
+    const std::size_t length = origin.size();
+    return length > 0 && url.compare(0, length, origin) == 0 && (url.size() == length || url[length] == '/' || url[length] == '?');
+}
+
 /// Gives the handle a URL's scheme and authority, unless it has them. libcurl takes a URL apart, puts it together again and copies
 /// it, character by character, for each request; that is a quarter of what a short request costs. False: it has to be
 /// the whole URL.
 bool setOrigin(EasyHandle& easy, const STRING& url)
 {
-    const std::size_t length = originLength(url);
-    if (easy.origin.size() == length && url.compare(0, length, easy.origin) == 0)
+    if (hasOrigin(url, easy.origin))
         return true;
+    const std::size_t length = originLength(url);
     // Where an address has a zone, libcurl loses it on this way.
     if (url.find('%') < length)
         return false;

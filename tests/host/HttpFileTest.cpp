@@ -4,6 +4,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <random>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -25,11 +26,9 @@ mode_t modeOf(const std::string& path)
 std::string bodyOf(std::size_t size)
 {
     std::string body(size, '\0');
-    std::uint32_t state = 1;
-    for (char& byte : body) {
-        state = state * 1'664'525 + 1'013'904'223;
-        byte = static_cast<char>(state >> 24);
-    }
+    std::mt19937 random(1);
+    for (char& byte : body)
+        byte = static_cast<char>(random());
     return body;
 }
 

@@ -163,10 +163,10 @@ TEST_F(HttpTimeout, EndsTheTransferWithTheLeastPatienceFirst)
     std::vector<unsigned long long> ended;
     outcomes.before = [&](HttpRequest& request) { ended.push_back(request.getID()); };
     server.onRequest([](const RawRequest&) { return RawReply().stall(); });
-    for (const long patience : {2000L, 1000L, 200L}) {
-        options([patience](HttpOptions& o) { o.stallTimeoutMs = patience; });
+    for (const auto& [id, patience] : {std::pair{1ULL, 2000L}, std::pair{2ULL, 1000L}, std::pair{3ULL, 200L}}) {
+        options([limit = patience](HttpOptions& o) { o.stallTimeoutMs = limit; });
         HttpRequest* const request = makeGet(server.url());
-        request->setID(patience == 2000 ? 1 : patience == 1000 ? 2 : 3);
+        request->setID(id);
         ASSERT_EQ(send(request), 0);
     }
     ASSERT_TRUE(outcomes.waitFor(3));
