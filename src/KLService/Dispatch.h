@@ -31,7 +31,7 @@ WSTATUS KLService::dispatch(KLServiceCMD* rawCommand, const LogLines& lines, Tra
 {
     CommandGuard command(*this, rawCommand);
     if (m_closed)
-        return logServiceError(WSTATUS_NOT_CREATED, lines.notCreated);
+        return logServiceError(wstatus::NOT_CREATED, lines.notCreated);
     std::unique_ptr<ServiceRequest> request;
     try {
         auto args = std::make_unique<KLServiceArgs>(this, command.get());
@@ -41,7 +41,7 @@ WSTATUS KLService::dispatch(KLServiceCMD* rawCommand, const LogLines& lines, Tra
         request->attach(args.release());
         command.release();
     } catch (const std::exception&) {
-        return logServiceError(WSTATUS_NOT_CREATED, lines.notCreated);
+        return logServiceError(wstatus::NOT_CREATED, lines.notCreated);
     }
 
     if (tracking == Tracking::TRANSFER)
@@ -53,7 +53,7 @@ WSTATUS KLService::dispatch(KLServiceCMD* rawCommand, const LogLines& lines, Tra
         return logServiceError(status, lines.refused); // the request dies here, and its context and command with it
     }
     static_cast<void>(request.release()); // the delegator's; it may be gone already
-    return WSTATUS_OK;
+    return wstatus::OK;
 }
 
 } // namespace W

@@ -11,8 +11,8 @@ namespace W {
 WSTATUS KLService::setException(const WContentProvider& provider, ExceptionType_enum type, const STRING& user, const STRING& secret,
                                 const HttpResponse& response)
 {
-    if (type != EXCEPTION_CAPTCHA)
-        return logServiceError(WSTATUS_FAILED, log_line::EXCEPTION_BAD_TYPE);
+    if (type != exception_type::CAPTCHA)
+        return logServiceError(wstatus::FAILED, log_line::EXCEPTION_BAD_TYPE);
     try {
         auto exception = std::make_unique<WCaptchaException>();
         exception->setContentProvider(provider);
@@ -23,9 +23,9 @@ WSTATUS KLService::setException(const WContentProvider& provider, ExceptionType_
         m_exceptions.push_back(exception.get());
         exception.release();
     } catch (const std::bad_alloc&) {
-        return logServiceError(WSTATUS_OUT_OF_MEMORY, log_line::EXCEPTION_NOT_CREATED);
+        return logServiceError(wstatus::OUT_OF_MEMORY, log_line::EXCEPTION_NOT_CREATED);
     }
-    return WSTATUS_OK;
+    return wstatus::OK;
 }
 
 WException* KLService::getException()
@@ -50,16 +50,16 @@ WSTATUS KLService::resolveException(WException* exception, const STRING& url, co
                                     KLServiceCMD* command)
 {
     auto* const captcha = dynamic_cast<WCaptchaException*>(exception);
-    if (!captcha || exception->getExceptionType() != EXCEPTION_CAPTCHA) {
+    if (!captcha || exception->getExceptionType() != exception_type::CAPTCHA) {
         CommandGuard dropped(*this, command);
-        logServiceError(WSTATUS_INVALID_ARGUMENT, log_line::RESOLVE_BAD_TYPE);
-        return WSTATUS_OK;
+        logServiceError(wstatus::INVALID_ARGUMENT, log_line::RESOLVE_BAD_TYPE);
+        return wstatus::OK;
     }
     const WCaptchaException::Data& data = captcha->data();
     const WSTATUS status = login(data.user, data.secret, data.challenge, data.answer, url, headers, body, command);
     if (status < 0)
         logServiceError(status, log_line::RESOLVE_FAILED);
-    return WSTATUS_OK;
+    return wstatus::OK;
 }
 
 } // namespace W

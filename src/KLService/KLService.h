@@ -3,11 +3,9 @@
 #ifndef KLSERVICE_KLSERVICE_H
 #define KLSERVICE_KLSERVICE_H
 
+#include "KLService/HostValues.h"
 #include "KLService/KLServiceCMD.h"
 #include "KLService/Session.h"
-#include "W/Http.h"
-#include "W/WException.h"
-#include "W/WStatus.h"
 
 #include <atomic>
 #include <list>
@@ -193,7 +191,7 @@ public:
 
     // ---- Service exceptions ----
 
-    /// Records a challenge. \return 0, -16 for a type other than EXCEPTION_CAPTCHA, -4 when it cannot be allocated.
+    /// Records a challenge. \return 0, -16 for a type other than exception_type::CAPTCHA, -4 when it cannot be allocated.
     WSTATUS setException(const WContentProvider& provider, ExceptionType_enum type, const STRING& user, const STRING& secret,
                          const HttpResponse& response);
     /// The newest pending exception, or null. Owned by the service until flushException.

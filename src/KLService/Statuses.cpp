@@ -53,32 +53,32 @@ struct Range {
 
 // Everything that no row names is a general failure.
 constexpr Range STATUS_RANGES[] = {
-    {1, 1, WSTATUS_INVALID_ARGUMENT},
-    {5, 5, WSTATUS_NOT_CREATED},
-    {21, 21, WSTATUS_LOGIN_REFUSED},
-    {22, 23, WSTATUS_LIMIT_EXCEEDED},
-    {24, 24, WSTATUS_CHALLENGE_REQUIRED},
-    {25, 25, WSTATUS_LOGIN_REFUSED},
-    {26, 28, WSTATUS_LIMIT_EXCEEDED},
-    {29, 29, WSTATUS_CONNECTION_LOST},
-    {30, 30, WSTATUS_NOT_LOGGED_IN},
-    {41, 41, WSTATUS_UNREACHABLE},
-    {42, 42, WSTATUS_TIMED_OUT},
-    {43, 43, WSTATUS_CONNECTION_LOST},
-    {44, 44, WSTATUS_CONFLICT},
-    {45, 45, WSTATUS_REJECTED},
-    {61, 67, WSTATUS_FILE_ERROR},
-    {81, 81, WSTATUS_CANCELLED},
-    {102, 102, WSTATUS_EXCEPTION_PENDING},
-    {141, 141, WSTATUS_REJECTED},
-    {142, 142, WSTATUS_NOT_LOGGED_IN},
+    {1, 1, wstatus::INVALID_ARGUMENT},
+    {5, 5, wstatus::NOT_CREATED},
+    {21, 21, wstatus::LOGIN_REFUSED},
+    {22, 23, wstatus::LIMIT_EXCEEDED},
+    {24, 24, wstatus::CHALLENGE_REQUIRED},
+    {25, 25, wstatus::LOGIN_REFUSED},
+    {26, 28, wstatus::LIMIT_EXCEEDED},
+    {29, 29, wstatus::CONNECTION_LOST},
+    {30, 30, wstatus::NOT_LOGGED_IN},
+    {41, 41, wstatus::UNREACHABLE},
+    {42, 42, wstatus::TIMED_OUT},
+    {43, 43, wstatus::CONNECTION_LOST},
+    {44, 44, wstatus::CONFLICT},
+    {45, 45, wstatus::REJECTED},
+    {61, 67, wstatus::FILE_ERROR},
+    {81, 81, wstatus::CANCELLED},
+    {102, 102, wstatus::EXCEPTION_PENDING},
+    {141, 141, wstatus::REJECTED},
+    {142, 142, wstatus::NOT_LOGGED_IN},
 };
 
 constexpr std::array<WSTATUS, LAST_STATUS> makeStatusTable()
 {
     std::array<WSTATUS, LAST_STATUS> table{};
     for (WSTATUS& entry : table)
-        entry = WSTATUS_FAILED;
+        entry = wstatus::FAILED;
     for (const Range& range : STATUS_RANGES)
         for (UINT32 status = range.first; status <= range.last; ++status)
             table[status - 1] = range.status;
@@ -108,9 +108,9 @@ GSTATUS KLService::getKLSTATUS(STRING code)
 WSTATUS KLService::getWlibSTATUS(GSTATUS status)
 {
     if (status == GSTATUS_OK)
-        return WSTATUS_OK;
+        return wstatus::OK;
     if (status > LAST_STATUS)
-        return WSTATUS_FAILED;
+        return wstatus::FAILED;
     return STATUS_TABLE[status - 1];
 }
 

@@ -60,11 +60,11 @@ WSTATUS KLService::upload(const STRING& url, const Headers& headers, KLServiceCM
 {
     if (path.empty() || filePart.empty() || existsButIsNoFile(path)) {
         CommandGuard dropped(*this, command);
-        return logServiceError(WSTATUS_INVALID_ARGUMENT, log_line::UPLOAD_INPUT_MISSING);
+        return logServiceError(wstatus::INVALID_ARGUMENT, log_line::UPLOAD_INPUT_MISSING);
     }
     const LogLines lines{log_line::UPLOAD_NOT_CREATED, log_line::UPLOAD_REFUSED};
     return dispatch(command, lines, Tracking::TRANSFER, [&](KLServiceArgs* args) {
-        auto request = std::make_unique<ServiceRequest>(*this, HTTP_REQUEST_POST, url, makeHeader(headers), args, path);
+        auto request = std::make_unique<ServiceRequest>(*this, http_method::POST, url, makeHeader(headers), args, path);
         Form form;
         fill(form, *request);
         const auto& [name, mimeType] = *filePart.begin();

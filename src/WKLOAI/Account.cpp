@@ -43,9 +43,9 @@ WSTATUS sendAccountRequest(WKLOAI& oai, std::string_view name, CommandKey key, W
     return guarded(
         [&] {
             if (!isConfigured(oai.getContentProvider()))
-                return logFailure(WSTATUS_INVALID_ARGUMENT, line);
+                return logFailure(wstatus::INVALID_ARGUMENT, line);
             if (oai.service()->getException())
-                return logFailure(WSTATUS_EXCEPTION_PENDING, line);
+                return logFailure(wstatus::EXCEPTION_PENDING, line);
             auto command = operation.command<CMD>(key, callback, userData);
             const DeviceOptions options = DeviceOptions::read(oai.getContentProvider());
             command->authToken = options.authToken;
@@ -88,9 +88,9 @@ protected:
     {
         const GSTATUS refusal = KLService::getKLSTATUS(KLService::plainErrorCode(this->reply.getPayload()));
         const WSTATUS status = KLService::getWlibSTATUS(refusal);
-        if (status == WSTATUS_CHALLENGE_REQUIRED && refusal == GSTATUS_CHALLENGE) {
+        if (status == wstatus::CHALLENGE_REQUIRED && refusal == GSTATUS_CHALLENGE) {
             const Asker asker = askerOf(this->cmd);
-            this->service().setException(this->provider(), EXCEPTION_CAPTCHA, asker.user, asker.secret, this->reply);
+            this->service().setException(this->provider(), exception_type::CAPTCHA, asker.user, asker.secret, this->reply);
         }
         return status;
     }
@@ -106,15 +106,15 @@ public:
     {
         parse();
         this->service().flushHttpRequests();
-        return this->mapped(HTTP_OK);
+        return this->mapped(http_code::OK);
     }
 
     WSTATUS reject(HTTP_RESPONSE_CODE code, bool cancelled)
     {
         WSTATUS status = this->mapped(code);
-        if (code == HTTP_FORBIDDEN)
+        if (code == http_code::FORBIDDEN)
             this->raiseChallenge();
-        else if (code == HTTP_INTERNAL_SERVER_ERROR && !cancelled)
+        else if (code == http_code::INTERNAL_SERVER_ERROR && !cancelled)
             status = parse();
         this->service().flushHttpRequests();
         return status;
@@ -161,12 +161,12 @@ public:
     {
         oai.parseRegisterStatus(reply.getPayload(), &cmd);
         service().flushHttpRequests();
-        return WSTATUS_OK;
+        return wstatus::OK;
     }
 
     WSTATUS reject(HTTP_RESPONSE_CODE code, bool)
     {
-        const WSTATUS status = code == HTTP_FORBIDDEN ? raiseChallenge() : mapped(code);
+        const WSTATUS status = code == http_code::FORBIDDEN ? raiseChallenge() : mapped(code);
         service().flushHttpRequests();
         return status;
     }
@@ -179,10 +179,10 @@ public:
     using Completion::Completion;
 
     // Signing out happens here and now; what became of the request does not matter.
-    WSTATUS accept() { return WSTATUS_OK; }
-    WSTATUS reject(HTTP_RESPONSE_CODE, bool) { return WSTATUS_OK; }
+    WSTATUS accept() { return wstatus::OK; }
+    WSTATUS reject(HTTP_RESPONSE_CODE, bool) { return wstatus::OK; }
     void settle() { service().setUserCredential(nullptr, provider()); }
-    void deliver(WSTATUS) { cmd.callback(WSTATUS_OK, provider(), cmd.userData); }
+    void deliver(WSTATUS) { cmd.callback(wstatus::OK, provider(), cmd.userData); }
 };
 
 template <> WSTATUS SignIn<AuthKLCMD>::parse() { return oai.parseAuthStatus(reply.getPayload(), &cmd); }
@@ -191,11 +191,11 @@ template <> WSTATUS SignIn<KLExceptionResolveCMD>::parse() { return oai.parseLog
 
 } // namespace
 
-WSTATUS WKLOAI::login(const STRING&, const STRING&, WLoginCallback, VOID*) { return logFailure(WSTATUS_NOT_SUPPORTED); }
-WSTATUS WKLOAI::logout(WStatusCallback, VOID*) { return logFailure(WSTATUS_NOT_SUPPORTED); }
-WSTATUS WKLOAI::retrieveExceptions(std::list<WException*>&) { return logFailure(WSTATUS_NOT_SUPPORTED); }
-WSTATUS WKLOAI::resolveException(WException*, WExceptionCallback, VOID*) { return logFailure(WSTATUS_NOT_SUPPORTED); }
-WSTATUS WKLOAI::unregisterKL(WStatusCallback, VOID*) { return logFailure(WSTATUS_NOT_SUPPORTED); }
+WSTATUS WKLOAI::login(const STRING&, const STRING&, WLoginCallback, VOID*) { return logFailure(wstatus::NOT_SUPPORTED); }
+WSTATUS WKLOAI::logout(WStatusCallback, VOID*) { return logFailure(wstatus::NOT_SUPPORTED); }
+WSTATUS WKLOAI::retrieveExceptions(std::list<WException*>&) { return logFailure(wstatus::NOT_SUPPORTED); }
+WSTATUS WKLOAI::resolveException(WException*, WExceptionCallback, VOID*) { return logFailure(wstatus::NOT_SUPPORTED); }
+WSTATUS WKLOAI::unregisterKL(WStatusCallback, VOID*) { return logFailure(wstatus::NOT_SUPPORTED); }
 
 WSTATUS WKLOAI::registerKL(WStatusCallback callback, VOID* userData)
 {

@@ -83,18 +83,18 @@ struct FeedInputs {
     STRING before;
     STRING after;
     UINT32 count = 0;
-    KL_SEARCH_BASE base = KL_BASE_CREATED_TIME;
-    KL_OPTION_ITEM item = KL_ITEM_ALL;
-    KL_OPTION_INCLUDE include = KL_INCLUDE_NONE;
+    KL_SEARCH_BASE base{};
+    KL_OPTION_ITEM item{};
+    KL_OPTION_INCLUDE include{};
 };
 
 struct GalleryInputs {
     WGroup group;
-    KL_CONTENT_TYPE type = KL_CONTENT_UNKNOWN;
+    KL_CONTENT_TYPE type{};
     UINT32 count = 0;
-    KL_SEARCH_DIRECTION direction = KL_DIRECTION_BEFORE;
-    KL_OPTION_SORT sort = KL_SORT_ALPHABETICAL;
-    KL_OPTION_ORDER order = KL_ORDER_ASCENDING;
+    KL_SEARCH_DIRECTION direction{};
+    KL_OPTION_SORT sort{};
+    KL_OPTION_ORDER order{};
 };
 
 struct UploadInputs {

@@ -97,7 +97,7 @@ WSTATUS WKLOAI::retrieveComments(const WContent& content, KLCommentListCallback 
     });
 }
 
-WSTATUS WKLOAI::updateComment(const WComment&, KLCommentCallback, VOID*) { return logFailure(WSTATUS_NOT_SUPPORTED); }
+WSTATUS WKLOAI::updateComment(const WComment&, KLCommentCallback, VOID*) { return logFailure(wstatus::NOT_SUPPORTED); }
 
 void WKLOAI::cbCommentRetrievalDone(SESSION_STATUS status, const HttpResponse& response, CommentsRetrievalCMD* command)
 {

@@ -3,9 +3,9 @@
 #ifndef WKLOAI_COMPLETION_H
 #define WKLOAI_COMPLETION_H
 
-#include "WKLOAI/Failure.h"
+#include "KLService/Failure.h"
 #include "WKLOAI/WKLOAI.h"
-#include "WKLOAI/replies/Entry.h"
+#include "WKLOAI/replies/Replies.h"
 
 #include <cassert>
 
@@ -40,7 +40,7 @@ public:
     void reportToNobody() { oai.cancelFlagReset(); }
 
     /// A cancel was pending; it has been taken.
-    void reportCancel() { oai.cbCancelDone(WSTATUS_OK, cmd.userData); }
+    void reportCancel() { oai.cbCancelDone(wstatus::OK, cmd.userData); }
 
     /// Calls the command's callback.
     /// void deliver(WSTATUS result);
@@ -66,7 +66,7 @@ public:
 
     WSTATUS accept()
     {
-        const WSTATUS status = replies::parseReply(this->oai, this->reply.getPayload(), records, total);
+        const WSTATUS status = replies::parseReply(this->oai.reading(), this->reply.getPayload(), records, total);
         if (status < 0)
             records.data().clear();
         return status;
@@ -82,10 +82,10 @@ protected:
 /// The outcome of a request, by session status, HTTP code and pending cancel.
 template <class Handler> WSTATUS outcomeOf(Handler& handler, SESSION_STATUS status, const HttpResponse& response, bool cancelled)
 {
-    if (status != SESSION_DONE)
+    if (status != session_status::DONE)
         return KLService::getWlibSTATUS(status);
     const HTTP_RESPONSE_CODE code = response.getHttpResponseCode();
-    if (code == HTTP_OK && !cancelled)
+    if (code == http_code::OK && !cancelled)
         return handler.accept();
     return handler.reject(code, cancelled);
 }

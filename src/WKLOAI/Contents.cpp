@@ -34,10 +34,10 @@ public:
 
 WSTATUS setMIMETypeFrom(const HttpResponse& response, WMediaResource& resource)
 {
-    if (response.getHttpResponseCode() != HTTP_OK)
+    if (response.getHttpResponseCode() != http_code::OK)
         return KLService::getWlibSTATUS(KLService::getKLSTATUS(response.getHttpResponseCode()));
     resource.setMIMEType(response.getContentType());
-    return WSTATUS_OK;
+    return wstatus::OK;
 }
 
 // A reply of any code is an answer: only a failed exchange is a failure.
@@ -53,7 +53,7 @@ WSTATUS retrieveMIMEType(WKLOAI& oai, WSTATUS (WKLOAI::*done)(const HttpResponse
             if (status < 0)
                 return logFailure(status, line);
             (oai.*done)(response, resource);
-            return static_cast<WSTATUS>(WSTATUS_OK);
+            return wstatus::OK;
         },
         line);
 }
@@ -80,7 +80,7 @@ WSTATUS WKLOAI::deleteContent(const WContent& content, KLContentCallback callbac
 
 WSTATUS WKLOAI::updateContent(const WContent&, const STRING&, KLContentUpdateCallback, VOID*)
 {
-    return logFailure(WSTATUS_NOT_SUPPORTED);
+    return logFailure(wstatus::NOT_SUPPORTED);
 }
 
 WSTATUS WKLOAI::retrieveContentMIMEType(WContent& content)

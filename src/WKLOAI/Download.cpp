@@ -63,9 +63,9 @@ public:
         if (leadsToFile(this->cmd.localPath))
             file.open(this->cmd.localPath, std::ios::in | std::ios::binary);
         if (!file.is_open())
-            return logFailure(WSTATUS_FAILED);
+            return logFailure(wstatus::FAILED);
         this->service().updateProgressStatus();
-        return WSTATUS_OK;
+        return wstatus::OK;
     }
 
     void end() { this->service().resetProgressStatus(); }
@@ -89,7 +89,7 @@ public:
     void reportCancel()
     {
         discardFile();
-        oai.cbCancelDone(WSTATUS_OK, cmd.userData);
+        oai.cbCancelDone(wstatus::OK, cmd.userData);
     }
     void deliver(WSTATUS result) { cmd.callback(result, provider(), cmd.fileName, cmd.userData); }
 };
@@ -103,7 +103,7 @@ public:
     {
         discardFile();
         if (oai.hasCancelCallback())
-            deliver(WSTATUS_OK);
+            deliver(wstatus::OK);
     }
     void deliver(WSTATUS result) { cmd.callback(result, provider(), cmd.resource, file, cmd.userData); }
 };
@@ -116,7 +116,7 @@ WSTATUS WKLOAI::download(const WContentProvider& provider, const STRING& url, co
     return Operation(*this).run(!url.empty() && !directory.empty(), [&](const Operation& operation) {
         cancelFlagReset();
         if (provider.getID() != getContentProvider().getID())
-            return logFailure(WSTATUS_FAILED);
+            return logFailure(wstatus::FAILED);
         auto command = operation.command<KLDirectDownloadCMD>(CMD_DIRECT_DOWNLOAD, callback, userData);
         command->url = url;
         command->fileName = fileName.empty() ? directDownloadName(url) : fileName;
@@ -124,7 +124,7 @@ WSTATUS WKLOAI::download(const WContentProvider& provider, const STRING& url, co
 
         const STRING path = command->localPath;
         const WSTATUS status = m_pService->retrieveFData(url, "", command.release(), path);
-        return status < 0 ? logFailure(status) : WSTATUS_OK;
+        return status < 0 ? logFailure(status) : wstatus::OK;
     });
 }
 
@@ -136,14 +136,14 @@ WSTATUS fnContentDownloader(const WMediaResource& resource, WDownloadCallback ca
     return guarded([&] {
         const STRING& url = resource.getResourceURL();
         if (url.empty())
-            return logFailure(WSTATUS_INVALID_ARGUMENT);
+            return logFailure(wstatus::INVALID_ARGUMENT);
         auto command = operation.command<KLDownloadCMD>(CMD_DOWNLOAD, callback, userData);
         command->resource = resource;
         command->localPath = "/tmp/" + resourceName(url);
 
         const STRING path = command->localPath;
         const WSTATUS status = oai.service()->retrieveFData(url, "", command.release(), path);
-        return status < 0 ? logFailure(status) : WSTATUS_OK;
+        return status < 0 ? logFailure(status) : wstatus::OK;
     });
 }
 

@@ -2,30 +2,33 @@
 // The feed of a group, and the gallery that the service does not offer.
 #include "WKLOAI/Completion.h"
 #include "WKLOAI/Operation.h"
+#include "WKLOAI/OptionValues.h"
 
 namespace W {
 
 namespace {
 
 constexpr OptionText BASE_TEXTS[] = {
-    {KL_BASE_UPLOAD_TIME, "upload_time"},
-    {KL_BASE_CONTENT_ID, "content_id"},
-    {KL_BASE_CREATED_TIME, "created_time"},
+    {search_by::UPLOAD_TIME, "upload_time"},
+    {search_by::CONTENT_ID, "content_id"},
 };
+constexpr std::string_view BASE_OTHERWISE = "created_time";
 
 constexpr OptionText ITEM_TEXTS[] = {
-    {KL_ITEM_PHOTO, "photo"},
-    {KL_ITEM_VIDEO, "video"},
-    {KL_ITEM_MUSIC, "music"},
-    {KL_ITEM_ALL, "all"},
+    {item::PHOTO, "photo"},
+    {item::VIDEO, "video"},
+    {item::MUSIC, "music"},
 };
+constexpr std::string_view ITEM_OTHERWISE = "all";
 
-// Feeds know nothing of "new": KL_INCLUDE_NEW is refused, and KL_INCLUDE_ALL leaves it out.
+// Feeds know nothing of "new": asking for it is refused, and asking for all leaves it out.
 constexpr OptionText INCLUDE_TEXTS[] = {
-    {KL_INCLUDE_USAGE, "usage"},     {KL_INCLUDE_MEMBER, "member"},
-    {KL_INCLUDE_CREATOR, "creator"}, {KL_INCLUDE_ALL, "creator,member,usage"},
-    {KL_INCLUDE_NONE, "none"},
+    {include::USAGE, "usage"},
+    {include::MEMBER, "member"},
+    {include::CREATOR, "creator"},
+    {include::ALL, "creator,member,usage"},
 };
+constexpr std::string_view INCLUDE_OTHERWISE = "none";
 
 constexpr UINT32 DEFAULT_PAGE = 30;
 
@@ -39,7 +42,7 @@ public:
         const WSTATUS status = ListCompletion<CMD, WContent>::accept();
         if (status < 0)
             return status;
-        return this->cmd.count < this->total ? WSTATUS_MORE_PAGES : WSTATUS_OK;
+        return this->cmd.count < this->total ? wstatus::MORE_PAGES : wstatus::OK;
     }
     void deliver(WSTATUS result) { this->cmd.callback(result, this->provider(), this->records, this->cmd.userData); }
 };
@@ -60,8 +63,8 @@ WSTATUS WKLOAI::retrieveGroupFeeds(const WGroup& group, const STRING& before, co
         command->base = base;
         command->item = item;
         command->include = include;
-        if (include == KL_INCLUDE_NEW)
-            return logFailure(WSTATUS_INVALID_ARGUMENT);
+        if (include == include::NEW)
+            return logFailure(wstatus::INVALID_ARGUMENT);
 
         // Every parameter brings its "&" along, the first one too: the query begins with "?&".
         ApiRequest request(group.getUID() + "/feeds?");
@@ -70,9 +73,9 @@ WSTATUS WKLOAI::retrieveGroupFeeds(const WGroup& group, const STRING& before, co
         else
             request.query("&", "search_after", after);
         request.query("&", "search_count", countText(count, DEFAULT_PAGE))
-            .query("&", "search_base", textOf(BASE_TEXTS, base))
-            .query("&", "option_item", textOf(ITEM_TEXTS, item))
-            .query("&", "option_include", textOf(INCLUDE_TEXTS, include));
+            .query("&", "search_base", textOf(BASE_TEXTS, base, BASE_OTHERWISE))
+            .query("&", "option_item", textOf(ITEM_TEXTS, item, ITEM_OTHERWISE))
+            .query("&", "option_include", textOf(INCLUDE_TEXTS, include, INCLUDE_OTHERWISE));
         return operation.get(std::move(command), request.sign(operation.session()));
     });
 }
@@ -80,7 +83,7 @@ WSTATUS WKLOAI::retrieveGroupFeeds(const WGroup& group, const STRING& before, co
 WSTATUS WKLOAI::retrieveGroupGallery(const WGroup&, KL_CONTENT_TYPE, unsigned int, KL_SEARCH_DIRECTION, KL_OPTION_SORT,
                                      KL_OPTION_ORDER, KLContentListCallback, VOID*)
 {
-    return logFailure(WSTATUS_NOT_SUPPORTED);
+    return logFailure(wstatus::NOT_SUPPORTED);
 }
 
 void WKLOAI::cbGroupFeedsRetrievalDone(SESSION_STATUS status, const HttpResponse& response, GroupFeedsRetrievalCMD* command)

@@ -2,16 +2,17 @@
 // Groups: list, create, delete.
 #include "WKLOAI/Completion.h"
 #include "WKLOAI/Operation.h"
+#include "WKLOAI/OptionValues.h"
 
 namespace W {
 
 namespace {
 
 constexpr OptionText SORT_TEXTS[] = {
-    {KL_SORT_CREATED_TIME, "created_time"},
-    {KL_SORT_RECENT_USED, "recent_used"},
-    {KL_SORT_ALPHABETICAL, "alphabetical"},
+    {sort_by::CREATED_TIME, "created_time"},
+    {sort_by::RECENT_USED, "recent_used"},
 };
+constexpr std::string_view SORT_OTHERWISE = "alphabetical";
 
 constexpr UINT32 DEFAULT_PAGE = 10;
 
@@ -24,13 +25,13 @@ struct IncludeTail {
 };
 
 constexpr IncludeTail INCLUDE_TAILS[] = {
-    {KL_INCLUDE_USAGE, "&", "usage", "&"},
-    {KL_INCLUDE_MEMBER, "&", "member", "&"},
-    {KL_INCLUDE_CREATOR, "&", "creator", "&"},
-    {KL_INCLUDE_NEW, "&", "new", "&"},
-    {KL_INCLUDE_ALL, "&&", "creator,member,usage,new", ""},
+    {include::USAGE, "&", "usage", "&"},
+    {include::MEMBER, "&", "member", "&"},
+    {include::CREATOR, "&", "creator", "&"},
+    {include::NEW, "&", "new", "&"},
+    {include::ALL, "&&", "creator,member,usage,new", ""},
 };
-constexpr IncludeTail INCLUDE_NOTHING = {KL_INCLUDE_NONE, "&", "none", ""};
+constexpr IncludeTail INCLUDE_NOTHING = {0, "&", "none", ""};
 
 const IncludeTail& includeTail(UINT32 value)
 {
@@ -49,7 +50,7 @@ public:
         const WSTATUS status = ListCompletion::accept();
         if (status < 0)
             return status;
-        return cmd.index + cmd.count < total ? WSTATUS_MORE_PAGES : WSTATUS_OK;
+        return cmd.index + cmd.count < total ? wstatus::MORE_PAGES : wstatus::OK;
     }
     void deliver(WSTATUS result) { cmd.callback(result, provider(), records, cmd.person, cmd.userData); }
 };
@@ -88,7 +89,7 @@ WSTATUS WKLOAI::retrieveGroupList(const WPerson& person, KLGroupListCallback cal
         ApiRequest request((uid.empty() ? STRING("me") : uid) + "/group.list");
         request.query("?", "search_index", KLService::int2str(index))
             .query("&", "search_count", countText(count, DEFAULT_PAGE))
-            .query("&", "option_sort", textOf(SORT_TEXTS, sort))
+            .query("&", "option_sort", textOf(SORT_TEXTS, sort, SORT_OTHERWISE))
             .query(tail.before, "option_include", tail.text)
             .url.append(tail.after);
         return operation.get(std::move(command), request.sign(operation.session()));

@@ -55,7 +55,7 @@ WSTATUS send(WKLOAI& oai, Send via, std::unique_ptr<KLServiceCMD> command, const
     // A refused command is unlinked by the service's drop notice before it is freed: its address may be another command's by the
     // time the call returns.
     const WSTATUS status = (serviceOf(oai).*via)(request.url, request.headers, request.body, command.release());
-    return status < 0 ? logFailure(status, line) : WSTATUS_OK;
+    return status < 0 ? logFailure(status, line) : wstatus::OK;
 }
 
 } // namespace

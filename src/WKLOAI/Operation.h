@@ -3,8 +3,8 @@
 #ifndef WKLOAI_OPERATION_H
 #define WKLOAI_OPERATION_H
 
+#include "KLService/Failure.h"
 #include "KLService/Session.h"
-#include "WKLOAI/Failure.h"
 #include "WKLOAI/WKLOAI.h"
 
 #include <string_view>
@@ -43,9 +43,9 @@ public:
     template <class Step> WSTATUS run(bool argumentsGood, Step&& step, int line = __builtin_LINE()) const
     {
         if (m_session->authToken.empty())
-            return logFailure(WSTATUS_NOT_LOGGED_IN, line);
+            return logFailure(wstatus::NOT_LOGGED_IN, line);
         if (!argumentsGood)
-            return logFailure(WSTATUS_INVALID_ARGUMENT, line);
+            return logFailure(wstatus::INVALID_ARGUMENT, line);
         return guarded([&] { return step(*this); }, line);
     }
 
@@ -75,18 +75,18 @@ private:
     const std::shared_ptr<const Session> m_session;
 };
 
-/// Wire text of an option value; the last row stands for every other value.
+/// Wire text of an option value.
 struct OptionText {
     UINT32 value;
     std::string_view text;
 };
 
-template <std::size_t N> std::string_view textOf(const OptionText (&table)[N], UINT32 value)
+template <std::size_t N> std::string_view textOf(const OptionText (&table)[N], UINT32 value, std::string_view otherwise)
 {
-    for (std::size_t i = 0; i + 1 < N; ++i)
-        if (table[i].value == value)
-            return table[i].text;
-    return table[N - 1].text;
+    for (const OptionText& option : table)
+        if (option.value == value)
+            return option.text;
+    return otherwise;
 }
 
 /// Number as text, with a default for 0.

@@ -3,6 +3,7 @@
 #include "KLService/FileSize.h"
 #include "WKLOAI/Completion.h"
 #include "WKLOAI/Operation.h"
+#include "WKLOAI/OptionValues.h"
 
 namespace W {
 
@@ -70,8 +71,8 @@ WSTATUS WKLOAI::createContent(const WGroup& group, const WContent& content, KL_C
         command->group = group;
         command->content = content;
         command->filePath = filePath;
-        if (type != KL_CONTENT_PHOTO)
-            return logFailure(WSTATUS_INVALID_ARGUMENT);
+        if (type != content_type::PHOTO)
+            return logFailure(wstatus::INVALID_ARGUMENT);
 
         ApiRequest request(group.getUID() + "/upload");
         request.sign(operation.session());
@@ -86,17 +87,17 @@ WSTATUS WKLOAI::createContent(const WGroup& group, const WContent& content, KL_C
         WContent slot;
         getUploadUrlDone(response, slot);
         if (slot.getUID().empty() || slot.getResourceURL().empty())
-            return logFailure(WSTATUS_INVALID_ARGUMENT);
+            return logFailure(wstatus::INVALID_ARGUMENT);
 
         const WSTATUS status =
             m_pService->postDataRequest(slot.getResourceURL(), filePart, request.headers, registration.release(), filePath, size);
-        return status < 0 ? logFailure(status) : WSTATUS_OK;
+        return status < 0 ? logFailure(status) : wstatus::OK;
     });
 }
 
 WSTATUS WKLOAI::getUploadUrlDone(const HttpResponse& response, WContent& target)
 {
-    if (response.getHttpResponseCode() == HTTP_OK)
+    if (response.getHttpResponseCode() == http_code::OK)
         return parseString(response.getPayload(), target);
     return KLService::getWlibSTATUS(KLService::getKLSTATUS(response.getHttpResponseCode()));
 }

@@ -2,15 +2,15 @@
 // The plugin object: its life, the commands in flight, cancel and progress.
 #include "WKLOAI/WKLOAI.h"
 
+#include "KLService/Failure.h"
 #include "KLService/Lock.h"
-#include "WKLOAI/Failure.h"
 
 #include <cassert>
 #include <new>
 
 namespace W {
 
-WKLOAI::WKLOAI() : WKinloomOAI(WContentProvider("Kinloom", WContentProvider::SERVICE_KINLOOM))
+WKLOAI::WKLOAI() : WKinloomOAI(WContentProvider("Kinloom", service_type::KINLOOM))
 {
     pthread_mutex_init(&m_commandMutex, nullptr);
     pthread_mutex_init(&m_cancelMutex, nullptr);
@@ -90,9 +90,9 @@ WSTATUS WKLOAI::cancel(const WContentProvider& provider, WStatusCallback callbac
 {
     assert(m_pService != __null);
     if (!m_pService->isLoggedIn())
-        return logFailure(WSTATUS_NOT_LOGGED_IN);
+        return logFailure(wstatus::NOT_LOGGED_IN);
     if (provider.getID() != getContentProvider().getID())
-        return logFailure(WSTATUS_FAILED);
+        return logFailure(wstatus::FAILED);
     {
         Lock lock(m_cancelMutex);
         if (!isCancelRequested()) {
@@ -102,24 +102,24 @@ WSTATUS WKLOAI::cancel(const WContentProvider& provider, WStatusCallback callbac
                 m_cancelCallback = callback;
             m_cancelRequested.store(true, std::memory_order_release);
             m_pService->setCancel();
-            return WSTATUS_OK;
+            return wstatus::OK;
         }
     }
-    return logFailure(WSTATUS_CANCEL_PENDING);
+    return logFailure(wstatus::CANCEL_PENDING);
 }
 
 WSTATUS WKLOAI::progressStatus(const WContentProvider& provider, double& done, double& total, VOID*)
 {
     assert(m_pService != __null);
     if (!m_pService->isLoggedIn())
-        return logFailure(WSTATUS_NOT_LOGGED_IN);
+        return logFailure(wstatus::NOT_LOGGED_IN);
     if (provider.getID() != getContentProvider().getID()) {
         done = 0.0;
         total = 0.0;
-        return logFailure(WSTATUS_FAILED);
+        return logFailure(wstatus::FAILED);
     }
     m_pService->getProgressStatus(done, total);
-    return WSTATUS_OK;
+    return wstatus::OK;
 }
 
 } // namespace W

@@ -5,10 +5,10 @@
 
 #include "KLService/KLService.h"
 #include "WKLOAI/Commands.h"
+#include "WKLOAI/replies/Reading.h"
 
 #include <atomic>
 #include <list>
-#include <memory>
 #include <pthread.h>
 #include <set>
 
@@ -144,8 +144,11 @@ public:
     KLService* service() const { return m_pService; }
 
     // ---- Reply documents ----
-    // Each
-    // turns a reply into records: 0, or -16 for a malformed or failed reply. The count is the number of records that the reply
+
+    /// For whom this object's replies are read.
+    replies::Reading reading();
+
+    // Each turns a reply into records: 0, or -16 for a malformed or failed reply. The count is the number of records that the reply
     // holds; it is left alone when the reply has no payload. No reply makes them throw.
     WSTATUS parseString(STRING payload, WContainer<WContent>& contents, unsigned int& count);
     WSTATUS parseString(STRING payload, WContent& content);

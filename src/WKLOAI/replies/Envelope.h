@@ -3,8 +3,8 @@
 #ifndef WKLOAI_REPLIES_ENVELOPE_H
 #define WKLOAI_REPLIES_ENVELOPE_H
 
+#include "KLService/Failure.h"
 #include "KLService/Xml.h"
-#include "WKLOAI/Failure.h"
 #include "WKLOAI/replies/Document.h"
 
 namespace W::replies {
@@ -16,7 +16,7 @@ template <class Step> WSTATUS parsing(Step&& step, int line = __builtin_LINE())
     try {
         return step();
     } catch (const std::exception&) {
-        return logFailure(WSTATUS_FAILED, line);
+        return logFailure(wstatus::FAILED, line);
     }
 }
 
@@ -25,7 +25,7 @@ enum class Walk { GO_ON, END };
 /// The steps of a walk that differ between kinds of reply.
 struct EnvelopeRules {
     /// What a "result" of "fail" gives.
-    WSTATUS failed = WSTATUS_FAILED;
+    WSTATUS failed = wstatus::FAILED;
     /// Whether an envelope that holds only text, comments and the like is as bad as an empty one.
     bool needsElements = false;
 };
@@ -40,7 +40,7 @@ WSTATUS walkEnvelope(const Document& document, const EnvelopeRules& rules, OnOk&
     const xmlNode* const root = document.root();
     const xmlNode* const first = rules.needsElements ? xml::firstElement(root) : root->children;
     if (!xml::isElement(root, "rsp") || !first)
-        return logFailure(WSTATUS_FAILED, line);
+        return logFailure(wstatus::FAILED, line);
     for (const xmlNode* child = first; child; child = child->next) {
         if (xml::isElement(child, "result")) {
             // The code and the description beside a failure do not change its status.
@@ -54,7 +54,7 @@ WSTATUS walkEnvelope(const Document& document, const EnvelopeRules& rules, OnOk&
                 break;
         }
     }
-    return WSTATUS_OK;
+    return wstatus::OK;
 }
 
 } // namespace W::replies

@@ -3,6 +3,7 @@
 #ifndef WKLOAI_REPLIES_LISTS_H
 #define WKLOAI_REPLIES_LISTS_H
 
+#include "W/WContainer.h"
 #include "WKLOAI/replies/Document.h"
 #include "WKLOAI/replies/RecordReader.h"
 

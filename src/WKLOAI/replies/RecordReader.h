@@ -3,11 +3,15 @@
 #ifndef WKLOAI_REPLIES_RECORDREADER_H
 #define WKLOAI_REPLIES_RECORDREADER_H
 
+#include "KLService/HostValues.h"
 #include "KLService/Xml.h"
-#include "WKLOAI/WKLOAI.h"
+#include "W/WGroup.h"
+#include "W/WKLGallery.h"
 #include "WKLOAI/replies/Budget.h"
+#include "WKLOAI/replies/Reading.h"
 
 #include <cstdlib>
+#include <list>
 
 namespace W::replies {
 
@@ -16,7 +20,7 @@ namespace W::replies {
 /// Lives for one reply, on one thread. Everything may throw when there is no memory left, or no budget.
 class RecordReader {
 public:
-    RecordReader(WKLOAI& oai, Budget& budget) : m_oai(oai), m_budget(budget) {}
+    RecordReader(const Reading& reading, Budget& budget) : m_reading(reading), m_budget(budget) {}
 
     // Contents. The record already holds the identifiers that select its kind.
     void content(const xmlNode* node, WContent& content);
@@ -51,7 +55,7 @@ public:
     void forgetAhead() { m_comments.clear(); }
 
     /// Whether a cancel is pending, or was when this was asked before: a list that has ended early stays a cancelled one.
-    bool cancelled() { return m_cancelled = m_cancelled || m_oai.isCancelRequested(); }
+    bool cancelled() { return m_cancelled = m_cancelled || m_reading.isCancelRequested(); }
     Budget& budget() { return m_budget; }
 
     /// A new record at the end of a list.
@@ -80,20 +84,20 @@ private:
     void commentsOf(const xmlNode* node, WContent& content);
     void registrant(const xmlNode* firstUser, WPerson& person);
 
-    const WContentProvider& provider() const { return m_oai.getContentProvider(); }
-    void setDownloader(WMediaResource& resource) const { resource.setDownloader(fnContentDownloader, &m_oai); }
+    const WContentProvider& provider() const { return m_reading.provider; }
+    void setDownloader(WMediaResource& resource) const { m_reading.giveDownloader(resource, m_reading.facade); }
 
     WDateTime date(const char* text)
     {
         m_buffer.assign(text);
-        return WDateTime::fromString(m_buffer, WDateTime::FORMAT_ISO8601, WDateTime::ZONE_UTC);
+        return WDateTime::fromString(m_buffer, date_format::ISO8601, time_zone::UTC);
     }
     /// Leading digits; 0 when there are none.
     static long number(const char* text) { return std::strtol(text, nullptr, 10); }
     static UINT32 countOf(const char* text) { return static_cast<UINT32>(number(text)); }
     static WSize sizeOf(const char* width, const char* height);
 
-    WKLOAI& m_oai;
+    const Reading m_reading;
     Budget& m_budget;
     STRING m_buffer;
     bool m_cancelled = false;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What a reply takes in memory, the caller's copy of it included.
 #include "WKLOAI/WKLOAI.h"
-#include "WKLOAI/replies/Entry.h"
 #include "WKLOAI/replies/Parser.h"
+#include "WKLOAI/replies/Replies.h"
 #include "plugin/replies/AllocationMeter.h"
 #include "plugin/replies/Hostile.h"
 #include "replies/Samples.h"
@@ -165,8 +165,9 @@ TEST_F(ReplyMemory, HoldsNoCopyOfAReplyThatIsParsedWhereItLies)
     };
     const std::size_t copied =
         peakOf([&](WContainer<WContent>& records, unsigned int& count) { return oai.parseString(body, records, count); });
-    const std::size_t inPlace =
-        peakOf([&](WContainer<WContent>& records, unsigned int& count) { return replies::parseReply(oai, body, records, count); });
+    const std::size_t inPlace = peakOf([&](WContainer<WContent>& records, unsigned int& count) {
+        return replies::parseReply(oai.reading(), body, records, count);
+    });
     EXPECT_LE(inPlace + body.size(), copied);
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Which handler completes which command.
-#include "WKLOAI/Failure.h"
+#include "KLService/Failure.h"
 #include "WKLOAI/WKLOAI.h"
 
 #include <array>
@@ -73,7 +73,7 @@ void cbFnRequestCompleted(SESSION_STATUS status, const HttpResponse& response, K
         return;
     guarded([&] {
         route->complete(*route->ownerOf(*pCmd), status, response, *pCmd);
-        return WSTATUS_OK;
+        return wstatus::OK;
     });
 }
 

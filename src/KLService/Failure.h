@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 /// \file How the facade reports its failures.
-#ifndef WKLOAI_FAILURE_H
-#define WKLOAI_FAILURE_H
+#ifndef KLSERVICE_FAILURE_H
+#define KLSERVICE_FAILURE_H
 
+#include "KLService/HostValues.h"
 #include "KLService/Log.h"
-#include "W/WStatus.h"
 
 #include <exception>
 #include <new>
@@ -21,9 +21,9 @@ template <class Step> WSTATUS guarded(Step&& step, int line = __builtin_LINE())
     try {
         return std::forward<Step>(step)();
     } catch (const std::bad_alloc&) {
-        return logFailure(WSTATUS_OUT_OF_MEMORY, line);
+        return logFailure(wstatus::OUT_OF_MEMORY, line);
     } catch (const std::exception&) {
-        return logFailure(WSTATUS_FAILED, line);
+        return logFailure(wstatus::FAILED, line);
     }
 }
 

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+// The facade's parse routines, and its two text replacements.
+#include "WKLOAI/WKLOAI.h"
+#include "WKLOAI/replies/Replies.h"
+
+#include <cassert>
+
+namespace W {
+
+using namespace replies;
+
+namespace {
+
+/// An element of ours as libxml++ shows it, for routines that want it so.
+class Wrapped {
+public:
+    explicit Wrapped(const xmlNode* node) : m_node(const_cast<xmlNode*>(node)) { xmlpp::Node::create_wrapper(m_node); }
+    ~Wrapped() { xmlpp::Node::free_wrappers(m_node); }
+    Wrapped(const Wrapped&) = delete;
+    Wrapped& operator=(const Wrapped&) = delete;
+    const xmlpp::Node* get() const { return static_cast<const xmlpp::Node*>(m_node->_private); }
+
+private:
+    xmlNode* m_node;
+};
+
+} // namespace
+
+Reading WKLOAI::reading()
+{
+    const auto giveDownloader = [](WMediaResource& resource, VOID* facade) { resource.setDownloader(fnContentDownloader, facade); };
+    return {getContentProvider(), m_cancelRequested, giveDownloader, this};
+}
+
+WSTATUS WKLOAI::parseString(STRING payload, WContainer<WContent>& contents, unsigned int& count)
+{
+    return parseReply(reading(), payload, contents, count);
+}
+
+WSTATUS WKLOAI::parseString(STRING payload, WContainer<WGroup>& groups, unsigned int& count)
+{
+    return parseReply(reading(), payload, groups, count);
+}
+
+WSTATUS WKLOAI::parseString(STRING payload, WContainer<WComment>& comments, unsigned int& count)
+{
+    return parseReply(reading(), payload, comments, count);
+}
+
+WSTATUS WKLOAI::parseString(STRING payload, WContainer<WKLGallery>& galleries, unsigned int& count)
+{
+    return parseReply(reading(), payload, galleries, count);
+}
+
+WSTATUS WKLOAI::parseString(STRING payload, WContent& content) { return parseUploadSlot(payload, content); }
+
+WSTATUS WKLOAI::parseString(STRING payload)
+{
+    assert(m_pService != __null);
+    STRING userID;
+    const WSTATUS status = parseUserIdentity(payload, userID);
+    if (status < 0)
+        return status;
+    return parsing([&] {
+        m_pService->setUserID(isCancelRequested() ? STRING() : userID);
+        return wstatus::OK;
+    });
+}
+
+WSTATUS WKLOAI::parseAuthStatus(STRING payload, AuthKLCMD*) { return parseSignIn(payload); }
+
+WSTATUS WKLOAI::parseLoginStatus(STRING payload, KLLoginCMD*) { return parseSignIn(payload); }
+
+WSTATUS WKLOAI::parseSignIn(const STRING& payload)
+{
+    assert(m_pService != __null);
+    return parseVerdict(payload, wstatus::AUTH_FAILED, [this](const xmlNode* result) {
+        m_pService->setUserCredential(Wrapped(result).get(), getContentProvider());
+    });
+}
+
+WSTATUS WKLOAI::parseRegisterStatus(STRING payload, RegisterKLCMD*)
+{
+    return parseVerdict(payload, wstatus::FAILED, [](const xmlNode*) {});
+}
+
+WSTATUS WKLOAI::parseContents(xmlpp::Node* node, WContainer<WContent>& contents, unsigned int& count)
+{
+    return readTree(reading(), node, contents, count);
+}
+
+WSTATUS WKLOAI::parseContent(xmlpp::Node* node, WContent& content)
+{
+    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.content(element, content); });
+}
+
+void WKLOAI::getContentDetail(xmlpp::Node* node, WContent& content)
+{
+    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.contentDetail(element, content); });
+}
+
+std::list<WMediaResource> WKLOAI::getThumbnails(xmlpp::Node* node)
+{
+    std::list<WMediaResource> thumbnails;
+    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.thumbnails(element, thumbnails); });
+    return thumbnails;
+}
+
+WSize WKLOAI::getPhotoResolution(xmlpp::Node* node)
+{
+    WSize size;
+    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { size = reader.photoResolution(element); });
+    return size;
+}
+
+WSize WKLOAI::getVideoResolution(xmlpp::Node* node)
+{
+    WSize size;
+    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { size = reader.videoResolution(element); });
+    return size;
+}
+
+WSTATUS WKLOAI::parseEvent(xmlpp::Node* node, WEvent& event)
+{
+    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.event(element, event); });
+}
+
+WSTATUS WKLOAI::parseMessage(xmlpp::Node* node, WMessage& message)
+{
+    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.message(element, message); });
+}
+
+WSTATUS WKLOAI::parseGroup(xmlpp::Node* node, WGroup& group, STRING)
+{
+    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.group(element, group); });
+}
+
+void WKLOAI::getGroupImage(xmlpp::Node* node, WGroup& group)
+{
+    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.groupImage(element, group); });
+}
+
+WSTATUS WKLOAI::parseGroups(xmlpp::Node* node, WContainer<WGroup>& groups, unsigned int& count)
+{
+    return readTree(reading(), node, groups, count);
+}
+
+WSTATUS WKLOAI::parseGallery(xmlpp::Node* node, WKLGallery& gallery)
+{
+    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.gallery(element, gallery); });
+}
+
+WSTATUS WKLOAI::parseGalleries(xmlpp::Node* node, WContainer<WKLGallery>& galleries, unsigned int& count)
+{
+    return readTree(reading(), node, galleries, count);
+}
+
+WPerson WKLOAI::getUser(xmlpp::Node* node)
+{
+    WPerson person;
+    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.shortUser(element, person); });
+    return person;
+}
+
+WMediaResource WKLOAI::userImage(xmlpp::Node* node)
+{
+    WMediaResource image;
+    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.userImage(element, image); });
+    return image;
+}
+
+WMediaResource WKLOAI::getImage(xmlpp::Node* node, STRING name, STRING uid)
+{
+    WMediaResource image;
+    readRecord(reading(), node,
+               [&](RecordReader& reader, const xmlNode* element) { reader.namedImage(element, name.c_str(), uid, image); });
+    return image;
+}
+
+std::list<WPerson> WKLOAI::getUsers(xmlpp::Node* node, STRING name)
+{
+    std::list<WPerson> people;
+    readRecord(reading(), node,
+               [&](RecordReader& reader, const xmlNode* element) { people = reader.fullUsers(element, name.c_str()); });
+    return people;
+}
+
+WSTATUS WKLOAI::parseComment(xmlpp::Node* node, WComment& comment)
+{
+    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.comment(element, comment); });
+}
+
+WSTATUS WKLOAI::parseComments(xmlpp::Node* node, WContainer<WComment>& comments, unsigned int& count)
+{
+    return readTree(reading(), node, comments, count);
+}
+
+STRING WKLOAI::TestString(STRING text)
+{
+    // As the other form would, in one pass: what is put in holds an ampersand only where the search does not look again.
+    STRING escaped;
+    escaped.reserve(text.size());
+    for (const char c : text) {
+        if (c == '&')
+            escaped += "&amp;";
+        else
+            escaped += c;
+    }
+    return escaped;
+}
+
+STRING WKLOAI::TestString(STRING text, STRING from, STRING to)
+{
+    if (from.empty())
+        return text;
+    for (std::size_t found = text.find(from); found != STRING::npos; found = text.find(from, found + 1))
+        text.replace(found, from.size(), to);
+    return text;
+}
+
+} // namespace W
