@@ -36,8 +36,10 @@ void readImage(const xml_node& node, const char* field, const PugiContext& conte
 void readDetail(const xml_node& node, const PugiContext& context, WContent& content)
 {
     content.setResourceURL(entry(node, "contentUrl"));
+    std::list<WMediaResource> thumbnails;
     for (const xml_node& image : node.child("thumbnail"))
-        readImage(image.parent(), image.name(), context, content.thumbnails().emplace_back());
+        readImage(image.parent(), image.name(), context, thumbnails.emplace_back());
+    content.setThumbnails(std::move(thumbnails));
     content.setSize(entry(node, "size"));
     content.setFormat(entry(node, "format"));
     content.setResolution(
@@ -49,8 +51,11 @@ void readUser(const xml_node& node, const PugiContext& context, WPerson& person)
 {
     person.setUID(entry(node, "userId"));
     person.setName(entry(node, "userName"));
-    if (const xml_node thumbnail = node.child("thumbnail"))
-        readImage(thumbnail, "userImageThumbnail_72X72", context, person.photo());
+    if (const xml_node thumbnail = node.child("thumbnail")) {
+        WMediaResource photo;
+        readImage(thumbnail, "userImageThumbnail_72X72", context, photo);
+        person.setPhoto(std::move(photo));
+    }
 }
 
 } // namespace
@@ -70,7 +75,9 @@ void readWithPugixml(const std::string& body, const PugiContext& context, WConta
         content.setDescription(entry(node, "contentDesc"));
         content.setCommentCount(number(node, "commentCount"));
         readDetail(node.child("contentDetail"), context, content);
-        readUser(node.child("contentCreator"), context, content.user());
+        WPerson user;
+        readUser(node.child("contentCreator"), context, user);
+        content.setUser(std::move(user));
         ++count;
     }
     contents.setCount(static_cast<std::int32_t>(count));

@@ -5,6 +5,8 @@
 
 #include "W/WPerson.h"
 
+#include <utility>
+
 namespace W {
 
 /// What the service adds to a comment.
@@ -24,9 +26,8 @@ public:
     void setRegisterDate(const WDateTime& date) { m_registerDate = date; }
     const WDateTime& getRegisterDate() const { return m_registerDate; }
 
-    void setUser(const WPerson& user) { m_user = user; }
+    void setUser(WPerson user) { m_user = std::move(user); }
     const WPerson& getUser() const { return m_user; }
-    WPerson& user() { return m_user; }
 
 private:
     STRING m_size;

@@ -9,11 +9,12 @@
 #include "W/WSize.h"
 
 #include <list>
+#include <utility>
 
 namespace W {
 
-/// One content of a group. Which fields are filled depends on the reply that it came from. The members without "set" and "get"
-/// give access to a nested record or list, to build or change it where it is.
+/// One content of a group. Which fields are filled depends on the reply that it came from. What it holds whole, a record or a
+/// list, is taken by value: give it up with std::move where it is not needed any more.
 class WContent : public WMediaResource {
 public:
     void setType(const STRING& type) { m_type = type; }
@@ -63,25 +64,20 @@ public:
     void setCalendarID(const STRING& id) { m_calendarID = id; }
     const STRING& getCalendarID() const { return m_calendarID; }
 
-    void setUser(const WPerson& user) { m_user = user; }
+    void setUser(WPerson user) { m_user = std::move(user); }
     const WPerson& getUser() const { return m_user; }
-    WPerson& user() { return m_user; }
 
-    void setThumbnails(const std::list<WMediaResource>& thumbnails) { m_thumbnails = thumbnails; }
+    void setThumbnails(std::list<WMediaResource> thumbnails) { m_thumbnails = std::move(thumbnails); }
     const std::list<WMediaResource>& getThumbnails() const { return m_thumbnails; }
-    std::list<WMediaResource>& thumbnails() { return m_thumbnails; }
 
-    void setComments(const std::list<WComment>& comments) { m_comments = comments; }
+    void setComments(std::list<WComment> comments) { m_comments = std::move(comments); }
     const std::list<WComment>& getComments() const { return m_comments; }
-    std::list<WComment>& comments() { return m_comments; }
 
-    void setMessages(const std::list<WMessage>& messages) { m_messages = messages; }
+    void setMessages(std::list<WMessage> messages) { m_messages = std::move(messages); }
     const std::list<WMessage>& getMessages() const { return m_messages; }
-    std::list<WMessage>& messages() { return m_messages; }
 
-    void setEvents(const std::list<WEvent>& events) { m_events = events; }
+    void setEvents(std::list<WEvent> events) { m_events = std::move(events); }
     const std::list<WEvent>& getEvents() const { return m_events; }
-    std::list<WEvent>& events() { return m_events; }
 
 private:
     STRING m_type;

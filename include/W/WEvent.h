@@ -6,6 +6,7 @@
 #include "W/WPerson.h"
 
 #include <list>
+#include <utility>
 
 namespace W {
 
@@ -25,9 +26,8 @@ public:
     void setRegisterDate(const WDateTime& date) { m_registerDate = date; }
     const WDateTime& getRegisterDate() const { return m_registerDate; }
 
-    void setUser(const WPerson& user) { m_user = user; }
+    void setUser(WPerson user) { m_user = std::move(user); }
     const WPerson& getUser() const { return m_user; }
-    WPerson& user() { return m_user; }
 
 private:
     STRING m_type;

@@ -5,6 +5,8 @@
 
 #include "W/WPerson.h"
 
+#include <utility>
+
 namespace W {
 
 /// A group, its master and its totals.
@@ -19,14 +21,12 @@ public:
     void setImageUrl(const STRING& url) { m_imageUrl = url; }
     const STRING& getImageUrl() const { return m_imageUrl; }
 
-    void setImage(const WMediaResource& image) { m_image = image; }
+    void setImage(WMediaResource image) { m_image = std::move(image); }
     const WMediaResource& getImage() const { return m_image; }
-    WMediaResource& image() { return m_image; }
 
     /// The person who owns the group.
-    void setMaster(const WPerson& master) { m_master = master; }
+    void setMaster(WPerson master) { m_master = std::move(master); }
     const WPerson& getMaster() const { return m_master; }
-    WPerson& master() { return m_master; }
 
     void setTotalCount(UINT32 count) { m_totalCount = count; }
     UINT32 getTotalCount() const { return m_totalCount; }

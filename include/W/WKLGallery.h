@@ -5,6 +5,9 @@
 
 #include "W/WContent.h"
 
+#include <list>
+#include <utility>
+
 namespace W {
 
 /// A gallery of a group and its contents.
@@ -19,9 +22,8 @@ public:
     void setDescription(const STRING& description) { m_description = description; }
     const STRING& getDescription() const { return m_description; }
 
-    void setContents(const std::list<WContent>& contents) { m_contents = contents; }
+    void setContents(std::list<WContent> contents) { m_contents = std::move(contents); }
     const std::list<WContent>& getContents() const { return m_contents; }
-    std::list<WContent>& contents() { return m_contents; }
 
 private:
     WDateTime m_date;

@@ -6,6 +6,8 @@
 #include "W/WDateTime.h"
 #include "W/WMediaResource.h"
 
+#include <utility>
+
 namespace W {
 
 /// What the service adds to a person.
@@ -39,9 +41,8 @@ public:
     void setPhoneNumber(const STRING& number) { m_phoneNumber = number; }
     const STRING& getPhoneNumber() const { return m_phoneNumber; }
 
-    void setPhoto(const WMediaResource& photo) { m_photo = photo; }
+    void setPhoto(WMediaResource photo) { m_photo = std::move(photo); }
     const WMediaResource& getPhoto() const { return m_photo; }
-    WMediaResource& photo() { return m_photo; }
 
 private:
     STRING m_name;

@@ -3,6 +3,7 @@
 #ifndef KLSERVICE_DISPATCH_H
 #define KLSERVICE_DISPATCH_H
 
+#include "KLService/HostValues.h"
 #include "KLService/Log.h"
 #include "KLService/ServiceRequest.h"
 

@@ -25,8 +25,8 @@ STRING KLService::extractErrorString(const xmlpp::Node* node, STRING& code)
 
     const xmlNode* const element = node->cobj();
     const auto read = [element](const char* name, STRING& value) {
-        const char* const attribute = xml::isElement(element) ? xml::attribute(element, name) : nullptr;
-        value = attribute ? attribute : "";
+        if (xml::isElement(element))
+            value = xml::attribute(element, name).text();
         if (value.empty()) // an empty attribute does not hide a child, unlike in a record's fields
             value = xml::childText(element, name);
     };
@@ -55,6 +55,9 @@ STRING KLService::plainErrorCode(const STRING& body)
     }
 }
 
-STRING KLService::getEntryContent(STRING name, xmlpp::Node* node) { return node ? xml::entry(node->cobj(), name.c_str()) : ""; }
+STRING KLService::getEntryContent(STRING name, xmlpp::Node* node)
+{
+    return node ? STRING(xml::entry(node->cobj(), name.c_str()).text()) : STRING();
+}
 
 } // namespace W

@@ -3,9 +3,10 @@
 #ifndef KLSERVICE_KLSERVICE_H
 #define KLSERVICE_KLSERVICE_H
 
-#include "KLService/HostValues.h"
 #include "KLService/KLServiceCMD.h"
 #include "KLService/Session.h"
+#include "W/Http.h"
+#include "W/WException.h"
 
 #include <atomic>
 #include <list>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The three status mappings: HTTP code to service status, the service's own code to service status, service status to WSTATUS.
+#include "KLService/HostValues.h"
 #include "KLService/KLService.h"
 
 #include <array>

@@ -7,6 +7,8 @@
 
 #include <cstring>
 #include <libxml/tree.h>
+#include <memory>
+#include <utility>
 
 namespace W::xml {
 
@@ -52,23 +54,63 @@ inline const char* childText(const xmlNode* parent, const char* called)
     return child ? firstText(child) : "";
 }
 
-/// The value of an attribute, or null when the element has none of that name. Without a document type, which no reply has when it
-/// gets here, a value is one text node at most.
-inline const char* attribute(const xmlNode* element, const char* called)
+/// A text of the tree, or a copy of one that does not lie in it as one piece. Valid as long as this and the tree.
+class Value {
+public:
+    /// No text: what is not there.
+    Value() = default;
+    explicit Value(const char* text) : m_text(text) {}
+    /// Takes over what libxml2 has put together; nothing is its empty text.
+    explicit Value(xmlChar* copy) : m_text(xml::text(copy)), m_copy(copy) {}
+
+    bool exists() const { return m_text != nullptr; }
+    bool isEmpty() const { return !m_text || *m_text == '\0'; }
+    bool isCopy() const { return m_copy != nullptr; }
+    /// Empty when there is no text.
+    const char* text() const { return m_text ? m_text : ""; }
+
+private:
+    struct Free {
+        void operator()(xmlChar* copy) const { xmlFree(copy); }
+    };
+    const char* m_text = nullptr;
+    std::unique_ptr<xmlChar, Free> m_copy;
+};
+
+/// All of an attribute's value. References to entities, which only documents of a caller's own have, stand beside the text as
+/// nodes.
+inline Value valueOf(const xmlAttr* attribute)
+{
+    const xmlNode* const first = attribute->children;
+    if (!first)
+        return Value("");
+    if (first->type == XML_TEXT_NODE && !first->next)
+        return Value(text(first->content));
+    return Value(xmlNodeListGetString(attribute->doc, const_cast<xmlNode*>(first), 1));
+}
+
+/// Whether an attribute is called that. One with a prefix is called something else: "k:id" is not "id".
+inline bool isCalled(const xmlAttr* attribute, const char* name)
+{
+    return !attribute->ns && std::strcmp(text(attribute->name), name) == 0;
+}
+
+/// The value of an attribute, when the element has one of that name.
+inline Value attribute(const xmlNode* element, const char* called)
 {
     for (const xmlAttr* attribute = element->properties; attribute; attribute = attribute->next)
-        if (std::strcmp(text(attribute->name), called) == 0)
-            return attribute->children ? text(attribute->children->content) : "";
-    return nullptr;
+        if (isCalled(attribute, called))
+            return valueOf(attribute);
+    return Value();
 }
 
 /// A field of a record: the attribute, else the text of the first child element, else empty.
-inline const char* entry(const xmlNode* node, const char* called)
+inline Value entry(const xmlNode* node, const char* called)
 {
     if (!isElement(node))
-        return "";
-    const char* const value = attribute(node, called);
-    return value ? value : childText(node, called);
+        return Value("");
+    Value value = attribute(node, called);
+    return value.exists() ? std::move(value) : Value(childText(node, called));
 }
 
 } // namespace W::xml

@@ -4,7 +4,7 @@
 #define WKLOAI_COMPLETION_H
 
 #include "KLService/Failure.h"
-#include "WKLOAI/WKLOAI.h"
+#include "WKLOAI/ReadingFor.h"
 #include "WKLOAI/replies/Replies.h"
 
 #include <cassert>
@@ -66,7 +66,7 @@ public:
 
     WSTATUS accept()
     {
-        const WSTATUS status = replies::parseReply(this->oai.reading(), this->reply.getPayload(), records, total);
+        const WSTATUS status = replies::parseReply(readingFor(this->oai), this->reply.getPayload(), records, total);
         if (status < 0)
             records.data().clear();
         return status;

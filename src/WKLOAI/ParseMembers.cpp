@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The facade's parse routines, and its two text replacements.
-#include "WKLOAI/WKLOAI.h"
+#include "WKLOAI/ReadingFor.h"
 #include "WKLOAI/replies/Replies.h"
 
 #include <cassert>
@@ -26,30 +26,24 @@ private:
 
 } // namespace
 
-Reading WKLOAI::reading()
-{
-    const auto giveDownloader = [](WMediaResource& resource, VOID* facade) { resource.setDownloader(fnContentDownloader, facade); };
-    return {getContentProvider(), m_cancelRequested, giveDownloader, this};
-}
-
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WContent>& contents, unsigned int& count)
 {
-    return parseReply(reading(), payload, contents, count);
+    return parseReply(readingFor(*this), payload, contents, count);
 }
 
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WGroup>& groups, unsigned int& count)
 {
-    return parseReply(reading(), payload, groups, count);
+    return parseReply(readingFor(*this), payload, groups, count);
 }
 
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WComment>& comments, unsigned int& count)
 {
-    return parseReply(reading(), payload, comments, count);
+    return parseReply(readingFor(*this), payload, comments, count);
 }
 
 WSTATUS WKLOAI::parseString(STRING payload, WContainer<WKLGallery>& galleries, unsigned int& count)
 {
-    return parseReply(reading(), payload, galleries, count);
+    return parseReply(readingFor(*this), payload, galleries, count);
 }
 
 WSTATUS WKLOAI::parseString(STRING payload, WContent& content) { return parseUploadSlot(payload, content); }
@@ -57,12 +51,12 @@ WSTATUS WKLOAI::parseString(STRING payload, WContent& content) { return parseUpl
 WSTATUS WKLOAI::parseString(STRING payload)
 {
     assert(m_pService != __null);
-    STRING userID;
+    std::optional<STRING> userID;
     const WSTATUS status = parseUserIdentity(payload, userID);
-    if (status < 0)
+    if (!userID)
         return status;
     return parsing([&] {
-        m_pService->setUserID(isCancelRequested() ? STRING() : userID);
+        m_pService->setUserID(isCancelRequested() ? STRING() : *userID);
         return wstatus::OK;
     });
 }
@@ -86,113 +80,121 @@ WSTATUS WKLOAI::parseRegisterStatus(STRING payload, RegisterKLCMD*)
 
 WSTATUS WKLOAI::parseContents(xmlpp::Node* node, WContainer<WContent>& contents, unsigned int& count)
 {
-    return readTree(reading(), node, contents, count);
+    return readTree(readingFor(*this), node, contents, count);
 }
 
 WSTATUS WKLOAI::parseContent(xmlpp::Node* node, WContent& content)
 {
-    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.content(element, content); });
+    return readRecord(readingFor(*this), node,
+                      [&](RecordReader& reader, const xmlNode* element) { reader.content(element, content); });
 }
 
 void WKLOAI::getContentDetail(xmlpp::Node* node, WContent& content)
 {
-    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.contentDetail(element, content); });
+    readRecord(readingFor(*this), node,
+               [&](RecordReader& reader, const xmlNode* element) { reader.contentDetail(element, content); });
 }
 
 std::list<WMediaResource> WKLOAI::getThumbnails(xmlpp::Node* node)
 {
     std::list<WMediaResource> thumbnails;
-    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.thumbnails(element, thumbnails); });
+    readRecord(readingFor(*this), node,
+               [&](RecordReader& reader, const xmlNode* element) { thumbnails = reader.thumbnails(element); });
     return thumbnails;
 }
 
 WSize WKLOAI::getPhotoResolution(xmlpp::Node* node)
 {
     WSize size;
-    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { size = reader.photoResolution(element); });
+    readRecord(readingFor(*this), node,
+               [&](RecordReader& reader, const xmlNode* element) { size = reader.photoResolution(element); });
     return size;
 }
 
 WSize WKLOAI::getVideoResolution(xmlpp::Node* node)
 {
     WSize size;
-    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { size = reader.videoResolution(element); });
+    readRecord(readingFor(*this), node,
+               [&](RecordReader& reader, const xmlNode* element) { size = reader.videoResolution(element); });
     return size;
 }
 
 WSTATUS WKLOAI::parseEvent(xmlpp::Node* node, WEvent& event)
 {
-    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.event(element, event); });
+    return readRecord(readingFor(*this), node, [&](RecordReader& reader, const xmlNode* element) { reader.event(element, event); });
 }
 
 WSTATUS WKLOAI::parseMessage(xmlpp::Node* node, WMessage& message)
 {
-    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.message(element, message); });
+    return readRecord(readingFor(*this), node,
+                      [&](RecordReader& reader, const xmlNode* element) { reader.message(element, message); });
 }
 
 WSTATUS WKLOAI::parseGroup(xmlpp::Node* node, WGroup& group, STRING)
 {
-    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.group(element, group); });
+    return readRecord(readingFor(*this), node, [&](RecordReader& reader, const xmlNode* element) { reader.group(element, group); });
 }
 
 void WKLOAI::getGroupImage(xmlpp::Node* node, WGroup& group)
 {
-    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.groupImage(element, group); });
+    readRecord(readingFor(*this), node, [&](RecordReader& reader, const xmlNode* element) { reader.groupImage(element, group); });
 }
 
 WSTATUS WKLOAI::parseGroups(xmlpp::Node* node, WContainer<WGroup>& groups, unsigned int& count)
 {
-    return readTree(reading(), node, groups, count);
+    return readTree(readingFor(*this), node, groups, count);
 }
 
 WSTATUS WKLOAI::parseGallery(xmlpp::Node* node, WKLGallery& gallery)
 {
-    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.gallery(element, gallery); });
+    return readRecord(readingFor(*this), node,
+                      [&](RecordReader& reader, const xmlNode* element) { reader.gallery(element, gallery); });
 }
 
 WSTATUS WKLOAI::parseGalleries(xmlpp::Node* node, WContainer<WKLGallery>& galleries, unsigned int& count)
 {
-    return readTree(reading(), node, galleries, count);
+    return readTree(readingFor(*this), node, galleries, count);
 }
 
 WPerson WKLOAI::getUser(xmlpp::Node* node)
 {
     WPerson person;
-    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.shortUser(element, person); });
+    readRecord(readingFor(*this), node, [&](RecordReader& reader, const xmlNode* element) { person = reader.shortUser(element); });
     return person;
 }
 
 WMediaResource WKLOAI::userImage(xmlpp::Node* node)
 {
     WMediaResource image;
-    readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.userImage(element, image); });
+    readRecord(readingFor(*this), node, [&](RecordReader& reader, const xmlNode* element) { image = reader.userImage(element); });
     return image;
 }
 
 WMediaResource WKLOAI::getImage(xmlpp::Node* node, STRING name, STRING uid)
 {
     WMediaResource image;
-    readRecord(reading(), node,
-               [&](RecordReader& reader, const xmlNode* element) { reader.namedImage(element, name.c_str(), uid, image); });
+    readRecord(readingFor(*this), node,
+               [&](RecordReader& reader, const xmlNode* element) { image = reader.namedImage(element, name.c_str(), uid); });
     return image;
 }
 
 std::list<WPerson> WKLOAI::getUsers(xmlpp::Node* node, STRING name)
 {
     std::list<WPerson> people;
-    readRecord(reading(), node,
+    readRecord(readingFor(*this), node,
                [&](RecordReader& reader, const xmlNode* element) { people = reader.fullUsers(element, name.c_str()); });
     return people;
 }
 
 WSTATUS WKLOAI::parseComment(xmlpp::Node* node, WComment& comment)
 {
-    return readRecord(reading(), node, [&](RecordReader& reader, const xmlNode* element) { reader.comment(element, comment); });
+    return readRecord(readingFor(*this), node,
+                      [&](RecordReader& reader, const xmlNode* element) { reader.comment(element, comment); });
 }
 
 WSTATUS WKLOAI::parseComments(xmlpp::Node* node, WContainer<WComment>& comments, unsigned int& count)
 {
-    return readTree(reading(), node, comments, count);
+    return readTree(readingFor(*this), node, comments, count);
 }
 
 STRING WKLOAI::TestString(STRING text)

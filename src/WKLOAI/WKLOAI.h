@@ -5,7 +5,6 @@
 
 #include "KLService/KLService.h"
 #include "WKLOAI/Commands.h"
-#include "WKLOAI/replies/Reading.h"
 
 #include <atomic>
 #include <list>
@@ -136,6 +135,8 @@ public:
     /// Calls the pending cancel callback, if there is one, and forgets it.
     void cbCancelDone(int status, VOID* userData);
     bool isCancelRequested() const { return m_cancelRequested.load(std::memory_order_acquire); }
+    /// The flag itself, for those who look at it often.
+    const std::atomic<bool>& cancelRequested() const { return m_cancelRequested; }
     /// Clears the cancel flag. \return whether it was set.
     bool takeCancel();
     bool hasCancelCallback() const { return m_cancelCallback.load() != nullptr; }
@@ -144,9 +145,6 @@ public:
     KLService* service() const { return m_pService; }
 
     // ---- Reply documents ----
-
-    /// For whom this object's replies are read.
-    replies::Reading reading();
 
     // Each turns a reply into records: 0, or -16 for a malformed or failed reply. The count is the number of records that the reply
     // holds; it is left alone when the reply has no payload. No reply makes them throw.

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <type_traits>
+#include <utility>
 
 using namespace W;
 
@@ -354,37 +355,29 @@ TEST(Gallery, HoldsDatesDescriptionAndContents)
     EXPECT_EQ(copy.getContents().front().getUID(), "c");
 }
 
-TEST(Records, LetTheirNestedRecordsBeFilledInPlace)
+TEST(Records, TakeWhatIsGivenUpToThemWithoutACopy)
 {
-    WPerson person;
-    person.photo().setUID("photo");
-    EXPECT_EQ(person.getPhoto().getUID(), "photo");
-    WComment comment;
-    comment.user().setUID("author");
-    EXPECT_EQ(comment.getUser().getUID(), "author");
-    WMessage message;
-    message.user().setUID("author");
-    EXPECT_EQ(message.getUser().getUID(), "author");
-    WEvent event;
-    event.user().setUID("author");
-    EXPECT_EQ(event.getUser().getUID(), "author");
-    WGroup group;
-    group.image().setUID("image");
-    group.master().setUID("master");
-    EXPECT_EQ(group.getImage().getUID() + group.getMaster().getUID(), "imagemaster");
-    WKLGallery gallery;
-    gallery.contents().emplace_back().setUID("content");
-    EXPECT_EQ(gallery.getContents().front().getUID(), "content");
+    const auto addressOf = [](const auto& list) { return &list.front(); };
+    std::list<WMediaResource> thumbnails(1);
+    std::list<WComment> comments(1);
+    std::list<WMessage> messages(1);
+    std::list<WEvent> events(1);
+    const void* const before[] = {addressOf(thumbnails), addressOf(comments), addressOf(messages), addressOf(events)};
     WContent content;
-    content.user().setUID("author");
-    content.thumbnails().emplace_back().setUID("t");
-    content.comments().emplace_back().setUID("c");
-    content.messages().emplace_back().setUID("m");
-    content.events().emplace_back().setUID("e");
-    EXPECT_EQ(content.getUser().getUID(), "author");
-    EXPECT_EQ(content.getThumbnails().front().getUID() + content.getComments().front().getUID() +
-                  content.getMessages().front().getUID() + content.getEvents().front().getUID(),
-              "tcme");
+    content.setThumbnails(std::move(thumbnails));
+    content.setComments(std::move(comments));
+    content.setMessages(std::move(messages));
+    content.setEvents(std::move(events));
+    EXPECT_EQ(addressOf(content.getThumbnails()), before[0]);
+    EXPECT_EQ(addressOf(content.getComments()), before[1]);
+    EXPECT_EQ(addressOf(content.getMessages()), before[2]);
+    EXPECT_EQ(addressOf(content.getEvents()), before[3]);
+
+    std::list<WContent> contents(1);
+    const void* const first = addressOf(contents);
+    WKLGallery gallery;
+    gallery.setContents(std::move(contents));
+    EXPECT_EQ(addressOf(gallery.getContents()), first);
 }
 
 TEST(Exceptions, TellTheirTypeAndHoldTheChallenge)

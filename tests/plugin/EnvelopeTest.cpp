@@ -208,3 +208,34 @@ TEST(Envelope, DecodesWhatAFieldEscapes)
     EXPECT_EQ(entryOf("<g n=\"a &amp; b &lt;c&gt; &quot;d&quot; &#233;\"/>", "n"), "a & b <c> \"d\" \xC3\xA9");
     EXPECT_EQ(entryOf("<g><n>a &amp; b &#x1F600;</n></g>", "n"), "a & b \xF0\x9F\x98\x80");
 }
+
+// --- Attributes with a prefix, and with references
+
+TEST(Envelope, TakesNoAttributeWithAPrefixForOneWithout)
+{
+    const STRING open = "<e xmlns:k='urn:k' k:code='1' k:desc='one' xml:id='x2'";
+    EXPECT_EQ(errorOf(open + "/>").code, "");
+    EXPECT_EQ(errorOf(open + "/>").description, "");
+    EXPECT_EQ(errorOf(open + "><code>3</code><desc>three</desc></e>").code, "3");
+    EXPECT_EQ(errorOf(open + "><code>3</code><desc>three</desc></e>").description, "three");
+    EXPECT_EQ(errorOf(open + " code='4' desc='four'/>").code, "4");
+    EXPECT_EQ(errorOf(open + " code='4' desc='four'/>").description, "four");
+
+    EXPECT_EQ(entryOf(open + "/>", "code"), "");
+    EXPECT_EQ(entryOf(open + "/>", "id"), "");
+    EXPECT_EQ(entryOf(open + " id='5'/>", "id"), "5");
+    EXPECT_EQ(entryOf(open + "><id>6</id></e>", "id"), "6");
+    // It is not called by its prefix and name either.
+    EXPECT_EQ(entryOf(open + "/>", "k:code"), "");
+}
+
+TEST(Envelope, ReadsAllOfAValueWithReferences)
+{
+    const STRING type = "<!DOCTYPE e [<!ENTITY sea 'the &#x26;#38; sea'><!ENTITY all 'all of &sea;'><!ENTITY none ''>]>";
+    EXPECT_EQ(entryOf(type + "<e a='from &sea; on'/>", "a"), "from the & sea on");
+    EXPECT_EQ(entryOf(type + "<e a='&sea;'/>", "a"), "the & sea");
+    EXPECT_EQ(entryOf(type + "<e a='&all;!'/>", "a"), "all of the & sea!");
+    EXPECT_EQ(entryOf(type + "<e a='&none;'><a>child</a></e>", "a"), "");
+    EXPECT_EQ(errorOf(type + "<e code='&sea;' desc='x&sea;x'/>").code, "the & sea");
+    EXPECT_EQ(errorOf(type + "<e code='&sea;' desc='x&sea;x'/>").description, "xthe & seax");
+}

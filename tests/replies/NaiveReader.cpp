@@ -45,8 +45,12 @@ std::string NaiveReader::childText(Node* node, const char* name) const
 std::string NaiveReader::entry(Node* node, const char* name) const
 {
     const auto* const element = dynamic_cast<const xmlpp::Element*>(node);
-    const xmlpp::Attribute* const attribute = element ? element->get_attribute(name) : nullptr;
-    return attribute ? std::string(attribute->get_value()) : childText(node, name);
+    if (!element)
+        return childText(node, name);
+    for (const xmlpp::Attribute* const attribute : element->get_attributes())
+        if (attribute->get_name() == name && attribute->get_namespace_prefix().empty())
+            return attribute->get_value();
+    return childText(node, name);
 }
 
 WDateTime NaiveReader::date(Node* node, const char* name) const

@@ -7,8 +7,12 @@ namespace W::replies {
 
 namespace {
 
-enum CommentField { COMMENT_SIZE, COMMENT_TEXT, COMMENT_REGISTER_DATE, COMMENT_CREATOR };
-constexpr FieldNames COMMENT({"commentSize", "commentText", "commentRegisterDate", "commentCreator"});
+#define COMMENT_FIELDS(FIELD)                                                                                                      \
+    FIELD(COMMENT_SIZE, "commentSize")                                                                                             \
+    FIELD(COMMENT_TEXT, "commentText")                                                                                             \
+    FIELD(COMMENT_REGISTER_DATE, "commentRegisterDate")                                                                            \
+    FIELD(COMMENT_CREATOR, "commentCreator")
+WKLOAI_FIELD_TABLE(CommentField, COMMENT, COMMENT_FIELDS)
 
 } // namespace
 
@@ -22,13 +26,13 @@ void RecordReader::comment(const xmlNode* node, WComment& comment)
     comment.setComment(str(fields[COMMENT_TEXT]));
     comment.setRegisterDate(date(fields[COMMENT_REGISTER_DATE]));
     for (const xmlNode* creator = fields.child(COMMENT_CREATOR); creator && !cancelled(); creator = nextOfSameName(creator))
-        shortUser(creator, comment.user());
+        comment.setUser(shortUser(creator));
 }
 
 bool RecordReader::appendComment(const xmlNode* node, std::list<WComment>& comments)
 {
-    const char* const uid = xml::entry(node, "commentId");
-    if (*uid == '\0')
+    const xml::Value uid = xml::entry(node, "commentId");
+    if (uid.isEmpty())
         return false;
     WComment& record = append(comments);
     record.setUID(str(uid));

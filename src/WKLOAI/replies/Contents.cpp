@@ -7,66 +7,49 @@ namespace W::replies {
 
 namespace {
 
-enum ContentField {
-    SIZE,
-    CREATE_DATE,
-    EXT,
-    FORMAT,
-    RESOLUTION_X,
-    RESOLUTION_Y,
-    WIDTH,
-    HEIGHT,
-    DURATION,
-    URL,
-    THUMBNAIL,
-    DESCRIPTION,
-    REGISTER_DATE,
-    REGISTER_MEMBER,
-    COMMENT,
-    COMMENT_COUNT,
-    EVENT_LINK,
-    CONTENT_TYPE,
-    TYPE,
-    REGISTER_TIME,
-    DETAIL,
-    CREATOR,
-    UPLOAD_URL,
-    CREATE_TIME,
-};
-constexpr FieldNames CONTENT({
-    "size",
-    "contentCreateDate",
-    "contentExt",
-    "format",
-    "contentResolutionX",
-    "contentResolutionY",
-    "width",
-    "height",
-    "contentDurationTime",
-    "contentUrl",
-    "thumbnail",
-    "contentDesc",
-    "contentRegisterDate",
-    "contentRegisterMember",
-    "comment",
-    "commentCount",
-    "eventLink",
-    "contentType",
-    "type",
-    "contentRegisterTime",
-    "contentDetail",
-    "contentCreator",
-    "uploadUrl",
-    "createTime",
-});
+#define CONTENT_FIELDS(FIELD)                                                                                                      \
+    FIELD(SIZE, "size")                                                                                                            \
+    FIELD(CREATE_DATE, "contentCreateDate")                                                                                        \
+    FIELD(EXT, "contentExt")                                                                                                       \
+    FIELD(FORMAT, "format")                                                                                                        \
+    FIELD(RESOLUTION_X, "contentResolutionX")                                                                                      \
+    FIELD(RESOLUTION_Y, "contentResolutionY")                                                                                      \
+    FIELD(WIDTH, "width")                                                                                                          \
+    FIELD(HEIGHT, "height")                                                                                                        \
+    FIELD(DURATION, "contentDurationTime")                                                                                         \
+    FIELD(URL, "contentUrl")                                                                                                       \
+    FIELD(THUMBNAIL, "thumbnail")                                                                                                  \
+    FIELD(DESCRIPTION, "contentDesc")                                                                                              \
+    FIELD(REGISTER_DATE, "contentRegisterDate")                                                                                    \
+    FIELD(REGISTER_MEMBER, "contentRegisterMember")                                                                                \
+    FIELD(COMMENT, "comment")                                                                                                      \
+    FIELD(COMMENT_COUNT, "commentCount")                                                                                           \
+    FIELD(EVENT_LINK, "eventLink")                                                                                                 \
+    FIELD(CONTENT_TYPE, "contentType")                                                                                             \
+    FIELD(TYPE, "type")                                                                                                            \
+    FIELD(REGISTER_TIME, "contentRegisterTime")                                                                                    \
+    FIELD(DETAIL, "contentDetail")                                                                                                 \
+    FIELD(CREATOR, "contentCreator")                                                                                               \
+    FIELD(UPLOAD_URL, "uploadUrl")                                                                                                 \
+    FIELD(CREATE_TIME, "createTime")
+WKLOAI_FIELD_TABLE(ContentField, CONTENT, CONTENT_FIELDS)
 using ContentFields = Fields<CONTENT.size()>;
 
-enum EventField { EVENT_TITLE, EVENT_TYPE, EVENT_START, EVENT_END, EVENT_DESCRIPTION, EVENT_REGISTER_DATE, EVENT_REGISTER_MEMBER };
-constexpr FieldNames EVENT({"eventTitle", "eventType", "eventStartDate", "eventEndDate", "eventDescription", "eventRegisterDate",
-                            "eventRegisterMember"});
+#define EVENT_FIELDS(FIELD)                                                                                                        \
+    FIELD(EVENT_TITLE, "eventTitle")                                                                                               \
+    FIELD(EVENT_TYPE, "eventType")                                                                                                 \
+    FIELD(EVENT_START, "eventStartDate")                                                                                           \
+    FIELD(EVENT_END, "eventEndDate")                                                                                               \
+    FIELD(EVENT_DESCRIPTION, "eventDescription")                                                                                   \
+    FIELD(EVENT_REGISTER_DATE, "eventRegisterDate")                                                                                \
+    FIELD(EVENT_REGISTER_MEMBER, "eventRegisterMember")
+WKLOAI_FIELD_TABLE(EventField, EVENT, EVENT_FIELDS)
 
-enum MessageField { MESSAGE_TEXT, MESSAGE_REGISTER_DATE, MESSAGE_REGISTER_MEMBER };
-constexpr FieldNames MESSAGE({"messageText", "messageRegisterDate", "messageRegisterMember"});
+#define MESSAGE_FIELDS(FIELD)                                                                                                      \
+    FIELD(MESSAGE_TEXT, "messageText")                                                                                             \
+    FIELD(MESSAGE_REGISTER_DATE, "messageRegisterDate")                                                                            \
+    FIELD(MESSAGE_REGISTER_MEMBER, "messageRegisterMember")
+WKLOAI_FIELD_TABLE(MessageField, MESSAGE, MESSAGE_FIELDS)
 
 constexpr FieldNames THUMBNAILS({"contentThumbnail_1920X1080", "contentThumbnail_540X405", "contentThumbnail_116X87"});
 
@@ -102,21 +85,22 @@ void RecordReader::galleryItem(const xmlNode* node, WContent& content)
     content.setCreateDate(date(fields[CREATE_DATE]));
     content.setExt(str(fields[EXT]));
     content.setFormat(str(fields[FORMAT]));
-    content.setResolution(sizeOf(fields[WIDTH], fields[HEIGHT]));
-    if (content.getResolution() == WSize())
-        content.setResolution(sizeOf(fields[RESOLUTION_X], fields[RESOLUTION_Y]));
+    const WSize photo = sizeOf(fields[WIDTH], fields[HEIGHT]);
+    const bool isUnknown = photo.getWidth() == 0 && photo.getHeight() == 0;
+    content.setResolution(isUnknown ? sizeOf(fields[RESOLUTION_X], fields[RESOLUTION_Y]) : photo);
     content.setDuration(str(fields[DURATION]));
     content.setResourceURL(str(fields[URL]));
     if (const xmlNode* const child = fields.child(THUMBNAIL))
-        thumbnails(child, content.thumbnails());
+        content.setThumbnails(thumbnails(child));
     content.setDescription(str(fields[DESCRIPTION]));
     content.setRegisterDate(date(fields[REGISTER_DATE]));
-    registrant(fields.child(REGISTER_MEMBER), content.user());
-    commentsOf(node, content);
+    if (const xmlNode* const user = registrant(fields.child(REGISTER_MEMBER)))
+        content.setUser(fullUser(user));
+    content.setComments(commentsOf(node));
     if (!fields.isEmpty(COMMENT_COUNT))
         content.setCommentCount(countOf(fields[COMMENT_COUNT]));
     if (const xmlNode* const eventLink = fields.child(EVENT_LINK))
-        linkedEvents(eventLink, content);
+        content.setEvents(linkedEvents(eventLink));
     setDownloader(content);
 }
 
@@ -125,16 +109,18 @@ void RecordReader::boardMessage(const xmlNode* node, WContent& content)
     const ContentFields fields(CONTENT, node);
     content.setSize(str(fields[SIZE]));
     content.setCreateDate(date(fields[CREATE_DATE]));
-    content.messages().clear();
-    message(node, append(content.messages()));
-    commentsOf(node, content);
+    std::list<WMessage> messages;
+    message(node, append(messages));
+    content.setMessages(std::move(messages));
+    content.setComments(commentsOf(node));
 }
 
 void RecordReader::calendarEvent(const xmlNode* node, WContent& content)
 {
-    content.events().clear();
-    event(node, append(content.events()));
-    commentsOf(node, content);
+    std::list<WEvent> events;
+    event(node, append(events));
+    content.setEvents(std::move(events));
+    content.setComments(commentsOf(node));
 }
 
 void RecordReader::plainContent(const xmlNode* node, WContent& content)
@@ -150,30 +136,29 @@ void RecordReader::plainContent(const xmlNode* node, WContent& content)
     if (fields.child(DETAIL) && content.getResourceURL().empty())
         content.setResourceURL(str(fields[UPLOAD_URL]));
     for (const xmlNode* creator = fields.child(CREATOR); creator && !cancelled(); creator = nextOfSameName(creator))
-        shortUser(creator, content.user());
+        content.setUser(shortUser(creator));
 }
 
-void RecordReader::commentsOf(const xmlNode* node, WContent& content)
+std::list<WComment> RecordReader::commentsOf(const xmlNode* node)
 {
-    std::list<WComment>& comments = content.comments();
-    comments.clear();
+    std::list<WComment> comments;
     comments.swap(m_comments);
     for (const xmlNode* child = node->children; child && !cancelled(); child = child->next)
         if (xml::isElement(child, "comment"))
             appendComment(child, comments);
     if (cancelled())
         comments.clear();
+    return comments;
 }
 
-void RecordReader::linkedEvents(const xmlNode* eventLink, WContent& content)
+std::list<WEvent> RecordReader::linkedEvents(const xmlNode* eventLink)
 {
-    std::list<WEvent>& events = content.events();
-    events.clear();
+    std::list<WEvent> events;
     for (const xmlNode* child = eventLink->children; child && !cancelled(); child = child->next) {
         if (!xml::isElement(child, "contentLink"))
             continue;
-        const char* const uid = xml::entry(child, "ID");
-        if (*uid == '\0')
+        const xml::Value uid = xml::entry(child, "ID");
+        if (uid.isEmpty())
             continue;
         WEvent& record = append(events);
         record.setUID(str(uid));
@@ -182,6 +167,7 @@ void RecordReader::linkedEvents(const xmlNode* eventLink, WContent& content)
     }
     if (cancelled())
         events.clear();
+    return events;
 }
 
 void RecordReader::contentDetail(const xmlNode* node, WContent& content)
@@ -191,18 +177,18 @@ void RecordReader::contentDetail(const xmlNode* node, WContent& content)
     const ContentFields fields(CONTENT, node);
     content.setResourceURL(str(fields[URL]));
     for (const xmlNode* child = fields.child(THUMBNAIL); child && !cancelled(); child = nextOfSameName(child))
-        thumbnails(child, content.thumbnails());
+        content.setThumbnails(thumbnails(child));
     content.setSize(str(fields[SIZE]));
     content.setFormat(str(fields[FORMAT]));
     content.setResolution(sizeOf(fields[WIDTH], fields[HEIGHT]));
     content.setCreateTime(date(fields[CREATE_TIME]));
 }
 
-void RecordReader::thumbnails(const xmlNode* node, std::list<WMediaResource>& thumbnails)
+std::list<WMediaResource> RecordReader::thumbnails(const xmlNode* node)
 {
-    thumbnails.clear();
+    std::list<WMediaResource> thumbnails;
     if (!node)
-        return;
+        return thumbnails;
     const Fields fields(THUMBNAILS, node);
     for (const xmlNode* child = node->children; child && !cancelled(); child = child->next) {
         const int field = xml::isElement(child) ? THUMBNAILS.find(xml::name(child)) : -1;
@@ -216,16 +202,17 @@ void RecordReader::thumbnails(const xmlNode* node, std::list<WMediaResource>& th
     }
     if (cancelled())
         thumbnails.clear();
+    return thumbnails;
 }
 
 WSize RecordReader::photoResolution(const xmlNode* node) const
 {
-    return sizeOf(xml::entry(node, "width"), xml::entry(node, "height"));
+    return sizeOf(xml::entry(node, "width").text(), xml::entry(node, "height").text());
 }
 
 WSize RecordReader::videoResolution(const xmlNode* node) const
 {
-    return sizeOf(xml::entry(node, "contentResolutionX"), xml::entry(node, "contentResolutionY"));
+    return sizeOf(xml::entry(node, "contentResolutionX").text(), xml::entry(node, "contentResolutionY").text());
 }
 
 WSize RecordReader::sizeOf(const char* width, const char* height)
@@ -249,7 +236,8 @@ void RecordReader::event(const xmlNode* node, WEvent& event)
     event.setWhen(when);
     event.setDescription(str(fields[EVENT_DESCRIPTION]));
     event.setRegisterDate(date(fields[EVENT_REGISTER_DATE]));
-    registrant(fields.child(EVENT_REGISTER_MEMBER), event.user());
+    if (const xmlNode* const user = registrant(fields.child(EVENT_REGISTER_MEMBER)))
+        event.setUser(fullUser(user));
 }
 
 void RecordReader::message(const xmlNode* node, WMessage& message)
@@ -260,7 +248,8 @@ void RecordReader::message(const xmlNode* node, WMessage& message)
     message.setContentProvider(provider());
     message.setText(str(fields[MESSAGE_TEXT]));
     message.setRegisterDate(date(fields[MESSAGE_REGISTER_DATE]));
-    registrant(fields.child(MESSAGE_REGISTER_MEMBER), message.user());
+    if (const xmlNode* const user = registrant(fields.child(MESSAGE_REGISTER_MEMBER)))
+        message.setUser(fullUser(user));
 }
 
 } // namespace W::replies

@@ -8,29 +8,12 @@
 #include <cstring>
 #include <libxml/catalog.h>
 #include <libxml/parserInternals.h>
-#include <libxml/xmlerror.h>
 #include <new>
 #include <stdexcept>
 
 namespace W::replies {
 
 namespace {
-
-void keepQuiet(void*, xmlErrorPtr) {}
-
-/// Keeps what libxml2 reports without a parser, such as a failed allocation, off standard error. The handler is the calling
-/// thread's own, and is put back.
-class Quiet {
-public:
-    Quiet() : m_handler(xmlStructuredError), m_context(xmlStructuredErrorContext) { xmlSetStructuredErrorFunc(nullptr, keepQuiet); }
-    ~Quiet() { xmlSetStructuredErrorFunc(m_context, m_handler); }
-    Quiet(const Quiet&) = delete;
-    Quiet& operator=(const Quiet&) = delete;
-
-private:
-    xmlStructuredErrorFunc m_handler;
-    void* m_context;
-};
 
 std::string_view text(const xmlChar* begin, std::size_t length) { return {reinterpret_cast<const char*>(begin), length}; }
 
@@ -60,9 +43,10 @@ struct Document::Events {
             of(self).accountForNames();
             tree.open(name);
             ++of(self).m_depth;
-            // Each attribute is a name, a prefix, a namespace, and the begin and end of the value.
+            // Each attribute is a name, a prefix, a namespace, and the begin and end of the value. No field has a prefix.
             for (const xmlChar** attribute = attributes; attributeCount > 0; --attributeCount, attribute += 5)
-                tree.attribute(attribute[0], text(attribute[3], static_cast<std::size_t>(attribute[4] - attribute[3])));
+                if (!attribute[1])
+                    tree.attribute(attribute[0], text(attribute[3], static_cast<std::size_t>(attribute[4] - attribute[3])));
         });
     }
 
@@ -174,7 +158,6 @@ void Document::accountForNames()
 // libxml2 has a routine for all of this, which forgets to free the buffer when the memory ends half way.
 void Document::openInput()
 {
-    m_context = takeParser();
     m_knownNames = static_cast<std::size_t>(xmlDictSize(m_context->dict));
     *m_context->sax = Events::handler();
     m_context->userData = this;
@@ -192,13 +175,13 @@ void Document::openInput()
 }
 
 Document::Document(const STRING& body, Budget& budget, ElementSink* sink)
-    : m_budget(budget), m_tree(budget, body.size()), m_sink(sink)
+    : m_budget(budget), m_tree(budget, body.size()), m_sink(sink), m_context(takeParser())
 {
     STRING decoded;
     const std::optional<std::string_view> utf8 = inUtf8(body, decoded);
     if (!utf8 || !isParsable(*utf8))
         throw std::invalid_argument("the reply cannot be parsed");
-    budget.spend(decoded.capacity());
+    budget.spendOnText(decoded.capacity());
     m_unread = *utf8;
 
     const Quiet quiet;

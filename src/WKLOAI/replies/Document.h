@@ -24,7 +24,8 @@ public:
 /// standard error, opens nothing, and leaves the settings that libxml2 keeps for its process and threads as they are.
 class Document {
 public:
-    /// \param sink may be null. \throw std::exception when the reply is malformed or hostile, or what the sink throws.
+    /// \param sink may be null. \throw NoParser when there is none, before anything else is done; std::exception when the reply is
+    /// malformed or hostile, or what the sink throws.
     Document(const STRING& body, Budget& budget, ElementSink* sink = nullptr);
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;

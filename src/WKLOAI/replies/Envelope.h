@@ -10,11 +10,13 @@
 namespace W::replies {
 
 /// Runs what parses and reads a reply. What it throws becomes a logged -16: a malformed reply, a hostile one, or one that there is
-/// no memory for.
+/// no memory for. A reply that no parser could be made for has not been looked at, and is no failure.
 template <class Step> WSTATUS parsing(Step&& step, int line = __builtin_LINE())
 {
     try {
         return step();
+    } catch (const NoParser&) {
+        return wstatus::OK;
     } catch (const std::exception&) {
         return logFailure(wstatus::FAILED, line);
     }

@@ -8,6 +8,8 @@
 #include <array>
 #include <cstdint>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace W::replies {
 
@@ -55,6 +57,14 @@ private:
 
 template <std::size_t N> FieldNames(const std::string_view (&)[N]) -> FieldNames<N>;
 
+/// Makes an enumeration of a record's fields and their FieldNames out of one list, FIELD(NUMBER, "name") for each, so that a
+/// field's number and its name cannot come apart.
+#define WKLOAI_FIELD_TABLE(Enumeration, NAMES, LIST)                                                                               \
+    enum Enumeration { LIST(WKLOAI_FIELD_NUMBER) };                                                                                \
+    constexpr FieldNames NAMES({LIST(WKLOAI_FIELD_NAME)});
+#define WKLOAI_FIELD_NUMBER(number, name) number,
+#define WKLOAI_FIELD_NAME(number, name) name,
+
 /// The fields of one element: for each name the attribute, else the text of the first child element, else empty.
 template <std::size_t N> class Fields {
 public:
@@ -65,9 +75,9 @@ public:
         if (!xml::isElement(element))
             return;
         for (const xmlAttr* attribute = element->properties; attribute; attribute = attribute->next) {
-            const int field = names.find(xml::text(attribute->name));
+            const int field = attribute->ns ? -1 : names.find(xml::text(attribute->name));
             if (field >= 0 && !m_texts[field])
-                m_texts[field] = attribute->children ? xml::text(attribute->children->content) : "";
+                m_texts[field] = keep(xml::valueOf(attribute));
         }
         for (const xmlNode* child = element->children; child; child = child->next) {
             if (!xml::isElement(child))
@@ -88,6 +98,15 @@ public:
     const xmlNode* child(std::size_t field) const { return m_children[field]; }
 
 private:
+    const char* keep(xml::Value&& value)
+    {
+        const char* const text = value.text();
+        if (value.isCopy())
+            m_copies.push_back(std::move(value));
+        return text;
+    }
+
+    std::vector<xml::Value> m_copies; ///< of values that do not lie in the tree as one piece
     std::array<const char*, N> m_texts;
     std::array<const xmlNode*, N> m_children;
 };

@@ -7,23 +7,25 @@ namespace W::replies {
 
 namespace {
 
-enum GroupField {
-    GROUP_ID,
-    GROUP_NAME,
-    GROUP_DESC,
-    GROUP_IMAGE,
-    GROUP_MASTER,
-    TOTAL_COUNT,
-    PHOTO_COUNT,
-    AUDIO_COUNT,
-    VIDEO_COUNT,
-    GROUP_COMMENT_COUNT
-};
-constexpr FieldNames GROUP({"groupId", "groupName", "groupDesc", "groupImage", "groupMaster", "totalContentCount", "photoCount",
-                            "audioCount", "videoCount", "commentCount"});
+#define GROUP_FIELDS(FIELD)                                                                                                        \
+    FIELD(GROUP_ID, "groupId")                                                                                                     \
+    FIELD(GROUP_NAME, "groupName")                                                                                                 \
+    FIELD(GROUP_DESC, "groupDesc")                                                                                                 \
+    FIELD(GROUP_IMAGE, "groupImage")                                                                                               \
+    FIELD(GROUP_MASTER, "groupMaster")                                                                                             \
+    FIELD(TOTAL_COUNT, "totalContentCount")                                                                                        \
+    FIELD(PHOTO_COUNT, "photoCount")                                                                                               \
+    FIELD(AUDIO_COUNT, "audioCount")                                                                                               \
+    FIELD(VIDEO_COUNT, "videoCount")                                                                                               \
+    FIELD(GROUP_COMMENT_COUNT, "commentCount")
+WKLOAI_FIELD_TABLE(GroupField, GROUP, GROUP_FIELDS)
 
-enum GalleryField { GALLERY_DATE, GALLERY_DESCRIPTION, GALLERY_REGISTER_DATE, GALLERY_CONTENT };
-constexpr FieldNames GALLERY({"galleryDate", "galleryDescription", "galleryRegisterDate", "content"});
+#define GALLERY_FIELDS(FIELD)                                                                                                      \
+    FIELD(GALLERY_DATE, "galleryDate")                                                                                             \
+    FIELD(GALLERY_DESCRIPTION, "galleryDescription")                                                                               \
+    FIELD(GALLERY_REGISTER_DATE, "galleryRegisterDate")                                                                            \
+    FIELD(GALLERY_CONTENT, "content")
+WKLOAI_FIELD_TABLE(GalleryField, GALLERY, GALLERY_FIELDS)
 
 } // namespace
 
@@ -40,7 +42,7 @@ void RecordReader::group(const xmlNode* node, WGroup& group)
     for (const xmlNode* image = fields.child(GROUP_IMAGE); image && !cancelled(); image = nextOfSameName(image))
         groupImage(image, group);
     for (const xmlNode* master = fields.child(GROUP_MASTER); master && !cancelled(); master = nextOfSameName(master))
-        shortUser(master, group.master());
+        group.setMaster(shortUser(master));
 
     group.setTotalCount(countOf(fields[TOTAL_COUNT]));
     group.setPhotoCount(countOf(fields[PHOTO_COUNT]));
@@ -56,11 +58,11 @@ void RecordReader::groupImage(const xmlNode* node, WGroup& group)
     group.setImageUrl(str(xml::entry(node, "groupImageUrl")));
     for (const xmlNode* child = node->children; child && !cancelled(); child = child->next) {
         if (xml::isElement(child, "thumbnail"))
-            thumbnail(child, "groupImageThumbnail_274X204", group.image()); // the last one wins
+            group.setImage(thumbnail(child, "groupImageThumbnail_274X204")); // the last one wins
     }
 }
 
-void RecordReader::gallery(const xmlNode* node, WKLGallery& gallery)
+void RecordReader::gallery(const xmlNode* node, WKLGallery& gallery, std::list<WContent> contents)
 {
     if (!node)
         return;
@@ -70,17 +72,16 @@ void RecordReader::gallery(const xmlNode* node, WKLGallery& gallery)
     gallery.setDescription(str(fields[GALLERY_DESCRIPTION]));
     gallery.setRegisterDate(date(fields[GALLERY_REGISTER_DATE]));
 
-    std::list<WContent>& contents = gallery.contents();
-    contents.clear();
     for (const xmlNode* child = fields.child(GALLERY_CONTENT); child && !cancelled(); child = nextOfSameName(child)) {
-        const char* const uid = xml::entry(child, "id");
-        if (*uid == '\0')
+        const xml::Value uid = xml::entry(child, "id");
+        if (uid.isEmpty())
             continue;
         WContent& record = append(contents);
         record.setUID(str(uid));
         record.setGalleryID(gallery.getUID());
         content(child, record);
     }
+    gallery.setContents(std::move(contents));
 }
 
 } // namespace W::replies

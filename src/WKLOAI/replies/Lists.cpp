@@ -35,8 +35,8 @@ template <class Record> void RecordList<Record>::deliver(WContainer<Record>& con
 
 template <class Record> Record* RecordList<Record>::appendWithID(const xmlNode* element, const char* identifier)
 {
-    const char* const uid = xml::entry(element, identifier);
-    if (*uid == '\0')
+    const xml::Value uid = xml::entry(element, identifier);
+    if (uid.isEmpty())
         return nullptr;
     Record& record = m_reader.append(m_records);
     record.setUID(m_reader.str(uid));
@@ -124,8 +124,8 @@ void ContentList::takeData(const xmlNode* data)
     if (m_reader.cancelled())
         return;
     if (m_identifiers++ == 0) {
-        m_dataID = xml::entry(data, "contentId");
-        m_reader.budget().spend(m_dataID.size());
+        m_dataID = xml::entry(data, "contentId").text();
+        m_reader.budget().spendOnText(m_dataID.size());
     }
     if (m_dataID.empty())
         return;
@@ -147,7 +147,7 @@ void ContentList::finish(const xmlNode* data)
     for (WContent* const record : m_dataRecords) {
         if (record == first)
             continue;
-        m_reader.budget().spend(size);
+        m_reader.budget().spendOnText(size);
         *record = *first;
     }
 }
@@ -201,8 +201,8 @@ void GroupList::takeData(const xmlNode* data)
     if (m_reader.cancelled())
         return;
     if (m_identifiers++ == 0) {
-        m_dataID = xml::entry(data, "groupId");
-        m_reader.budget().spend(m_dataID.size());
+        m_dataID = xml::entry(data, "groupId").text();
+        m_reader.budget().spendOnText(m_dataID.size());
     }
     // The reply to a creation: the new group is in the list, but not in the count.
     m_reader.append(m_records).setUID(m_reader.str(m_dataID.c_str()));
@@ -279,10 +279,9 @@ void GalleryList::takeGallery(const xmlNode* gallery)
     WKLGallery* const record = appendWithID(gallery, "id");
     if (!record)
         return;
-    m_reader.gallery(gallery, *record);
     for (WContent& content : contents)
         content.setGalleryID(m_reader.str(record->getUID().c_str()));
-    record->contents().splice(record->contents().begin(), contents);
+    m_reader.gallery(gallery, *record, std::move(contents));
     ++m_count;
 }
 
@@ -290,8 +289,8 @@ void GalleryList::takeContent(const xmlNode* content)
 {
     if (m_reader.cancelled())
         return;
-    const char* const uid = xml::entry(content, "id");
-    if (*uid == '\0') {
+    const xml::Value uid = xml::entry(content, "id");
+    if (uid.isEmpty()) {
         m_reader.forgetAhead();
         return;
     }

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <libxml/dict.h>
-#include <new>
 
 namespace W::replies {
 
@@ -25,7 +24,16 @@ bool isWorthKeeping(xmlParserCtxt* parser)
            xmlDictSize(parser->dict) <= MAX_KEPT_NAMES && xmlDictGetUsage(parser->dict) <= MAX_KEPT_BYTES;
 }
 
+void keepQuiet(void*, xmlErrorPtr) {}
+
 } // namespace
+
+Quiet::Quiet() : m_handler(xmlStructuredError), m_context(xmlStructuredErrorContext)
+{
+    xmlSetStructuredErrorFunc(nullptr, keepQuiet);
+}
+
+Quiet::~Quiet() { xmlSetStructuredErrorFunc(m_context, m_handler); }
 
 void ParserReturn::operator()(xmlParserCtxt* parser) const noexcept
 {
@@ -39,10 +47,12 @@ void ParserReturn::operator()(xmlParserCtxt* parser) const noexcept
 ParserPointer takeParser()
 {
     ParserPointer parser(g_kept.exchange(nullptr));
-    if (!parser)
+    if (!parser) {
+        const Quiet quiet;
         parser.reset(xmlNewParserCtxt());
+    }
     if (!parser)
-        throw std::bad_alloc();
+        throw NoParser();
     return parser;
 }
 

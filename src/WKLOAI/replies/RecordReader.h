@@ -27,7 +27,7 @@ public:
     /// A content of a gallery, whatever identifiers the record holds.
     void galleryContent(const xmlNode* node, WContent& content);
     void contentDetail(const xmlNode* node, WContent& content);
-    void thumbnails(const xmlNode* node, std::list<WMediaResource>& thumbnails);
+    std::list<WMediaResource> thumbnails(const xmlNode* node);
     WSize photoResolution(const xmlNode* node) const;
     WSize videoResolution(const xmlNode* node) const;
     void event(const xmlNode* node, WEvent& event);
@@ -36,15 +36,16 @@ public:
     // Groups and galleries.
     void group(const xmlNode* node, WGroup& group);
     void groupImage(const xmlNode* node, WGroup& group);
-    void gallery(const xmlNode* node, WKLGallery& gallery);
+    /// \param contents that have been read already.
+    void gallery(const xmlNode* node, WKLGallery& gallery, std::list<WContent> contents = {});
 
-    // People and comments. The person and the resource are made anew.
-    void shortUser(const xmlNode* node, WPerson& person);
-    void userImage(const xmlNode* node, WMediaResource& image);
+    // People and comments.
+    WPerson shortUser(const xmlNode* node);
+    WMediaResource userImage(const xmlNode* node);
     /// An image that is named after its field, when it has a URL.
-    void thumbnail(const xmlNode* node, const char* field, WMediaResource& image);
-    void namedImage(const xmlNode* node, const char* field, const STRING& uid, WMediaResource& image);
-    void fullUser(const xmlNode* node, WPerson& person);
+    WMediaResource thumbnail(const xmlNode* node, const char* field);
+    WMediaResource namedImage(const xmlNode* node, const char* field, const STRING& uid);
+    WPerson fullUser(const xmlNode* node);
     std::list<WPerson> fullUsers(const xmlNode* parent, const char* name);
     void comment(const xmlNode* node, WComment& comment);
     /// Appends the comment of an element that has an identifier. \return whether it has.
@@ -62,7 +63,7 @@ public:
     template <class Record> Record& append(std::list<Record>& records)
     {
         constexpr std::size_t LINKS = 3 * sizeof(void*); // of the list, and the allocation's own
-        m_budget.spend(sizeof(Record) + LINKS);
+        m_budget.spendOnRecord(sizeof(Record) + LINKS);
         return records.emplace_back();
     }
 
@@ -71,18 +72,20 @@ public:
     {
         m_buffer.assign(text);
         if (m_buffer.size() >= sizeof(STRING) / 2) // a shorter one lies within the record
-            m_budget.spend(m_buffer.size());
+            m_budget.spendOnText(m_buffer.size());
         return m_buffer;
     }
+    const STRING& str(const xml::Value& value) { return str(value.text()); }
 
 private:
     void galleryItem(const xmlNode* node, WContent& content);
     void boardMessage(const xmlNode* node, WContent& content);
     void calendarEvent(const xmlNode* node, WContent& content);
     void plainContent(const xmlNode* node, WContent& content);
-    void linkedEvents(const xmlNode* eventLink, WContent& content);
-    void commentsOf(const xmlNode* node, WContent& content);
-    void registrant(const xmlNode* firstUser, WPerson& person);
+    std::list<WEvent> linkedEvents(const xmlNode* eventLink);
+    std::list<WComment> commentsOf(const xmlNode* node);
+    /// The element to read a registrant from; null when there is none, and the record keeps the person that it has.
+    const xmlNode* registrant(const xmlNode* firstUser);
 
     const WContentProvider& provider() const { return m_reading.provider; }
     void setDownloader(WMediaResource& resource) const { m_reading.giveDownloader(resource, m_reading.facade); }

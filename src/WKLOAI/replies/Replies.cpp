@@ -80,14 +80,14 @@ WSTATUS parseUploadSlot(const STRING& payload, WContent& content)
         return walkEnvelope(
             document, {}, [](const xmlNode*) {},
             [&](const xmlNode* data) {
-                content.setUID(xml::entry(data, "contentId"));
-                content.setResourceURL(xml::entry(data, "uploadUrl"));
+                content.setUID(xml::entry(data, "contentId").text());
+                content.setResourceURL(xml::entry(data, "uploadUrl").text());
                 return Walk::GO_ON;
             });
     });
 }
 
-WSTATUS parseUserIdentity(const STRING& payload, STRING& userID)
+WSTATUS parseUserIdentity(const STRING& payload, std::optional<STRING>& userID)
 {
     return parsing([&] {
         Budget budget(payload.size());
@@ -95,7 +95,7 @@ WSTATUS parseUserIdentity(const STRING& payload, STRING& userID)
         const xmlNode* const root = document.root();
         if (!xml::isElement(root, "rsp") || std::string_view(xml::childText(root, "stat")) != "ok")
             return logFailure(wstatus::FAILED);
-        userID = xml::entry(root, "userId");
+        userID = xml::entry(root, "userId").text();
         return wstatus::OK;
     });
 }

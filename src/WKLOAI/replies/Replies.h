@@ -10,6 +10,7 @@
 #include "WKLOAI/replies/RecordReader.h"
 
 #include <libxml++/nodes/node.h>
+#include <optional>
 
 namespace W::replies {
 
@@ -23,8 +24,8 @@ WSTATUS parseReply(const Reading& reading, const STRING& payload, WContainer<WKL
 /// The slot that the service has reserved for an upload: identifier and address.
 WSTATUS parseUploadSlot(const STRING& payload, WContent& content);
 
-/// The identifier of the person who is signed in.
-WSTATUS parseUserIdentity(const STRING& payload, STRING& userID);
+/// The identifier of the person who is signed in; left alone by a reply that does not tell it.
+WSTATUS parseUserIdentity(const STRING& payload, std::optional<STRING>& userID);
 
 // The same lists from a tree that the caller has parsed; after a failure the container is empty.
 WSTATUS readTree(const Reading& reading, xmlpp::Node* node, WContainer<WContent>& contents, unsigned int& count);

@@ -7,29 +7,29 @@ namespace W::replies {
 
 namespace {
 
-enum ShortUserField { SHORT_ID, SHORT_NAME };
-constexpr FieldNames SHORT_USER({"userId", "userName"});
+#define SHORT_USER_FIELDS(FIELD)                                                                                                   \
+    FIELD(SHORT_ID, "userId")                                                                                                      \
+    FIELD(SHORT_NAME, "userName")
+WKLOAI_FIELD_TABLE(ShortUserField, SHORT_USER, SHORT_USER_FIELDS)
 
-enum FullUserField {
-    FULL_ID,
-    FULL_NAME,
-    PHONE_NUMBER,
-    FULL_IMAGE,
-    USER_STATUS,
-    CONTENT_DEL_FLAG,
-    COMMENT_DEL_FLAG,
-    USER_REGISTER_DATE
-};
-constexpr FieldNames FULL_USER({"id", "userName", "phoneNumber", "userImage", "userStatus", "contentDelFlag", "commentDelFlag",
-                                "userRegisterDate"});
+#define FULL_USER_FIELDS(FIELD)                                                                                                    \
+    FIELD(FULL_ID, "id")                                                                                                           \
+    FIELD(FULL_NAME, "userName")                                                                                                   \
+    FIELD(PHONE_NUMBER, "phoneNumber")                                                                                             \
+    FIELD(FULL_IMAGE, "userImage")                                                                                                 \
+    FIELD(USER_STATUS, "userStatus")                                                                                               \
+    FIELD(CONTENT_DEL_FLAG, "contentDelFlag")                                                                                      \
+    FIELD(COMMENT_DEL_FLAG, "commentDelFlag")                                                                                      \
+    FIELD(USER_REGISTER_DATE, "userRegisterDate")
+WKLOAI_FIELD_TABLE(FullUserField, FULL_USER, FULL_USER_FIELDS)
 
 } // namespace
 
-void RecordReader::shortUser(const xmlNode* node, WPerson& person)
+WPerson RecordReader::shortUser(const xmlNode* node)
 {
-    person = WPerson();
+    WPerson person;
     if (!node)
-        return;
+        return person;
     const Fields fields(SHORT_USER, node);
     person.setUID(str(fields[SHORT_ID]));
     person.setName(str(fields[SHORT_NAME]));
@@ -37,48 +37,53 @@ void RecordReader::shortUser(const xmlNode* node, WPerson& person)
     // The last picture in document order wins, whichever of the two forms it has.
     for (const xmlNode* child = node->children; child; child = child->next) {
         if (xml::isElement(child, "thumbnail")) {
-            userImage(child, person.photo());
+            person.setPhoto(userImage(child));
         } else if (xml::isElement(child, "userImage")) {
             for (const xmlNode* grandchild = child->children; grandchild; grandchild = grandchild->next)
                 if (xml::isElement(grandchild, "thumbnail"))
-                    userImage(grandchild, person.photo());
+                    person.setPhoto(userImage(grandchild));
         }
     }
+    return person;
 }
 
-void RecordReader::userImage(const xmlNode* node, WMediaResource& image) { thumbnail(node, "userImageThumbnail_72X72", image); }
+WMediaResource RecordReader::userImage(const xmlNode* node) { return thumbnail(node, "userImageThumbnail_72X72"); }
 
-void RecordReader::thumbnail(const xmlNode* node, const char* field, WMediaResource& image)
+WMediaResource RecordReader::thumbnail(const xmlNode* node, const char* field)
 {
-    namedImage(node, field, STRING(), image);
+    WMediaResource image = namedImage(node, field, STRING());
     if (!image.getResourceURL().empty())
         image.setUID(str(field));
+    return image;
 }
 
-void RecordReader::namedImage(const xmlNode* node, const char* field, const STRING& uid, WMediaResource& image)
+WMediaResource RecordReader::namedImage(const xmlNode* node, const char* field, const STRING& uid)
 {
-    image = WMediaResource();
+    WMediaResource image;
     if (!node)
-        return;
+        return image;
     image.setContentProvider(provider());
     image.setUID(uid);
     image.setResourceURL(str(xml::entry(node, field)));
     if (!image.getResourceURL().empty())
         setDownloader(image);
+    return image;
 }
 
-void RecordReader::fullUser(const xmlNode* node, WPerson& person)
+WPerson RecordReader::fullUser(const xmlNode* node)
 {
+    WPerson person;
     const Fields fields(FULL_USER, node);
     person.setUID(str(fields[FULL_ID]));
     person.setName(str(fields[FULL_NAME]));
     person.setPhoneNumber(str(fields[PHONE_NUMBER]));
-    namedImage(node, "userImage", person.getUID(), person.photo());
+    person.setPhoto(namedImage(node, "userImage", person.getUID()));
     person.setStatus(str(fields[USER_STATUS]));
     const xmlNode* const status = fields.child(USER_STATUS);
-    person.setStatusCode(str(status ? xml::entry(status, "code") : ""));
+    person.setStatusCode(status ? str(xml::entry(status, "code")) : str(""));
     person.setDelFlag(str(fields.isEmpty(CONTENT_DEL_FLAG) ? fields[COMMENT_DEL_FLAG] : fields[CONTENT_DEL_FLAG]));
     person.setRegisterDate(date(fields[USER_REGISTER_DATE]));
+    return person;
 }
 
 std::list<WPerson> RecordReader::fullUsers(const xmlNode* parent, const char* name)
@@ -86,24 +91,16 @@ std::list<WPerson> RecordReader::fullUsers(const xmlNode* parent, const char* na
     std::list<WPerson> people;
     if (!parent)
         return people;
-    WPerson person; // one for all: a match overwrites what it has fields for
     for (const xmlNode* child = parent->children; child && !cancelled(); child = child->next) {
         if (!xml::isElement(child, name))
             continue;
-        fullUser(child, person);
-        append(people) = person;
+        append(people) = fullUser(child);
     }
     if (cancelled())
         people.clear();
     return people;
 }
 
-void RecordReader::registrant(const xmlNode* firstUser, WPerson& person)
-{
-    if (!firstUser || cancelled())
-        return; // nobody: the record's person stays as it is
-    person = WPerson();
-    fullUser(firstUser, person);
-}
+const xmlNode* RecordReader::registrant(const xmlNode* firstUser) { return cancelled() ? nullptr : firstUser; }
 
 } // namespace W::replies

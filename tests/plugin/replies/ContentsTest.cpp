@@ -261,10 +261,11 @@ TEST_F(ContentReply, LeavesThumbnailsUnsetWithoutAThumbnailElement)
     ParsedDocument document("<content/>");
     WContent record;
     record.setGalleryID("g");
-    record.setUser(WPerson());
-    record.user().setName("before");
-    record.thumbnails().emplace_back().setUID("before");
-    record.events().emplace_back().setUID("before");
+    WPerson user;
+    user.setName("before");
+    record.setUser(user);
+    record.setThumbnails(std::list<WMediaResource>(1));
+    record.setEvents(std::list<WEvent>(1));
     record.setCommentCount(3);
     EXPECT_EQ(oai->parseContent(document.root(), record), 0);
     EXPECT_EQ(record.getThumbnails().size(), 1u);
@@ -347,7 +348,7 @@ TEST_F(ContentReply, EmptiesTheEventsForALinkWithoutAny)
     ParsedDocument document("<content><eventLink/></content>");
     WContent record;
     record.setGalleryID("g");
-    record.events().emplace_back();
+    record.setEvents(std::list<WEvent>(1));
     EXPECT_EQ(oai->parseContent(document.root(), record), 0);
     EXPECT_TRUE(record.getEvents().empty());
 }
@@ -359,14 +360,14 @@ TEST_F(ContentReply, ReplacesTheMessagesAndEventsOfARecord)
     ParsedDocument document("<content messageText='m' eventTitle='t'/>");
     WContent message;
     message.setMsgBoardID("b");
-    message.messages().resize(3);
+    message.setMessages(std::list<WMessage>(3));
     EXPECT_EQ(oai->parseContent(document.root(), message), 0);
     ASSERT_EQ(message.getMessages().size(), 1u);
     EXPECT_EQ(message.getMessages().front().getContentProvider().getID(), provider().getID());
 
     WContent event;
     event.setCalendarID("c");
-    event.events().resize(3);
+    event.setEvents(std::list<WEvent>(3));
     EXPECT_EQ(oai->parseContent(document.root(), event), 0);
     ASSERT_EQ(event.getEvents().size(), 1u);
     EXPECT_EQ(event.getEvents().front().getTitle(), "t");

@@ -173,21 +173,28 @@ TEST(ReplyEncoding, RefusesWhatIsNotValidInIt)
 
 TEST(ReplyBudget, IsBelowEightTimesALongReply)
 {
-    const std::size_t size = 10'000'000;
+    const std::size_t size = 20'000'000;
     Budget budget(size);
     EXPECT_EQ(budget.left(), 6 * size);
-    budget.spend(budget.left());
-    EXPECT_THROW(budget.spend(1), std::length_error);
+    budget.spendOnRecord(budget.left());
+    EXPECT_THROW(budget.spendOnRecord(1), std::length_error);
+    EXPECT_THROW(budget.spendOnText(1), std::length_error);
+    EXPECT_THROW(budget.spendOnTree(1), std::length_error);
 }
 
 TEST(ReplyBudget, IsGenerousToShortReplies)
 {
-    EXPECT_EQ(Budget(100).left(), 16u << 20);
+    EXPECT_EQ(Budget(100).left(), 20'000u * 4096u);
     Budget forTree(100);
-    forTree.spendOnTree(5u << 20);
+    forTree.spendOnTree(20'000u * 1024u);
     EXPECT_THROW(forTree.spendOnTree(1), std::length_error);
-    EXPECT_NO_THROW(forTree.spend(11u << 20));
-    EXPECT_THROW(forTree.spend(1), std::length_error);
+    EXPECT_NO_THROW(forTree.spendOnRecord(20'000u * 3072u));
+    EXPECT_THROW(forTree.spendOnRecord(1), std::length_error);
+    // But not to texts: one may be repeated in each of many records.
+    Budget forTexts(100);
+    forTexts.spendOnText(16u << 20);
+    EXPECT_THROW(forTexts.spendOnText(1), std::length_error);
+    EXPECT_NO_THROW(forTexts.spendOnRecord(20u << 20));
 }
 
 TEST(ReplyBudget, TakesBackWhatATreeReturns)
@@ -197,10 +204,15 @@ TEST(ReplyBudget, TakesBackWhatATreeReturns)
         budget.spendOnTree(1u << 20);
         budget.refundFromTree(1u << 20);
     }
-    EXPECT_EQ(budget.left(), 16u << 20);
+    EXPECT_EQ(budget.left(), 20'000u * 4096u);
 }
 
-TEST(ReplyBudget, HasNoLimitForOthersDocuments) { EXPECT_NO_THROW(Budget().spend(std::size_t{1} << 40)); }
+TEST(ReplyBudget, HasNoLimitForOthersDocuments)
+{
+    EXPECT_NO_THROW(Budget().spendOnRecord(std::size_t{1} << 40));
+    EXPECT_NO_THROW(Budget().spendOnText(std::size_t{1} << 40));
+    EXPECT_NO_THROW(Budget().spendOnTree(std::size_t{1} << 40));
+}
 
 // --- The tree
 
@@ -226,9 +238,9 @@ TEST_F(ReplyTree, LinksElementsAndAttributes)
     const xmlNode* const root = tree.close();
     EXPECT_EQ(root, tree.root());
     EXPECT_EQ(childrenOf(root), "x y");
-    EXPECT_STREQ(xml::entry(root, "a"), "1");
-    EXPECT_STREQ(xml::entry(root, "b"), "");
-    EXPECT_EQ(xml::attribute(root, "c"), nullptr);
+    EXPECT_STREQ(xml::entry(root, "a").text(), "1");
+    EXPECT_STREQ(xml::entry(root, "b").text(), "");
+    EXPECT_FALSE(xml::attribute(root, "c").exists());
     EXPECT_EQ(root->parent, nullptr);
 }
 
@@ -298,7 +310,7 @@ TEST_F(ReplyTree, ForgetsAnElementAndAllInIt)
     tree.attribute(nameOf("a"), "b");
     tree.close();
     EXPECT_EQ(childrenOf(tree.close()), "comment last");
-    EXPECT_STREQ(xml::entry(tree.root()->last, "a"), "b");
+    EXPECT_STREQ(xml::entry(tree.root()->last, "a").text(), "b");
 }
 
 TEST_F(ReplyTree, KeepsWhatStandsBesideAForgottenElement)
@@ -361,7 +373,7 @@ TEST_F(ReplyTree, ResolvesTheAmpersandsOfAnAttribute)
     tree.open(nameOf("root"));
     tree.attribute(nameOf("a"), "x&#38;y&#38;#38;z&#38;");
     tree.close();
-    EXPECT_STREQ(xml::entry(tree.root(), "a"), "x&y&#38;z&");
+    EXPECT_STREQ(xml::entry(tree.root(), "a").text(), "x&y&#38;z&");
 }
 
 // --- Documents

@@ -78,7 +78,7 @@ void expectField(W::WKLOAI& oai, const RecordKind<Record>& kind, const Field<Rec
     EXPECT_EQ(field.get(kind.read(oai, xml)), expected);
 }
 
-/// Walks a table: every field in both shapes, absent, empty, twice, and as attribute and child.
+/// Walks a table: every field in both shapes, absent, empty, twice, with a prefix, and as attribute and child.
 template <class Record> void expectFields(W::WKLOAI& oai, const RecordKind<Record>& kind)
 {
     for (const Field<Record>& field : kind.fields) {
@@ -102,6 +102,12 @@ template <class Record> void expectFields(W::WKLOAI& oai, const RecordKind<Recor
         // The attribute wins, and so it does when it is empty.
         expect(with({{field.name, field.text}}, {field.otherText}), field.expected);
         expect(with({{field.name, ""}}, {field.otherText}), field.whenEmpty);
+        // An attribute with a prefix is called something else.
+        const STRING prefixed = STRING("k:") + field.name;
+        expect(with({{"xmlns:k", "urn:k"}, {prefixed, field.text}}, {}), field.whenEmpty);
+        expect(with({{"xmlns:k", "urn:k"}, {prefixed, field.otherText}, {field.name, field.text}}, {}), field.expected);
+        expect(with({{"xmlns:k", "urn:k"}, {prefixed, field.otherText}}, {field.text}), field.expected);
+        expect(with({{STRING("xml:") + field.name, "n1"}}, {}), field.whenEmpty);
         // Only the first child of the name counts.
         expect(with({}, {field.text, field.otherText}), field.expected);
         expect(with({}, {"", field.otherText}), field.whenEmpty);

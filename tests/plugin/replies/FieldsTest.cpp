@@ -504,3 +504,29 @@ TEST_F(ReplyFields, AreComparedByteForByte)
         EXPECT_EQ(content(dataReply(element)).getDescription(), "") << element;
     }
 }
+
+// --- References to entities, in a document that the caller has parsed
+
+TEST_F(ReplyFields, ReadAllOfAValueWithReferences)
+{
+    ParsedDocument document(
+        "<!DOCTYPE data [<!ENTITY who 'Ada &#x26;#38; Ben'>]>"
+        "<data><group groupId='g&who;' groupName='of &who;'><groupMaster userId='&who;' userName='&who;!'/></group></data>");
+    WContainer<WGroup> groups;
+    unsigned int count = 0;
+    ASSERT_EQ(oai->parseGroups(document.root(), groups, count), 0);
+    ASSERT_EQ(count, 1u);
+    const WGroup& group = groups.getData().front();
+    EXPECT_EQ(group.getUID(), "gAda & Ben");
+    EXPECT_EQ(group.getName(), "of Ada & Ben");
+    EXPECT_EQ(group.getMaster().getUID(), "Ada & Ben");
+    EXPECT_EQ(group.getMaster().getName(), "Ada & Ben!");
+
+    ParsedDocument contents(
+        "<!DOCTYPE data [<!ENTITY one '1'>]><data><content contentId='c&one;' contentDesc='&one;&one;'/></data>");
+    WContainer<WContent> list;
+    ASSERT_EQ(oai->parseContents(contents.root(), list, count), 0);
+    ASSERT_EQ(count, 1u);
+    EXPECT_EQ(list.getData().front().getUID(), "c1");
+    EXPECT_EQ(list.getData().front().getDescription(), "11");
+}

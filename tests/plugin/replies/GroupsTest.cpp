@@ -284,7 +284,7 @@ TEST_F(GalleryReply, ReadsOneGalleryOfATree)
     ParsedDocument document("<gallery><content id='1' contentExt='jpg' contentType='photo'/></gallery>");
     WKLGallery record;
     record.setUID("g");
-    record.contents().resize(3);
+    record.setContents(std::list<WContent>(3));
     EXPECT_EQ(oai->parseGallery(document.root(), record), 0);
     ASSERT_EQ(contentsOf(record), std::vector<STRING>{"1"});
     EXPECT_EQ(record.getContents().front().getGalleryID(), "g");

@@ -2,11 +2,14 @@
 // The parser that is kept from one reply to the next: when it is, and that no reply shows in the one after it.
 #include "WKLOAI/replies/Parser.h"
 #include "KLService/Xml.h"
+#include "WKLOAI/WKLOAI.h"
 #include "WKLOAI/replies/Document.h"
 #include "WKLOAI/replies/Guard.h"
+#include "support/CaptureStdout.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
+#include <libxml/xmlmemory.h>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -149,7 +152,7 @@ TEST_F(ReplyParser, TakesNothingFromOneReplyToTheNext)
         Budget budget(100);
         const Document document("<rsp>a&amp;b <data k=' v '/></rsp>", budget);
         EXPECT_STREQ(xml::firstText(document.root()), "a&b ") << first.reply;
-        EXPECT_STREQ(xml::entry(document.root()->last, "k"), " v ") << first.reply;
+        EXPECT_STREQ(xml::entry(document.root()->last, "k").text(), " v ") << first.reply;
     }
 }
 
@@ -182,4 +185,69 @@ TEST_F(ReplyParser, ServesManyThreads)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(failures, 0);
+}
+
+// --- No parser at all
+
+namespace {
+
+/// Lets libxml2 have no memory: no parser can be made.
+class NoMemoryForParsers {
+public:
+    NoMemoryForParsers()
+    {
+        xmlMemGet(&m_free, &m_malloc, &m_realloc, &m_strdup);
+        freeKeptParser();
+        xmlMemSetup(
+            m_free, [](std::size_t) -> void* { return nullptr; }, [](void*, std::size_t) -> void* { return nullptr; },
+            [](const char*) -> char* { return nullptr; });
+    }
+    ~NoMemoryForParsers() { xmlMemSetup(m_free, m_malloc, m_realloc, m_strdup); }
+    NoMemoryForParsers(const NoMemoryForParsers&) = delete;
+    NoMemoryForParsers& operator=(const NoMemoryForParsers&) = delete;
+
+private:
+    xmlFreeFunc m_free = nullptr;
+    xmlMallocFunc m_malloc = nullptr;
+    xmlReallocFunc m_realloc = nullptr;
+    xmlStrdupFunc m_strdup = nullptr;
+};
+
+} // namespace
+
+// A reply that nobody could look at is no failed one.
+TEST_F(ReplyParser, GivesZeroAndTouchesNothingWhenNoneCanBeMade)
+{
+    WKLOAI oai;
+    test::CaptureStdout reports;
+    unsigned int count = 4711;
+    WContainer<WContent> contents;
+    contents.data().resize(2);
+    WContent content;
+    content.setUID("before");
+    WContainer<WGroup> groups;
+    WContainer<WComment> comments;
+    WContainer<WKLGallery> galleries;
+    std::vector<WSTATUS> statuses;
+    const STRING good = "<rsp><result><stat>fail</stat></result><data><content contentId='1'/><groupId>1</groupId></data></rsp>";
+    for (const STRING& body : {good, STRING("no document"), STRING()}) {
+        const NoMemoryForParsers none;
+        statuses = {oai.parseString(body, contents, count),  oai.parseString(body, content),
+                    oai.parseString(body, groups, count),    oai.parseString(body, comments, count),
+                    oai.parseString(body, galleries, count), oai.parseString(body),
+                    oai.parseAuthStatus(body, nullptr),      oai.parseLoginStatus(body, nullptr),
+                    oai.parseRegisterStatus(body, nullptr)};
+        EXPECT_EQ(statuses, std::vector<WSTATUS>(9, 0)) << body;
+    }
+    EXPECT_EQ(count, 4711u);
+    EXPECT_EQ(contents.getData().size(), 2u);
+    EXPECT_EQ(contents.getCount(), -1);
+    EXPECT_EQ(content.getUID(), "before");
+    EXPECT_FALSE(oai.service()->isLoggedIn());
+    EXPECT_EQ(oai.service()->getUserID(), "");
+    EXPECT_EQ(reports.text(), "");
+
+    // With memory again it reads, and fails, as ever.
+    EXPECT_EQ(oai.parseString(good, contents, count), -16);
+    EXPECT_EQ(oai.parseAuthStatus(good, nullptr), -208);
 }

@@ -98,14 +98,15 @@ TEST_F(PersonReply, ReadsUsersOfThatNameOnly)
 
 TEST_F(PersonReply, LeavesNothingOfOneUserInTheNext)
 {
-    // One person serves for all of them, and each is read whole.
     const std::vector<WPerson> people = fullUsers(
         "<member id='1' userName='Anna' phoneNumber='5' userImage='u' contentDelFlag='Y' userRegisterDate='2010-05-05T07:04:09Z'>"
         "<userStatus code='3'>away</userStatus></member><member/>");
     ASSERT_EQ(people.size(), 2u);
     EXPECT_EQ(people[0].getStatusCode(), "3");
     WPerson expected;
-    expected.photo().setContentProvider(provider());
+    WMediaResource photo;
+    photo.setContentProvider(provider());
+    expected.setPhoto(photo);
     EXPECT_EQ(dump(people[1]), dump(expected));
 }
 

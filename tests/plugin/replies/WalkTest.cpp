@@ -260,10 +260,11 @@ TEST_F(ReplyWalk, SeesElementsOnlyInTheEnvelope)
     EXPECT_EQ(commented.uids(), std::vector<STRING>{"1"});
 }
 
+// Elements go by their names, whatever their namespace; an attribute with a prefix is none of the service's.
 TEST_F(ReplyWalk, ReadsNamesInNamespaces)
 {
     const STRING body = "<k:rsp xmlns:k='urn:k' xmlns='urn:d'><k:result><k:stat>ok</k:stat></k:result><data><k:content "
-                        "k:contentId='1' contentType='photo'><contentDesc>d</contentDesc></k:content></data></k:rsp>";
+                        "contentId='1' k:contentId='2' contentType='photo'><contentDesc>d</contentDesc></k:content></data></k:rsp>";
     const WContent record = content(body);
     EXPECT_EQ(record.getUID(), "1");
     EXPECT_EQ(record.getType(), "photo");

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+/// \file The root of plugins.
+#ifndef TELEVISION_W_WPLUGIN_H
+#define TELEVISION_W_WPLUGIN_H
+
+#include "W/WTypes.h"
+
+namespace W {
+
+class WPlugin {
+public:
+    virtual bool isValid() const;
+    virtual ~WPlugin();
+
+protected:
+    WPlugin();
+};
+
+} // namespace W
+
+#endif

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+/// \file Statuses: numbers, and a routine that names them.
+#ifndef TELEVISION_W_WSTATUS_H
+#define TELEVISION_W_WSTATUS_H
+
+#include "W/WTypes.h"
+
+namespace W {
+
+const char* WSTATUS2STRING(unsigned int status);
+
+} // namespace W
+
+#endif
