@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The status mappings, each table walked whole.
 #include "KLService/KLService.h"
+#include "W/WStatus.h"
 
 #include <gtest/gtest.h>
 #include <map>
