@@ -16,16 +16,12 @@ const STRING& KLService::getBaseURL()
     return URL;
 }
 
-KLService::KLService(const STRING& name, const WContentProvider& provider)
-    : m_name(name),
-      m_signedOut(Session::signedOut()),
+KLService::KLService(const STRING&, const WContentProvider& provider)
+    : m_signedOut(Session::signedOut()),
       m_session(m_signedOut),
       m_delegator(HttpDelegator::getInstance()),
       m_requestID(provider.getID())
 {
-    pthread_mutex_init(&m_listMutex, nullptr);
-    pthread_mutex_init(&m_transferMutex, nullptr);
-    forgetTransfer();
 }
 
 KLService::~KLService()
@@ -35,8 +31,6 @@ KLService::~KLService()
         close();
     for (WException* exception : m_exceptions)
         delete exception;
-    pthread_mutex_destroy(&m_listMutex);
-    pthread_mutex_destroy(&m_transferMutex);
 }
 
 void KLService::addARGS(KLServiceArgs* args)

@@ -12,9 +12,6 @@ namespace W {
 
 WKLOAI::WKLOAI() : WKinloomOAI(WContentProvider("Kinloom", service_type::KINLOOM))
 {
-    pthread_mutex_init(&m_commandMutex, nullptr);
-    pthread_mutex_init(&m_cancelMutex, nullptr);
-    cleanupCMD();
     m_pService = new (std::nothrow) KLService("Kinloom", getContentProvider());
     if (m_pService) {
         m_pService->setFnCallbackPtr(cbFnRequestCompleted);
@@ -33,8 +30,6 @@ WKLOAI::~WKLOAI()
     cleanupCMD();
     delete m_pService;
     m_pService = nullptr;
-    pthread_mutex_destroy(&m_commandMutex);
-    pthread_mutex_destroy(&m_cancelMutex);
     m_cancelCallback = nullptr;
 }
 

@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <list>
-#include <pthread.h>
 #include <set>
 
 /// What the library shows its host; everything else in it stays hidden.
@@ -117,7 +116,8 @@ public:
     void cbCommentViewDone(SESSION_STATUS status, const HttpResponse& response, CommentViewCMD* command);
 
     // ---- Downloads, cancel, progress ----
-    WSTATUS cancel(const WContentProvider& provider, WStatusCallback callback, VOID* userData) override;
+    WSTATUS cancel(const WContentProvider& provider, WStatusCallback callback, VOID* userData) override
+        KLSERVICE_EXCLUDES(m_cancelMutex);
     WSTATUS download(const WContentProvider& provider, const STRING& url, const STRING& directory, const STRING& fileName,
                      KLFileCallback callback, VOID* userData) override;
     WSTATUS progressStatus(const WContentProvider& provider, double& done, double& total, VOID* userData) override;
@@ -126,19 +126,19 @@ public:
     void cbDownloadDone(SESSION_STATUS status, const HttpResponse& response, KLDownloadCMD* command);
 
     // ---- Registry ----
-    void addCMD(KLServiceCMD* command);
+    void addCMD(KLServiceCMD* command) KLSERVICE_EXCLUDES(m_commandMutex);
     /// Unlinks one entry of that value; the pointer is compared, never followed, and need not be in the list.
-    void cleanupCMD(KLServiceCMD* command);
-    void cleanupCMD();
+    void cleanupCMD(KLServiceCMD* command) KLSERVICE_EXCLUDES(m_commandMutex);
+    void cleanupCMD() KLSERVICE_EXCLUDES(m_commandMutex);
     /// The number of commands in flight.
-    std::size_t countCMD();
+    std::size_t countCMD() KLSERVICE_EXCLUDES(m_commandMutex);
 
-    void cancelFlagReset();
+    void cancelFlagReset() KLSERVICE_EXCLUDES(m_cancelMutex);
     /// Calls the pending cancel callback, if there is one, and forgets it.
-    void cbCancelDone(int status, VOID* userData);
+    void cbCancelDone(int status, VOID* userData) KLSERVICE_EXCLUDES(m_cancelMutex);
     bool isCancelRequested() const { return m_cancelRequested.load(std::memory_order_acquire); }
     /// Clears the cancel flag. \return whether it was set.
-    bool takeCancel();
+    bool takeCancel() KLSERVICE_EXCLUDES(m_cancelMutex);
     bool hasCancelCallback() const { return m_cancelCallback.load() != nullptr; }
 
     /// The service, or null when it could not be allocated.
@@ -189,11 +189,15 @@ public:
 private:
     WSTATUS parseSignIn(const STRING& payload);
 
-    KLService* m_pService = nullptr;         // owned
-    pthread_mutex_t m_commandMutex;          // guards m_commands
-    pthread_mutex_t m_cancelMutex;           // taken by every writer of m_cancelRequested; parsers read the flag without it
-    std::multiset<KLServiceCMD*> m_commands; // a search for one of many: a flush takes out each of them
-    std::atomic<bool> m_cancelRequested{false};
+    KLService* m_pService = nullptr; // owned
+
+    Mutex m_commandMutex;
+    // A multiset, not a list: a flush takes out one command after the other, and each would have to be looked for among all. Like a
+    // list it keeps a command that is entered twice, and gives up one entry at a time.
+    std::multiset<KLServiceCMD*> m_commands KLSERVICE_GUARDED_BY(m_commandMutex);
+
+    mutable Mutex m_cancelMutex;
+    std::atomic<bool> m_cancelRequested{false}; // written under the cancel mutex; parsers read it without
     std::atomic<WStatusCallback> m_cancelCallback{nullptr};
 };
 
