@@ -134,12 +134,13 @@ public:
     std::size_t countCMD() KLSERVICE_EXCLUDES(m_commandMutex);
 
     void cancelFlagReset() KLSERVICE_EXCLUDES(m_cancelMutex);
-    /// Calls the pending cancel callback, if there is one, and forgets it.
+    /// Calls the pending cancel callback, if there is one, and then forgets it. One that another cancel stores meanwhile stays
+    /// pending, even when it is the same function.
     void cbCancelDone(int status, VOID* userData) KLSERVICE_EXCLUDES(m_cancelMutex);
     bool isCancelRequested() const { return m_cancelRequested.load(std::memory_order_acquire); }
     /// Clears the cancel flag. \return whether it was set.
     bool takeCancel() KLSERVICE_EXCLUDES(m_cancelMutex);
-    bool hasCancelCallback() const { return m_cancelCallback.load() != nullptr; }
+    bool hasCancelCallback() const KLSERVICE_EXCLUDES(m_cancelMutex);
 
     /// The service, or null when it could not be allocated.
     KLService* service() const { return m_pService; }
@@ -198,7 +199,9 @@ private:
 
     mutable Mutex m_cancelMutex;
     std::atomic<bool> m_cancelRequested{false}; // written under the cancel mutex; parsers read it without
-    std::atomic<WStatusCallback> m_cancelCallback{nullptr};
+    WStatusCallback m_cancelCallback KLSERVICE_GUARDED_BY(m_cancelMutex) = nullptr;
+    // Of the stored callback: counted up by each cancel that stores one, since two may store the same function.
+    std::uint64_t m_cancelNumber KLSERVICE_GUARDED_BY(m_cancelMutex) = 0;
 };
 
 } // namespace W
