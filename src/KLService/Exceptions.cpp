@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The challenges that the service puts to the user before it lets a device in.
 #include "KLService/Dispatch.h"
-#include "KLService/Lock.h"
 
 #include <algorithm>
 #include <new>

@@ -6,6 +6,7 @@
 #include "KLService/HostValues.h"
 #include "KLService/KLServiceCMD.h"
 #include "KLService/Lock.h"
+#include "KLService/ServiceLink.h"
 #include "KLService/Session.h"
 
 #include <atomic>
@@ -40,15 +41,15 @@ enum GSTATUS : UINT32 {
 
 /// The context of one queued request: whose it is, and what it is for. Owns the command while the request lives.
 struct KLServiceArgs {
-    KLServiceArgs() = default;
-    KLServiceArgs(KLService* owner, KLServiceCMD* cmd) : service(owner), command(cmd) {}
+    /// \p owner must live now; it may end before the context does.
+    KLServiceArgs(KLService* owner, KLServiceCMD* cmd);
 
-    KLService* service = nullptr;
-    KLServiceCMD* command = nullptr;
+    std::shared_ptr<ServiceLink> link; // to the service
+    KLServiceCMD* command;
 };
 
 /// The transport's completion, run by the host on its worker: hands the reply and the command to the routine that was registered
-/// with the service, then frees request, context and command.
+/// with the service, then frees request, context and command. When the service has ended, it only frees them.
 /// \param context the request's KLServiceArgs; null does nothing at all.
 void cbKLFnCallback(SESSION_STATUS status, HttpRequest* request, VOID* context);
 
@@ -122,6 +123,10 @@ public:
     WSTATUS flushHttpRequests() KLSERVICE_EXCLUDES(m_listMutex, m_transferMutex);
     /// Ends the traffic for good: refuses every further request with -3 and drops those in flight. When it returns, no completion
     /// of this service runs or can start. Not to be called from inside one.
+    ///
+    /// A host may keep requests although it is asked to drop them. Such a request is cut off from the service, which may end then:
+    /// whenever the host completes or deletes it, its command is freed and nobody is called. The code that does so stays in the
+    /// process for that, even if the host unloads the plugin.
     void close() KLSERVICE_EXCLUDES(m_listMutex, m_transferMutex);
 
     // ---- Live requests ----
@@ -129,6 +134,8 @@ public:
     void addARGS(KLServiceArgs* args) KLSERVICE_EXCLUDES(m_listMutex);
     /// Unlinks a context and, only if it was linked, frees its command and itself.
     void cleanupARGS(KLServiceArgs* args) KLSERVICE_EXCLUDES(m_listMutex);
+    /// What every context of this service holds.
+    const std::shared_ptr<ServiceLink>& link() const { return m_link; }
 
     // ---- Statuses: pure functions ----
 
@@ -231,7 +238,10 @@ private:
     void beginCompletion(const HttpRequest* request) KLSERVICE_EXCLUDES(m_transferMutex);
     void endTransfer(const HttpRequest* request) KLSERVICE_EXCLUDES(m_transferMutex);
     bool hasLiveRequests() KLSERVICE_EXCLUDES(m_listMutex);
+    std::uint64_t removals() KLSERVICE_EXCLUDES(m_listMutex);
+    void dropRequests() KLSERVICE_EXCLUDES(m_listMutex, m_transferMutex);
 
+    const std::shared_ptr<ServiceLink> m_link; // shared with every context
     const std::shared_ptr<const Session> m_signedOut;
     std::shared_ptr<const Session> m_session; // read and replaced atomically
     CompletionRoutine m_completion = nullptr;
@@ -244,6 +254,7 @@ private:
     // A multiset, not a list: a flush takes out one context after the other, and each would have to be looked for among all. Like a
     // list it keeps a context that is entered twice, and gives up one entry at a time.
     std::multiset<KLServiceArgs*> m_liveArgs KLSERVICE_GUARDED_BY(m_listMutex);
+    std::uint64_t m_removals KLSERVICE_GUARDED_BY(m_listMutex) = 0; // from m_liveArgs, ever
     std::list<WException*> m_exceptions KLSERVICE_GUARDED_BY(m_listMutex);
     // The last states, newest first. Every change of m_session is made under the mutex too.
     std::list<std::shared_ptr<const Session>> m_sessions KLSERVICE_GUARDED_BY(m_listMutex);
