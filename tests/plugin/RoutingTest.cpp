@@ -2,6 +2,7 @@
 // From a completed request to the handler of its command.
 #include "plugin/support/Commands.h"
 #include "plugin/support/Facade.h"
+#include "plugin/support/Operations.h"
 
 #include <set>
 
@@ -42,6 +43,18 @@ TEST_F(Routing, KnowsEveryKeyButTheOneThatSendsNothing)
     for (UINT32 key = 0; key < CMD_KEYS; ++key)
         EXPECT_EQ(keys.erase(key), key == NO_COMMAND ? 0u : 1u) << key;
     EXPECT_THAT(keys, testing::IsEmpty());
+}
+
+TEST_F(Routing, HasAnOperationForEveryCommandThatIsSent)
+{
+    std::multiset<UINT32> sent;
+    for (const CommandCase& command : commands())
+        if (command.isSent)
+            sent.insert(command.key);
+    std::multiset<UINT32> started;
+    for (const OperationCase& operation : operations())
+        started.insert(operation.key);
+    EXPECT_EQ(started, sent);
 }
 
 TEST_F(Routing, IgnoresKeysWithoutAHandler)
