@@ -77,6 +77,8 @@ void refuseNext(WSTATUS status, std::size_t times) { Stage::instance().refuseNex
 void refuseAll(WSTATUS status) { Stage::instance().refuseAll(status); }
 void checkRequests(bool check) { Stage::instance().checkRequests(check); }
 void failConstruction(std::size_t after) { Stage::instance().failConstruction(after); }
+void flushWith(Flush flush) { Stage::instance().flushWith(flush); }
+std::size_t deleteDropped() { return Stage::instance().deleteDropped(); }
 bool answer(std::size_t number, const Answer& answer) { return Stage::instance().answer(number, answer); }
 std::size_t answerHeld(const Answer& answer) { return Stage::instance().answerHeld(answer); }
 bool setProgress(std::size_t number, double done, double total) { return Stage::instance().setProgress(number, done, total); }

@@ -12,6 +12,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace W {
 namespace fake {
@@ -40,6 +41,8 @@ public:
     void refuseAll(WSTATUS status);
     void checkRequests(bool check);
     void failConstruction(std::size_t after);
+    void flushWith(Flush flush);
+    std::size_t deleteDropped();
     bool answer(std::size_t number, const Answer& answer);
     std::size_t answerHeld(const Answer& answer);
     bool setProgress(std::size_t number, double done, double total);
@@ -64,6 +67,7 @@ private:
         WSTATUS refusal = 0;
         std::size_t refusalsLeft = 0; ///< 0 with a refusal: all
         bool checks = true;
+        Flush flush = Flush::DELETES;
         std::optional<std::size_t> constructionsUntilFailure;
 
         std::vector<Seen> seen;
@@ -88,14 +92,16 @@ private:
     HttpRequest* waiting(std::size_t number);
     void startWorker();
     void run();
-    void drop(Lock& lock, unsigned long long id, std::uint64_t before, bool all);
+    template <class Pick> std::vector<HttpRequest*> takeOut(Lock& lock, Pick&& picks);
+    void destroy(Lock& lock, unsigned long long id, const std::vector<HttpRequest*>& doomed);
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
     Script m_script;
     std::map<HttpRequest*, Job> m_jobs;
-    http::RequestList m_held;  ///< queued requests without an answer
-    http::RequestList m_ready; ///< queued requests whose completions are due
+    http::RequestList m_held;            ///< queued requests without an answer
+    http::RequestList m_ready;           ///< queued requests whose completions are due
+    std::vector<HttpRequest*> m_dropped; ///< taken out by a flush, and not deleted yet
     std::map<unsigned long long, std::size_t> m_deleting;
     bool m_completing = false;
     unsigned long long m_completingID = 0;

@@ -3,7 +3,6 @@
 #include "fake/Stage.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace W {
 namespace fake {
@@ -13,26 +12,28 @@ namespace {
 /// How many flushes of this thread are deleting requests: a destructor may flush too.
 thread_local int t_deleting = 0;
 
-constexpr std::uint64_t EVER = std::numeric_limits<std::uint64_t>::max();
-
 } // namespace
 
-/// Takes queued requests out and deletes them, in the order of their queueing and without the mutex.
-void Stage::drop(Lock& lock, unsigned long long id, std::uint64_t before, bool all)
+/// Takes queued requests out. \return them in the order of their queueing.
+template <class Pick> std::vector<HttpRequest*> Stage::takeOut(Lock&, Pick&& picks)
 {
-    const auto picks = [&](const HttpRequest& request) {
-        return (all || request.getID() == id) && request.impl().sequence < before;
-    };
     http::RequestList picked;
     m_held.moveTo(picked, picks);
     m_ready.moveTo(picked, picks);
-    std::vector<HttpRequest*> doomed;
+    std::vector<HttpRequest*> taken;
     while (HttpRequest* const request = picked.takeFirst()) {
         m_jobs.erase(request);
-        doomed.push_back(request);
+        taken.push_back(request);
     }
-    std::sort(doomed.begin(), doomed.end(),
+    std::sort(taken.begin(), taken.end(),
               [](const HttpRequest* a, const HttpRequest* b) { return a->impl().sequence < b->impl().sequence; });
+    return taken;
+}
+
+/// Deletes requests without the mutex.
+/// \param id whose flushes wait for that.
+void Stage::destroy(Lock& lock, unsigned long long id, const std::vector<HttpRequest*>& doomed)
+{
     ++m_deleting[id];
     lock.unlock();
     ++t_deleting;
@@ -48,21 +49,45 @@ void Stage::flush(unsigned long long id)
 {
     Lock lock(m_mutex);
     m_script.flushes.push_back(id);
+    if (m_script.flush == Flush::KEEPS)
+        return;
     const std::uint64_t before = m_nextSequence;
-    drop(lock, id, before, false);
+    const std::vector<HttpRequest*> taken =
+        takeOut(lock, [&](const HttpRequest& request) { return request.getID() == id && request.impl().sequence < before; });
+    if (m_script.flush == Flush::DEFERS) {
+        m_dropped.insert(m_dropped.end(), taken.begin(), taken.end());
+        return;
+    }
+    destroy(lock, id, taken);
     if (onWorker() || t_deleting > 0)
         return;
     m_changed.wait(lock,
                    [&] { return m_deleting[id] == 0 && !(m_completing && m_completingID == id && m_completingSequence < before); });
 }
 
+void Stage::flushWith(Flush flush)
+{
+    const Lock lock(m_mutex);
+    m_script.flush = flush;
+}
+
+std::size_t Stage::deleteDropped()
+{
+    Lock lock(m_mutex);
+    const std::vector<HttpRequest*> dropped = std::move(m_dropped);
+    m_dropped.clear();
+    destroy(lock, 0, dropped);
+    return dropped.size();
+}
+
 void Stage::reset()
 {
+    deleteDropped();
     Lock lock(m_mutex);
     for (auto& [request, job] : m_jobs)
         if (job.executed && !job.ready)
             makeReady(*request, job, failure(SESSION_CANCELLED));
-    drop(lock, 0, EVER, true);
+    destroy(lock, 0, takeOut(lock, [](const HttpRequest&) { return true; }));
     if (!onWorker())
         m_changed.wait(lock, [&] { return !m_completing; });
     m_script = Script();

@@ -95,6 +95,17 @@ void checkRequests(bool check);
 /// Has the constructor of HttpRequest throw std::bad_alloc: the next one, or the one after so many others.
 void failConstruction(std::size_t after = 0);
 
+/// What a flush does with the requests that it is asked to drop.
+enum class Flush {
+    DELETES, ///< deletes them, and waits for the completion that runs, as W/Http.h has it
+    KEEPS,   ///< leaves them where they are, and waits for nothing
+    DEFERS,  ///< takes them out, leaves their deletion to deleteDropped(), and waits for nothing
+};
+/// Has every flush do that; at first they delete.
+void flushWith(Flush flush);
+/// Deletes on the calling thread what flushes have taken out and not deleted. \return how many.
+std::size_t deleteDropped();
+
 /// Ends a request that waits. \return false when it does not wait (any more).
 bool answer(std::size_t number, const Answer& answer);
 /// Lets all requests that wait end, in their order. \return how many.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The challenges that the service puts to the user before it lets a device in.
 #include "KLService/Dispatch.h"
-#include "KLService/Lock.h"
 
 #include <algorithm>
 #include <new>
@@ -16,9 +15,11 @@ WSTATUS KLService::setException(const WContentProvider& provider, ExceptionType_
     try {
         auto exception = std::make_unique<WCaptchaException>();
         exception->setContentProvider(provider);
-        exception->data().user = user;
-        exception->data().secret = secret;
-        exception->data().challenge = plainErrorCode(response.getPayload());
+        // The host names the four texts; they are known by their order.
+        auto& [asker, password, challenge, answer] = exception->data();
+        asker = user;
+        password = secret;
+        challenge = plainErrorCode(response.getPayload());
         Lock lock(m_listMutex);
         m_exceptions.push_back(exception.get());
         exception.release();
@@ -55,8 +56,8 @@ WSTATUS KLService::resolveException(WException* exception, const STRING& url, co
         logServiceError(wstatus::INVALID_ARGUMENT, log_line::RESOLVE_BAD_TYPE);
         return wstatus::OK;
     }
-    const WCaptchaException::Data& data = captcha->data();
-    const WSTATUS status = login(data.user, data.secret, data.challenge, data.answer, url, headers, body, command);
+    const auto& [user, secret, challenge, answer] = captcha->data();
+    const WSTATUS status = login(user, secret, challenge, answer, url, headers, body, command);
     if (status < 0)
         logServiceError(status, log_line::RESOLVE_FAILED);
     return wstatus::OK;

@@ -2,8 +2,6 @@
 // The service object: its life, and the requests that live in it.
 #include "KLService/KLService.h"
 
-#include "KLService/Lock.h"
-
 #ifndef KINLOOM_ENDPOINT
 #error "KINLOOM_ENDPOINT must name the service's default endpoint"
 #endif
@@ -16,27 +14,24 @@ const STRING& KLService::getBaseURL()
     return URL;
 }
 
-KLService::KLService(const STRING& name, const WContentProvider& provider)
-    : m_name(name),
+KLServiceArgs::KLServiceArgs(KLService* owner, KLServiceCMD* cmd) : link(owner->link()), command(cmd) {}
+
+KLService::KLService(const STRING&, const WContentProvider& provider)
+    : m_link(std::make_shared<ServiceLink>(*this)),
       m_signedOut(Session::signedOut()),
       m_session(m_signedOut),
       m_delegator(HttpDelegator::getInstance()),
       m_requestID(provider.getID())
 {
-    pthread_mutex_init(&m_listMutex, nullptr);
-    pthread_mutex_init(&m_transferMutex, nullptr);
-    forgetTransfer();
 }
 
 KLService::~KLService()
 {
-    // A request must not outlive its service. The facade has closed already; a service that stands alone does it here.
-    if (hasLiveRequests())
+    // No request may reach a service that is gone. The facade has closed already; a service that stands alone does it here.
+    if (!m_closed)
         close();
     for (WException* exception : m_exceptions)
         delete exception;
-    pthread_mutex_destroy(&m_listMutex);
-    pthread_mutex_destroy(&m_transferMutex);
 }
 
 void KLService::addARGS(KLServiceArgs* args)
@@ -51,6 +46,12 @@ bool KLService::hasLiveRequests()
     return !m_liveArgs.empty();
 }
 
+std::uint64_t KLService::removals()
+{
+    Lock lock(m_listMutex);
+    return m_removals;
+}
+
 void KLService::cleanupARGS(KLServiceArgs* args)
 {
     {
@@ -59,6 +60,7 @@ void KLService::cleanupARGS(KLServiceArgs* args)
         if (found == m_liveArgs.end())
             return;
         m_liveArgs.erase(found);
+        ++m_removals;
     }
     // Outside the lock: a command's destructor may be anybody's code.
     delete args->command;

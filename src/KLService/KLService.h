@@ -4,6 +4,8 @@
 #define KLSERVICE_KLSERVICE_H
 
 #include "KLService/KLServiceCMD.h"
+#include "KLService/Lock.h"
+#include "KLService/ServiceLink.h"
 #include "KLService/Session.h"
 #include "W/Http.h"
 #include "W/WException.h"
@@ -12,7 +14,6 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <pthread.h>
 #include <set>
 
 namespace xmlpp {
@@ -41,15 +42,15 @@ enum GSTATUS : UINT32 {
 
 /// The context of one queued request: whose it is, and what it is for. Owns the command while the request lives.
 struct KLServiceArgs {
-    KLServiceArgs() = default;
-    KLServiceArgs(KLService* owner, KLServiceCMD* cmd) : service(owner), command(cmd) {}
+    /// \p owner must live now; it may end before the context does.
+    KLServiceArgs(KLService* owner, KLServiceCMD* cmd);
 
-    KLService* service = nullptr;
-    KLServiceCMD* command = nullptr;
+    std::shared_ptr<ServiceLink> link; // to the service
+    KLServiceCMD* command;
 };
 
 /// The transport's completion, run by the host on its worker: hands the reply and the command to the routine that was registered
-/// with the service, then frees request, context and command.
+/// with the service, then frees request, context and command. When the service has ended, it only frees them.
 /// \param context the request's KLServiceArgs; null does nothing at all.
 void cbKLFnCallback(SESSION_STATUS status, HttpRequest* request, VOID* context);
 
@@ -63,7 +64,7 @@ public:
     using CompletionRoutine = VOID (*)(SESSION_STATUS, const HttpResponse&, KLServiceCMD*);
     using DropNotice = VOID (*)(KLServiceCMD*);
 
-    /// \param name the service's name.
+    /// \param name the service's name, which nothing needs.
     /// \param provider whose identifier tags every request.
     KLService(const STRING& name, const WContentProvider& provider);
     virtual ~KLService();
@@ -111,25 +112,31 @@ public:
     // ---- The current transfer ----
 
     /// Bytes done and expected: the current transfer's, or the last ones known.
-    void getProgressStatus(double& done, double& total);
+    void getProgressStatus(double& done, double& total) KLSERVICE_EXCLUDES(m_transferMutex);
     /// A finished transfer reports all of what was expected.
-    void updateProgressStatus();
-    void resetProgressStatus();
-    void resetReqStatus();
+    void updateProgressStatus() KLSERVICE_EXCLUDES(m_transferMutex);
+    void resetProgressStatus() KLSERVICE_EXCLUDES(m_transferMutex);
+    void resetReqStatus() KLSERVICE_EXCLUDES(m_transferMutex);
     /// Asks the current transfer to stop; once.
-    void setCancel();
+    void setCancel() KLSERVICE_EXCLUDES(m_transferMutex);
     /// Drops every request of this service but one that is completing on this very thread, and forgets the current transfer.
     /// Drops by the provider's identifier, which two plugin objects of one process share. \return the client's status.
-    WSTATUS flushHttpRequests();
+    WSTATUS flushHttpRequests() KLSERVICE_EXCLUDES(m_listMutex, m_transferMutex);
     /// Ends the traffic for good: refuses every further request with -3 and drops those in flight. When it returns, no completion
     /// of this service runs or can start. Not to be called from inside one.
-    void close();
+    ///
+    /// A host may keep requests although it is asked to drop them. Such a request is cut off from the service, which may end then:
+    /// whenever the host completes or deletes it, its command is freed and nobody is called. The code that does so stays in the
+    /// process for that, even if the host unloads the plugin.
+    void close() KLSERVICE_EXCLUDES(m_listMutex, m_transferMutex);
 
     // ---- Live requests ----
 
-    void addARGS(KLServiceArgs* args);
+    void addARGS(KLServiceArgs* args) KLSERVICE_EXCLUDES(m_listMutex);
     /// Unlinks a context and, only if it was linked, frees its command and itself.
-    void cleanupARGS(KLServiceArgs* args);
+    void cleanupARGS(KLServiceArgs* args) KLSERVICE_EXCLUDES(m_listMutex);
+    /// What every context of this service holds.
+    const std::shared_ptr<ServiceLink>& link() const { return m_link; }
 
     // ---- Statuses: pure functions ----
 
@@ -194,11 +201,11 @@ public:
 
     /// Records a challenge. \return 0, -16 for a type other than exception_type::CAPTCHA, -4 when it cannot be allocated.
     WSTATUS setException(const WContentProvider& provider, ExceptionType_enum type, const STRING& user, const STRING& secret,
-                         const HttpResponse& response);
+                         const HttpResponse& response) KLSERVICE_EXCLUDES(m_listMutex);
     /// The newest pending exception, or null. Owned by the service until flushException.
-    WException* getException();
+    WException* getException() KLSERVICE_EXCLUDES(m_listMutex);
     /// Removes and deletes a pending exception; one that is not pending is left alone.
-    void flushException(WException* exception);
+    void flushException(WException* exception) KLSERVICE_EXCLUDES(m_listMutex);
     /// Answers a challenge by signing in again. \return 0, always: a failure is only logged.
     WSTATUS resolveException(WException* exception, const STRING& url, const Headers& headers, const STRING& body,
                              KLServiceCMD* command);
@@ -225,34 +232,42 @@ private:
                    FillForm&& fill);
     WSTATUS execute(HTTP_REQUEST_TYPE type, const STRING& url, const Headers& headers, const STRING& body, int logLine,
                     HttpResponse& out);
-    template <class Change> void changeSession(Change&& change);
-    void clearSession();
-    void trackTransfer(HttpRequest* request);
-    void forgetTransfer();
-    void beginCompletion(const HttpRequest* request);
-    void endTransfer(const HttpRequest* request);
-    bool hasLiveRequests();
+    template <class Change> void changeSession(Change&& change) KLSERVICE_EXCLUDES(m_listMutex);
+    void clearSession() KLSERVICE_EXCLUDES(m_listMutex);
+    void trackTransfer(HttpRequest* request) KLSERVICE_EXCLUDES(m_transferMutex);
+    void forgetTransfer() KLSERVICE_EXCLUDES(m_transferMutex);
+    void beginCompletion(const HttpRequest* request) KLSERVICE_EXCLUDES(m_transferMutex);
+    void endTransfer(const HttpRequest* request) KLSERVICE_EXCLUDES(m_transferMutex);
+    bool hasLiveRequests() KLSERVICE_EXCLUDES(m_listMutex);
+    std::uint64_t removals() KLSERVICE_EXCLUDES(m_listMutex);
+    void dropRequests() KLSERVICE_EXCLUDES(m_listMutex, m_transferMutex);
 
-    const STRING m_name;
+    const std::shared_ptr<ServiceLink> m_link; // shared with every context
     const std::shared_ptr<const Session> m_signedOut;
-    std::shared_ptr<const Session> m_session;             // read and replaced atomically
-    std::list<std::shared_ptr<const Session>> m_sessions; // the last states, newest first
-    UINT32 m_requestInProgress = 0;
+    std::shared_ptr<const Session> m_session; // read and replaced atomically
     CompletionRoutine m_completion = nullptr;
     DropNotice m_dropNotice = nullptr;
-    std::multiset<KLServiceArgs*> m_liveArgs; // a search for one of many: a flush takes out each of them
-    std::list<WException*> m_exceptions;
     HttpDelegator* const m_delegator;
-    HttpRequest* m_currentTransfer = nullptr; // borrowed from the delegator; forgotten before the request dies
-    std::uint64_t m_transferNumber = 0;       // of the current transfer: another one may get the same address
-    TransferPhase m_transferPhase = TransferPhase::RUNNING;
-    double m_transferred = 0.0;
-    double m_expected = 0.0;
     const std::uint64_t m_requestID;
     std::atomic<bool> m_closed{false};
-    pthread_mutex_t m_listMutex; // guards m_liveArgs, m_exceptions and m_sessions
-    // guards m_requestInProgress, m_currentTransfer and what is said of it, m_transferred and m_expected
-    pthread_mutex_t m_transferMutex;
+
+    Mutex m_listMutex;
+    // A multiset, not a list: a flush takes out one context after the other, and each would have to be looked for among all. Like a
+    // list it keeps a context that is entered twice, and gives up one entry at a time.
+    std::multiset<KLServiceArgs*> m_liveArgs KLSERVICE_GUARDED_BY(m_listMutex);
+    std::uint64_t m_removals KLSERVICE_GUARDED_BY(m_listMutex) = 0; // from m_liveArgs, ever
+    std::list<WException*> m_exceptions KLSERVICE_GUARDED_BY(m_listMutex);
+    // The last states, newest first. Every change of m_session is made under the mutex too.
+    std::list<std::shared_ptr<const Session>> m_sessions KLSERVICE_GUARDED_BY(m_listMutex);
+
+    Mutex m_transferMutex;
+    UINT32 m_requestInProgress KLSERVICE_GUARDED_BY(m_transferMutex) = 0;
+    // Borrowed from the delegator; forgotten before the request dies.
+    HttpRequest* m_currentTransfer KLSERVICE_GUARDED_BY(m_transferMutex) = nullptr;
+    std::uint64_t m_transferNumber KLSERVICE_GUARDED_BY(m_transferMutex) = 0; // of the current transfer: addresses come again
+    TransferPhase m_transferPhase KLSERVICE_GUARDED_BY(m_transferMutex) = TransferPhase::RUNNING;
+    double m_transferred KLSERVICE_GUARDED_BY(m_transferMutex) = 0.0;
+    double m_expected KLSERVICE_GUARDED_BY(m_transferMutex) = 0.0;
 };
 
 } // namespace W

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The requests: queued GET, POST and download, and the two that run on the caller's thread.
 #include "KLService/Dispatch.h"
-#include "KLService/Lock.h"
 
 namespace W {
 
@@ -16,14 +15,14 @@ HttpHeader KLService::makeHeader(const Headers& headers)
 WSTATUS KLService::getDataRequest(const STRING& url, const Headers& headers, const STRING& body, KLServiceCMD* command)
 {
     return dispatch(command, {log_line::GET_NOT_CREATED, log_line::GET_REFUSED}, Tracking::NONE, [&](KLServiceArgs* args) {
-        return std::make_unique<ServiceRequest>(*this, http_method::GET, url, makeHeader(headers), body, args);
+        return std::make_unique<ServiceRequest>(http_method::GET, url, makeHeader(headers), body, args);
     });
 }
 
 WSTATUS KLService::postDataRequest(const STRING& url, const Headers& headers, const STRING& body, KLServiceCMD* command)
 {
     return dispatch(command, {log_line::POST_NOT_CREATED, log_line::POST_REFUSED}, Tracking::NONE, [&](KLServiceArgs* args) {
-        return std::make_unique<ServiceRequest>(*this, http_method::POST, url, makeHeader(headers), body, args);
+        return std::make_unique<ServiceRequest>(http_method::POST, url, makeHeader(headers), body, args);
     });
 }
 
@@ -35,7 +34,7 @@ WSTATUS KLService::retrieveFData(const STRING& url, const STRING&, KLServiceCMD*
     }
     const LogLines lines{log_line::DOWNLOAD_NOT_CREATED, log_line::DOWNLOAD_REFUSED};
     return dispatch(command, lines, Tracking::TRANSFER, [&](KLServiceArgs* args) {
-        return std::make_unique<ServiceRequest>(*this, http_method::GET, url, HttpHeader(), args, path);
+        return std::make_unique<ServiceRequest>(http_method::GET, url, HttpHeader(), args, path);
     });
 }
 

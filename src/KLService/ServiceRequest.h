@@ -16,29 +16,26 @@ inline void noticeDrop(const KLService& service, KLServiceCMD* command)
 }
 
 /// A host request that owns its context. Whoever deletes it leaves nothing behind: a host that drops it in a flush, just as the
-/// dispatch that was refused, frees context and command and tells the facade. A request that completes has its context detached
-/// first.
+/// dispatch that was refused, frees context and command and tells the facade, unless that has ended. A request that completes has
+/// its context detached first.
 class ServiceRequest final : public HttpRequest {
 public:
-    ServiceRequest(KLService& service, HTTP_REQUEST_TYPE type, const STRING& url, const HttpHeader& header, const STRING& body,
-                   KLServiceArgs* args)
-        : HttpRequest(type, url, header, body, cbKLFnCallback, args), m_service(service)
+    ServiceRequest(HTTP_REQUEST_TYPE type, const STRING& url, const HttpHeader& header, const STRING& body, KLServiceArgs* args)
+        : HttpRequest(type, url, header, body, cbKLFnCallback, args)
     {
     }
-    ServiceRequest(KLService& service, HTTP_REQUEST_TYPE type, const STRING& url, const HttpHeader& header, KLServiceArgs* args,
-                   const STRING& path)
-        : HttpRequest(type, url, header, cbKLFnCallback, args, path), m_service(service)
+    ServiceRequest(HTTP_REQUEST_TYPE type, const STRING& url, const HttpHeader& header, KLServiceArgs* args, const STRING& path)
+        : HttpRequest(type, url, header, cbKLFnCallback, args, path)
     {
     }
     ~ServiceRequest() override;
 
     /// Takes over the context, which is in the service's list of live ones by now.
     void attach(KLServiceArgs* args) { m_args = args; }
-    /// Gives the context up.
+    /// Gives the context up. The service must have forgotten the request as a transfer.
     void detach() { m_args = nullptr; }
 
 private:
-    KLService& m_service;
     KLServiceArgs* m_args = nullptr; // owned
 };
 

@@ -3,7 +3,6 @@
 #include "KLService/Session.h"
 
 #include "KLService/Dispatch.h"
-#include "KLService/Lock.h"
 #include "W/WConfigManager.h"
 
 #include <algorithm>
@@ -102,7 +101,7 @@ WSTATUS KLService::logout(KLServiceCMD* command)
     // Nothing listens on the discard port: the request only brings the completion onto the worker, like any other's.
     static const STRING NOWHERE = "http://127.0.0.1:9/";
     return dispatch(command, {log_line::LOGOUT_NOT_CREATED, log_line::LOGOUT_REFUSED}, Tracking::NONE, [&](KLServiceArgs* args) {
-        return std::make_unique<ServiceRequest>(*this, http_method::GET, NOWHERE, HttpHeader(), STRING(), args);
+        return std::make_unique<ServiceRequest>(http_method::GET, NOWHERE, HttpHeader(), STRING(), args);
     });
 }
 

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The one transfer that progress and cancel refer to.
 #include "KLService/KLService.h"
-#include "KLService/Lock.h"
+#include "KLService/KeepLoaded.h"
 
 namespace W {
 
 void KLService::trackTransfer(HttpRequest* request)
 {
     Lock lock(m_transferMutex);
-    if (m_currentTransfer && m_transferPhase != TransferPhase::YIELDING)
+    // Once the service is closed a request may die without a word to it.
+    if (m_closed || (m_currentTransfer && m_transferPhase != TransferPhase::YIELDING))
         return;
     m_currentTransfer = request;
     ++m_transferNumber;
@@ -99,14 +100,31 @@ WSTATUS KLService::flushHttpRequests()
     return status;
 }
 
+/// Flushes until nothing is live, or the host has stopped dropping anything.
+void KLService::dropRequests()
+{
+    // Once is not enough: a flush spares what is queued while it waits, and a callback that was running may have asked for more
+    // before it saw the end. What that completes to cannot ask again. That callback's own context is a removal too, so the number
+    // of those that are live need not have fallen.
+    std::uint64_t before = 0;
+    std::uint64_t after = removals();
+    do {
+        before = after;
+        flushHttpRequests();
+        after = removals();
+    } while (after != before && hasLiveRequests());
+}
+
 void KLService::close()
 {
     m_closed = true;
-    // A flush spares what is queued while it waits: a callback that was running may have asked for more before it saw the end. What
-    // that completes to cannot ask again.
-    do {
-        flushHttpRequests();
-    } while (hasLiveRequests());
+    dropRequests();
+    const bool leavesSome = hasLiveRequests();
+    forgetTransfer(); // while the requests still tell when they die
+    const bool somebodyInside = m_link->cut();
+    // What is left dies by this library's code, and who was inside is on the way out through it.
+    if (leavesSome || somebodyInside)
+        keepLoaded(reinterpret_cast<const void*>(&cbKLFnCallback));
 }
 
 } // namespace W

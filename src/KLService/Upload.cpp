@@ -64,7 +64,7 @@ WSTATUS KLService::upload(const STRING& url, const Headers& headers, KLServiceCM
     }
     const LogLines lines{log_line::UPLOAD_NOT_CREATED, log_line::UPLOAD_REFUSED};
     return dispatch(command, lines, Tracking::TRANSFER, [&](KLServiceArgs* args) {
-        auto request = std::make_unique<ServiceRequest>(*this, http_method::POST, url, makeHeader(headers), args, path);
+        auto request = std::make_unique<ServiceRequest>(http_method::POST, url, makeHeader(headers), args, path);
         Form form;
         fill(form, *request);
         const auto& [name, mimeType] = *filePart.begin();

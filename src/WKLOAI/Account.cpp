@@ -74,7 +74,11 @@ Asker askerOf(const KLLoginCMD& command) { return {command.user, command.passwor
 Asker askerOf(const KLExceptionResolveCMD& command)
 {
     const auto* const captcha = dynamic_cast<const WCaptchaException*>(command.exception);
-    return captcha ? Asker{captcha->data().user, captcha->data().secret} : Asker{};
+    if (!captcha)
+        return {};
+    // The host names the four texts; they are known by their order.
+    const auto& [user, secret, challenge, answer] = captcha->data();
+    return {user, secret};
 }
 
 /// Every reply to an account request that arrived drops the other requests: they belong to a session that has just ended.

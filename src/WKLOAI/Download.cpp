@@ -114,10 +114,10 @@ WSTATUS WKLOAI::download(const WContentProvider& provider, const STRING& url, co
                          KLFileCallback callback, VOID* userData)
 {
     return Operation(*this).run(!url.empty() && !directory.empty(), [&](const Operation& operation) {
-        cancelFlagReset();
+        operation.begin(); // before the provider is looked at: a refusal ends a pending cancel too
         if (provider.getID() != getContentProvider().getID())
             return logFailure(wstatus::FAILED);
-        auto command = operation.command<KLDirectDownloadCMD>(CMD_DIRECT_DOWNLOAD, callback, userData);
+        auto command = operation.makeCommand<KLDirectDownloadCMD>(CMD_DIRECT_DOWNLOAD, callback, userData);
         command->url = url;
         command->fileName = fileName.empty() ? directDownloadName(url) : fileName;
         command->localPath = directory + "/" + command->fileName;

@@ -54,10 +54,19 @@ public:
 
     KLService& service() const { return *m_oai.service(); }
 
-    /// A new command of the facade; a cancel left over from an earlier operation ends here.
+    /// A cancel left over from an earlier operation ends here.
+    void begin() const { m_oai.cancelFlagReset(); }
+
+    /// Begins, and makes the command.
     template <class CMD, class Callback> std::unique_ptr<CMD> command(CommandKey key, Callback callback, VOID* userData) const
     {
-        m_oai.cancelFlagReset();
+        begin();
+        return makeCommand<CMD>(key, callback, userData);
+    }
+
+    /// A new command of the facade.
+    template <class CMD, class Callback> std::unique_ptr<CMD> makeCommand(CommandKey key, Callback callback, VOID* userData) const
+    {
         auto command = std::make_unique<CMD>(m_oai.getContentProvider());
         command->setCMDKey(key);
         command->callback = callback;

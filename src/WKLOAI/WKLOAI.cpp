@@ -3,7 +3,6 @@
 #include "WKLOAI/WKLOAI.h"
 
 #include "KLService/Failure.h"
-#include "KLService/Lock.h"
 
 #include <cassert>
 #include <new>
@@ -12,16 +11,11 @@ namespace W {
 
 WKLOAI::WKLOAI() : WKinloomOAI(WContentProvider("Kinloom", service_type::KINLOOM))
 {
-    pthread_mutex_init(&m_commandMutex, nullptr);
-    pthread_mutex_init(&m_cancelMutex, nullptr);
-    cleanupCMD();
     m_pService = new (std::nothrow) KLService("Kinloom", getContentProvider());
     if (m_pService) {
         m_pService->setFnCallbackPtr(cbFnRequestCompleted);
         m_pService->setFnDropPtr(cbFnRequestDropped);
     }
-    cancelFlagReset();
-    m_cancelCallback = nullptr;
 }
 
 WKLOAI::~WKLOAI()
@@ -33,9 +27,6 @@ WKLOAI::~WKLOAI()
     cleanupCMD();
     delete m_pService;
     m_pService = nullptr;
-    pthread_mutex_destroy(&m_commandMutex);
-    pthread_mutex_destroy(&m_cancelMutex);
-    m_cancelCallback = nullptr;
 }
 
 void WKLOAI::addCMD(KLServiceCMD* command)
@@ -76,14 +67,27 @@ bool WKLOAI::takeCancel()
     return m_cancelRequested.exchange(false, std::memory_order_acq_rel);
 }
 
+bool WKLOAI::hasCancelCallback() const
+{
+    Lock lock(m_cancelMutex);
+    return m_cancelCallback != nullptr;
+}
+
 void WKLOAI::cbCancelDone(int status, VOID* userData)
 {
-    WStatusCallback callback = m_cancelCallback.load();
+    WStatusCallback callback = nullptr;
+    std::uint64_t number = 0;
+    {
+        Lock lock(m_cancelMutex);
+        callback = m_cancelCallback;
+        number = m_cancelNumber;
+    }
     if (!callback)
         return;
     callback(status, getContentProvider(), userData);
-    // Another cancel may have been accepted meanwhile; its callback stays, unless it is the very one that has just been called.
-    m_cancelCallback.compare_exchange_strong(callback, nullptr);
+    Lock lock(m_cancelMutex);
+    if (m_cancelNumber == number)
+        m_cancelCallback = nullptr;
 }
 
 WSTATUS WKLOAI::cancel(const WContentProvider& provider, WStatusCallback callback, VOID*)
@@ -98,8 +102,10 @@ WSTATUS WKLOAI::cancel(const WContentProvider& provider, WStatusCallback callbac
         if (!isCancelRequested()) {
             // A null callback keeps the one that an earlier cancel left. The user data is not kept: the command that completes
             // brings its own.
-            if (callback)
+            if (callback) {
                 m_cancelCallback = callback;
+                ++m_cancelNumber;
+            }
             m_cancelRequested.store(true, std::memory_order_release);
             m_pService->setCancel();
             return wstatus::OK;

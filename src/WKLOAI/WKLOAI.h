@@ -4,11 +4,11 @@
 #define WKLOAI_WKLOAI_H
 
 #include "KLService/KLService.h"
+#include "WKLOAI/Callbacks.h"
 #include "WKLOAI/Commands.h"
 
 #include <atomic>
 #include <list>
-#include <pthread.h>
 #include <set>
 
 /// What the library shows its host; everything else in it stays hidden.
@@ -115,7 +115,8 @@ public:
     void cbCommentViewDone(SESSION_STATUS status, const HttpResponse& response, CommentViewCMD* command);
 
     // ---- Downloads, cancel, progress ----
-    WSTATUS cancel(const WContentProvider& provider, WStatusCallback callback, VOID* userData) override;
+    WSTATUS cancel(const WContentProvider& provider, WStatusCallback callback, VOID* userData) override
+        KLSERVICE_EXCLUDES(m_cancelMutex);
     WSTATUS download(const WContentProvider& provider, const STRING& url, const STRING& directory, const STRING& fileName,
                      KLFileCallback callback, VOID* userData) override;
     WSTATUS progressStatus(const WContentProvider& provider, double& done, double& total, VOID* userData) override;
@@ -124,22 +125,23 @@ public:
     void cbDownloadDone(SESSION_STATUS status, const HttpResponse& response, KLDownloadCMD* command);
 
     // ---- Registry ----
-    void addCMD(KLServiceCMD* command);
+    void addCMD(KLServiceCMD* command) KLSERVICE_EXCLUDES(m_commandMutex);
     /// Unlinks one entry of that value; the pointer is compared, never followed, and need not be in the list.
-    void cleanupCMD(KLServiceCMD* command);
-    void cleanupCMD();
+    void cleanupCMD(KLServiceCMD* command) KLSERVICE_EXCLUDES(m_commandMutex);
+    void cleanupCMD() KLSERVICE_EXCLUDES(m_commandMutex);
     /// The number of commands in flight.
-    std::size_t countCMD();
+    std::size_t countCMD() KLSERVICE_EXCLUDES(m_commandMutex);
 
-    void cancelFlagReset();
-    /// Calls the pending cancel callback, if there is one, and forgets it.
-    void cbCancelDone(int status, VOID* userData);
+    void cancelFlagReset() KLSERVICE_EXCLUDES(m_cancelMutex);
+    /// Calls the pending cancel callback, if there is one, and then forgets it. One that another cancel stores meanwhile stays
+    /// pending, even when it is the same function.
+    void cbCancelDone(int status, VOID* userData) KLSERVICE_EXCLUDES(m_cancelMutex);
     bool isCancelRequested() const { return m_cancelRequested.load(std::memory_order_acquire); }
     /// The flag itself, for those who look at it often.
     const std::atomic<bool>& cancelRequested() const { return m_cancelRequested; }
     /// Clears the cancel flag. \return whether it was set.
-    bool takeCancel();
-    bool hasCancelCallback() const { return m_cancelCallback.load() != nullptr; }
+    bool takeCancel() KLSERVICE_EXCLUDES(m_cancelMutex);
+    bool hasCancelCallback() const KLSERVICE_EXCLUDES(m_cancelMutex);
 
     /// The service, or null when it could not be allocated.
     KLService* service() const { return m_pService; }
@@ -186,12 +188,18 @@ public:
 private:
     WSTATUS parseSignIn(const STRING& payload);
 
-    KLService* m_pService = nullptr;         // owned
-    pthread_mutex_t m_commandMutex;          // guards m_commands
-    pthread_mutex_t m_cancelMutex;           // taken by every writer of m_cancelRequested; parsers read the flag without it
-    std::multiset<KLServiceCMD*> m_commands; // a search for one of many: a flush takes out each of them
-    std::atomic<bool> m_cancelRequested{false};
-    std::atomic<WStatusCallback> m_cancelCallback{nullptr};
+    KLService* m_pService = nullptr; // owned
+
+    Mutex m_commandMutex;
+    // A multiset, not a list: a flush takes out one command after the other, and each would have to be looked for among all. Like a
+    // list it keeps a command that is entered twice, and gives up one entry at a time.
+    std::multiset<KLServiceCMD*> m_commands KLSERVICE_GUARDED_BY(m_commandMutex);
+
+    mutable Mutex m_cancelMutex;
+    std::atomic<bool> m_cancelRequested{false}; // written under the cancel mutex; parsers read it without
+    WStatusCallback m_cancelCallback KLSERVICE_GUARDED_BY(m_cancelMutex) = nullptr;
+    // Of the stored callback: counted up by each cancel that stores one, since two may store the same function.
+    std::uint64_t m_cancelNumber KLSERVICE_GUARDED_BY(m_cancelMutex) = 0;
 };
 
 } // namespace W

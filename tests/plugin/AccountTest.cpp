@@ -52,7 +52,7 @@ const STRING RESULT_FAIL = documents::FAIL;
 
 } // namespace
 
-// --- What is sent ---------------------------------------------------------------------------------------------------------------
+// --- What is sent
 
 TEST_F(Account, SendsTheSignIn)
 {
@@ -158,7 +158,6 @@ TEST_F(Account, RefusesAnOptionWithALineBreak)
 }
 
 // --- The reply to a sign-in
-// -------------------------------------------------------------------------------------------------------
 
 TEST_F(Account, SignsInWhenTheServiceAgrees)
 {
@@ -304,7 +303,6 @@ TEST_F(Account, ReadsNeitherA200NorA500WhileACancelIsPending)
 }
 
 // --- The reply to a registration
-// ----------------------------------------------------------------------------------------------------
 
 TEST_F(Account, RegistersWithAnyReplyOf200)
 {
@@ -346,7 +344,6 @@ TEST_F(Account, LeavesTheSessionAloneWhenItRegisters)
 }
 
 // --- The verdict of a reply
-// -----------------------------------------------------------------------------------------------------------
 
 TEST_F(Account, ReadsTheVerdictOfASignIn)
 {
@@ -390,7 +387,6 @@ TEST_F(Account, StoresTheCredentialForALogin)
 }
 
 // --- What is not offered
-// ------------------------------------------------------------------------------------------------------------
 
 TEST_F(Account, RefusesWhatTheServiceDoesNotOffer)
 {
@@ -424,7 +420,6 @@ TEST_F(Account, RefusesALogoutAndKeepsAPendingCancel)
 }
 
 // --- Completions that only a host reaches which uses the service itself
-// -------------------------------------------------------------------
 
 TEST_F(Account, ReportsALogoutThatWasMadeThroughTheService)
 {

@@ -40,7 +40,6 @@ const STRING ONE_COMMENT =
 } // namespace
 
 // --- What is sent
-// -------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Comments, AreWrittenWithAnApplicationTokenAlone)
 {
@@ -113,7 +112,6 @@ TEST_F(Comments, AreNeverUpdated)
 }
 
 // --- What is delivered
-// ----------------------------------------------------------------------------------------------------------------
 
 TEST_F(Comments, ComeBackAsTheCallerWroteThem)
 {
@@ -176,7 +174,6 @@ TEST_F(Comments, ReportAnUpdateWithTheCommentThatWasAskedFor)
 }
 
 // --- The list that calls nobody
-// ----------------------------------------------------------------------------------------------------------
 
 TEST_F(Comments, AreListedInSilence)
 {

@@ -128,7 +128,6 @@ TEST_F(Contents, ReportAnUpdateWithTheContentAndTheText)
 }
 
 // --- MIME types
-// ---------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Contents, LearnTheirMIMETypeOnTheCallersThread)
 {

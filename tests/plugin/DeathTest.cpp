@@ -37,59 +37,6 @@ protected:
 class EachOperationDeathTest : public PluginDeathTest, public testing::WithParamInterface<OperationCase> {};
 class EachHandlerDeathTest : public PluginDeathTest, public testing::WithParamInterface<CommandCase> {};
 
-/// Calls the handler of a command directly, past the dispatcher, which would not let a command without an owner through.
-void callHandler(WKLOAI& oai, KLServiceCMD& command)
-{
-    const HttpResponse response;
-    const auto call = [&](auto* typed, auto handler) { (oai.*handler)(SESSION_DONE, response, typed); };
-    switch (command.getCMDKey()) {
-    case CMD_LOGIN:
-        return call(static_cast<KLLoginCMD*>(&command), &WKLOAI::cbLoginDone);
-    case CMD_LOGOUT:
-        return call(static_cast<KLLogoutCMD*>(&command), &WKLOAI::cbLogoutDone);
-    case CMD_EXCEPTION_RESOLVE:
-        return call(static_cast<KLExceptionResolveCMD*>(&command), &WKLOAI::cbExceptionResolveDone);
-    case CMD_REGISTER:
-        return call(static_cast<RegisterKLCMD*>(&command), &WKLOAI::cbRegisterDone);
-    case CMD_AUTH:
-        return call(static_cast<AuthKLCMD*>(&command), &WKLOAI::cbAuthDone);
-    case CMD_GROUP_LIST_RETRIEVAL:
-        return call(static_cast<GroupListRetrievalCMD*>(&command), &WKLOAI::cbGroupListRetrievalDone);
-    case CMD_GROUP_CREATION:
-        return call(static_cast<GroupCreationCMD*>(&command), &WKLOAI::cbGroupCreationDone);
-    case CMD_GROUP_DELETION:
-        return call(static_cast<GroupDeletionCMD*>(&command), &WKLOAI::cbGroupDeletionDone);
-    case CMD_GROUP_FEEDS_RETRIEVAL:
-        return call(static_cast<GroupFeedsRetrievalCMD*>(&command), &WKLOAI::cbGroupFeedsRetrievalDone);
-    case CMD_GROUP_GALLERY_RETRIEVAL:
-        return call(static_cast<GroupGalleryRetrievalCMD*>(&command), &WKLOAI::cbGroupGalleryRetrievalDone);
-    case CMD_CONTENT_CREATION:
-        return call(static_cast<ContentCreationCMD*>(&command), &WKLOAI::cbContentCreationDone);
-    case CMD_CONTENT_DELETION:
-        return call(static_cast<ContentDeletionCMD*>(&command), &WKLOAI::cbContentDeletionDone);
-    case CMD_CONTENT_UPDATE:
-        return call(static_cast<ContentUpdateCMD*>(&command), &WKLOAI::cbContentUpdateDone);
-    case CMD_CONTENT_VIEW:
-        return call(static_cast<ContentViewCMD*>(&command), &WKLOAI::cbContentViewDone);
-    case CMD_DOWNLOAD:
-        return call(static_cast<KLDownloadCMD*>(&command), &WKLOAI::cbDownloadDone);
-    case CMD_COMMENTS_RETRIEVAL:
-        return call(static_cast<CommentsRetrievalCMD*>(&command), &WKLOAI::cbCommentRetrievalDone);
-    case CMD_COMMENT_CREATION:
-        return call(static_cast<CommentCreationCMD*>(&command), &WKLOAI::cbCommentCreationDone);
-    case CMD_COMMENT_DELETION:
-        return call(static_cast<CommentDeletionCMD*>(&command), &WKLOAI::cbCommentDeletionDone);
-    case CMD_COMMENT_UPDATE:
-        return call(static_cast<CommentUpdateCMD*>(&command), &WKLOAI::cbCommentUpdateDone);
-    case CMD_COMMENT_VIEW:
-        return call(static_cast<CommentViewCMD*>(&command), &WKLOAI::cbCommentViewDone);
-    case CMD_DIRECT_DOWNLOAD:
-        return call(static_cast<KLDirectDownloadCMD*>(&command), &WKLOAI::cbKLDownloadDone);
-    default:
-        FAIL() << "no handler for key " << command.getCMDKey();
-    }
-}
-
 } // namespace
 
 TEST_F(PluginDeathTest, NullCommandEndsTheProcess)
@@ -128,9 +75,10 @@ TEST_P(EachOperationDeathTest, EndsTheProcessWithoutAService)
 
 TEST_P(EachHandlerDeathTest, EndsTheProcessForACommandWithoutAnOwner)
 {
+    // The dispatcher would not let such a command through.
     WKLOAI oai;
     const std::unique_ptr<KLServiceCMD> command = GetParam().make(nullptr, nullptr, folder.file("none"));
-    EXPECT_EXIT(callHandler(oai, *command), wasAborted, "`pOAI != __null' failed");
+    EXPECT_EXIT(GetParam().handle(oai, SESSION_DONE, HttpResponse(), *command), wasAborted, "`pOAI != __null' failed");
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, EachOperationDeathTest, testing::ValuesIn(operations()),

@@ -205,7 +205,7 @@ TEST_F(Dispatch, FlushesWhatIsLiveWhenTheServiceGoes)
     EXPECT_THAT(completed(), IsEmpty());
 }
 
-// --- What each of the calls does alike -----------------------------------------------------------------------------------------
+// --- What each of the calls does alike
 
 TEST_P(EachDispatch, TagsTheRequestWithTheProvider)
 {

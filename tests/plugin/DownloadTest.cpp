@@ -82,7 +82,6 @@ using Progress = std::pair<double, double>;
 } // namespace
 
 // --- Into a folder
-// ----------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Download, AsksForTheUrlAsItIsAndWithoutHeaders)
 {
@@ -309,7 +308,6 @@ TEST_F(Download, KeepsItsFileWithoutACallback)
 }
 
 // --- Progress
-// ---------------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Download, ReportsItsProgressAndStartsAgainFromZero)
 {
@@ -365,7 +363,6 @@ TEST_F(Download, TracksTheNextAfterOneThatWasCancelled)
 }
 
 // --- Of a media resource
-// ------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Download, FetchesAResourceIntoTheTemporaryFolder)
 {

@@ -48,7 +48,7 @@ const STRING PHOTO = "the bytes of a photo\n";
 
 std::ostream& operator<<(std::ostream& out, const GoldenCase& golden) { return out << golden.family << '/' << golden.name; }
 
-// --- Operations -----------------------------------------------------------------------------------------------------------------
+// --- Operations
 
 WSTATUS authenticate(const Stage& s) { return s.oai.authKL(Callback<>::call, &s.recorder); }
 WSTATUS registerDevice(const Stage& s) { return s.oai.registerKL(Callback<>::call, &s.recorder); }
@@ -177,7 +177,6 @@ WSTATUS downloadResource(const Stage& s)
 }
 
 // --- Cases
-// ------------------------------------------------------------------------------------------------------------------------
 
 std::vector<GoldenCase> makeCases()
 {

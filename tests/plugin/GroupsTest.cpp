@@ -38,7 +38,6 @@ const STRING TWO_GROUPS = "<rsp><result><stat>ok</stat></result><data><group gro
 } // namespace
 
 // --- List: what is sent
-// -----------------------------------------------------------------------------------------------------------
 
 TEST_F(Groups, ListWithDefaultsForZero)
 {
@@ -100,7 +99,6 @@ TEST_F(Groups, ListThoseOfTheUserForAPersonWithoutUID)
 }
 
 // --- List: the reply
-// -----------------------------------------------------------------------------------------------------------------
 
 TEST_F(Groups, DeliverTheListAndThePerson)
 {
@@ -163,7 +161,6 @@ TEST_F(Groups, CopyThePersonThatTheyAreListedFor)
 }
 
 // --- Create
-// ---------------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Groups, CreateWithTheNameAlone)
 {
@@ -240,7 +237,6 @@ TEST_F(Groups, DeliverTheGroupAsAskedForWhenItWasNotCreated)
 }
 
 // --- Delete
-// ---------------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Groups, DeleteWithAnApplicationToken)
 {

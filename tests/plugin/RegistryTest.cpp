@@ -25,7 +25,7 @@ class RegistrySignedOut : public FacadeTest {};
 
 } // namespace
 
-// --- Records --------------------------------------------------------------------------------------------------------------------
+// --- Records
 
 TEST_F(Registry, GivesARecordItsProvidersKey)
 {
@@ -57,7 +57,6 @@ TEST_F(Registry, LeavesWhatARecordDoesNotOwnAlone)
 }
 
 // --- The list
-// ---------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Registry, CountsWhatIsAdded)
 {
@@ -119,7 +118,6 @@ TEST_F(Registry, TakesChangesFromManyThreads)
 }
 
 // --- Cancel
-// -------------------------------------------------------------------------------------------------------------------------
 
 TEST_F(RegistrySignedOut, RefusesACancel)
 {
@@ -291,7 +289,6 @@ TEST_F(Registry, TakesTheFlagOnce)
 }
 
 // --- Progress
-// -----------------------------------------------------------------------------------------------------------------------
 
 TEST_F(RegistrySignedOut, RefusesProgressAndLeavesTheFiguresAlone)
 {

@@ -2,6 +2,7 @@
 // From a completed request to the handler of its command.
 #include "plugin/support/Commands.h"
 #include "plugin/support/Facade.h"
+#include "plugin/support/Operations.h"
 
 #include <set>
 
@@ -9,6 +10,9 @@ using namespace W;
 using namespace kinloom_test;
 
 namespace {
+
+/// unregisterKL's key: it sends nothing, so no command has it.
+constexpr UINT32 NO_COMMAND = 4;
 
 class Routing : public SignedInTest {};
 
@@ -31,21 +35,32 @@ HttpResponse replyWith(const STRING& payload)
 
 } // namespace
 
-TEST_F(Routing, KnowsTwentyOneKeys)
+TEST_F(Routing, KnowsEveryKeyButTheOneThatSendsNothing)
 {
     std::set<UINT32> keys;
     for (const CommandCase& command : commands())
         keys.insert(command.key);
-    EXPECT_EQ(keys.size(), 21u);
-    EXPECT_EQ(keys.count(4), 0u);
-    EXPECT_EQ(*keys.begin(), 0u);
-    EXPECT_EQ(*keys.rbegin(), 21u);
+    for (UINT32 key = 0; key < CMD_KEYS; ++key)
+        EXPECT_EQ(keys.erase(key), key == NO_COMMAND ? 0u : 1u) << key;
+    EXPECT_THAT(keys, testing::IsEmpty());
+}
+
+TEST_F(Routing, HasAnOperationForEveryCommandThatIsSent)
+{
+    std::multiset<UINT32> sent;
+    for (const CommandCase& command : commands())
+        if (command.isSent)
+            sent.insert(command.key);
+    std::multiset<UINT32> started;
+    for (const OperationCase& operation : operations())
+        started.insert(operation.key);
+    EXPECT_EQ(started, sent);
 }
 
 TEST_F(Routing, IgnoresKeysWithoutAHandler)
 {
     // The record has a callback and an owner; only its key is wrong.
-    for (const UINT32 key : {4u, 22u, 23u, 100u, 0x7FFFFFFFu, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+    for (const UINT32 key : {NO_COMMAND, UINT32{CMD_KEYS}, CMD_KEYS + 1u, 100u, 0x7FFFFFFFu, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
         AuthKLCMD command(provider());
         command.callback = Callback<>::call;
         command.userData = &recorder;
@@ -75,7 +90,7 @@ TEST_F(Routing, FreesARequestThatItIgnores)
 {
     // Through the transport, which owns the command: nothing may be left of it.
     auto command = std::make_unique<AuthKLCMD>(provider());
-    command->setCMDKey(4);
+    command->setCMDKey(NO_COMMAND);
     command->callback = Callback<>::call;
     command->userData = &recorder;
     command->owner = oai;

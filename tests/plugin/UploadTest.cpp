@@ -63,7 +63,6 @@ protected:
 } // namespace
 
 // --- The first request
-// ----------------------------------------------------------------------------------------------------------------
 
 TEST_F(Upload, AsksForASlotOnTheCallersThread)
 {
@@ -164,7 +163,6 @@ TEST_F(Upload, IsRegisteredWhileItAsksForASlot)
 }
 
 // --- The upload
-// -----------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Upload, SendsTheFileToTheSlot)
 {
@@ -232,7 +230,6 @@ TEST_F(Upload, IsTrackedASecondAndAThirdTime)
 }
 
 // --- The reply
-// ------------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Upload, DeliversTheContentThatTheServiceMade)
 {
@@ -285,7 +282,6 @@ TEST_F(Upload, StopsWhenItIsCancelled)
 }
 
 // --- The slot
-// -------------------------------------------------------------------------------------------------------------------------
 
 TEST_F(Upload, ReadsTheSlot)
 {

@@ -19,11 +19,14 @@ struct CommandCase {
     /// Makes a command with its key, its owner, and a callback unless the recorder is null.
     /// \param file where a download has put its file.
     std::unique_ptr<W::KLServiceCMD> (*make)(W::WKLOAI* owner, Recorder* recorder, const W::STRING& file);
+    /// Calls the handler of such a command directly, past the dispatcher.
+    void (*handle)(W::WKLOAI& oai, W::SESSION_STATUS status, const W::HttpResponse& response, W::KLServiceCMD& command);
     /// A reply with HTTP 200 that gives status 0.
     W::STRING (*goodReply)();
 
     W::WSTATUS ofSuccess = 0;
     W::WSTATUS ofBadReply = W::WSTATUS_FAILED; ///< what is reported for a malformed reply with HTTP 200
+    bool isSent = true;                        ///< by an operation
     bool callsBack = true;
     bool readsDocument = true;
     bool alwaysSucceeds = false; ///< reports 0 whatever became of the request
@@ -34,7 +37,7 @@ struct CommandCase {
     bool reportsOwnCancel = false;
 };
 
-/// All twenty-one.
+/// All.
 const std::vector<CommandCase>& commands();
 
 std::ostream& operator<<(std::ostream& out, const CommandCase& command);
