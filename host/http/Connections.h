@@ -3,7 +3,7 @@
 #ifndef HTTP_CONNECTIONS_H
 #define HTTP_CONNECTIONS_H
 
-#include "http/Internal.h"
+#include "Internal.h"
 
 #include <curl/curl.h>
 #include <vector>

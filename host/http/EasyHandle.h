@@ -3,9 +3,9 @@
 #ifndef HTTP_EASYHANDLE_H
 #define HTTP_EASYHANDLE_H
 
+#include "Internal.h"
 #include "W/Http.h"
 #include "http/HeaderList.h"
-#include "http/Internal.h"
 
 #include <curl/curl.h>
 #include <memory>

@@ -3,8 +3,8 @@
 #ifndef HTTP_OPTIONS_H
 #define HTTP_OPTIONS_H
 
+#include "Internal.h"
 #include "http/HeaderList.h"
-#include "http/Internal.h"
 #include "whost/HttpOptions.h"
 
 #include <memory>

@@ -3,9 +3,9 @@
 #ifndef HTTP_TRANSFER_H
 #define HTTP_TRANSFER_H
 
+#include "Internal.h"
 #include "W/Http.h"
 #include "http/FileSink.h"
-#include "http/Internal.h"
 
 #include <chrono>
 #include <curl/curl.h>
