@@ -3,6 +3,7 @@
 
 #include "W/WStatus.h"
 #include "fake/HandleSpy.h"
+#include "http/RequestCheck.h"
 #include "http/SignalBlock.h"
 #include "http/StatusMap.h"
 

@@ -2,6 +2,7 @@
 /// \file The client that goes to the network: HttpDelegator, and what a request asks of its client.
 #include "W/WStatus.h"
 #include "http/Execute.h"
+#include "http/RequestCheck.h"
 #include "http/StatusMap.h"
 #include "http/TransferSetup.h"
 #include "http/Worker.h"

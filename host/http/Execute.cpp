@@ -5,6 +5,7 @@
 #include "http/Options.h"
 #include "http/RequestImpl.h"
 #include "http/SignalBlock.h"
+#include "http/Transfer.h"
 
 #include <algorithm>
 #include <mutex>

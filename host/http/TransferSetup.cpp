@@ -3,6 +3,7 @@
 
 #include "http/Connections.h"
 #include "http/Options.h"
+#include "http/Reception.h"
 #include "http/Url.h"
 
 #include <algorithm>
@@ -186,7 +187,7 @@ void setMethod(HttpRequest::Impl& impl)
 
 bool setHeader(HttpRequest::Impl& impl)
 {
-    Transfer& transfer = impl.transfer;
+    TransferState& transfer = impl.transfer;
     static const std::vector<std::pair<STRING, STRING>> none;
     const auto& fields = transfer.foreign ? none : impl.header.fields();
     const bool agent = !names(fields, "User-Agent");

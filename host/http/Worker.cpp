@@ -3,7 +3,9 @@
 
 #include "W/WStatus.h"
 #include "http/Options.h"
+#include "http/RequestCheck.h"
 #include "http/SignalBlock.h"
+#include "http/Transfer.h"
 
 #include <algorithm>
 #include <cstdlib>
