@@ -26,7 +26,7 @@
 #define GUARDED_BY(...) WHOST_THREAD_ATTRIBUTE(guarded_by(__VA_ARGS__))
 /// On a function: called with this held, and returns with it held.
 #define REQUIRES(...) WHOST_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
-/// On a function: called with this held by nobody in the calling thread, since the function takes it.
+/// On a function: the calling thread does not hold this, since the function takes it or runs code of others.
 #define EXCLUDES(...) WHOST_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 /// On a function: takes this, and returns with it held.
 #define ACQUIRE(...) WHOST_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))

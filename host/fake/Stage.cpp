@@ -221,7 +221,7 @@ void Stage::startWorker()
     if (m_started)
         return;
     const http::AllSignalsBlocked blocked;
-    // Like the stage, the worker lives as long as the process, so nobody would ever join it.
+    // Like the stage, the worker lives as long as the process: nobody joins it.
     std::thread([this] { run(); }).detach();
     m_started = true;
 }

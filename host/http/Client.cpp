@@ -11,8 +11,6 @@
 
 namespace W {
 
-struct HttpDelegator::Impl {};
-
 HttpDelegator::HttpDelegator() = default;
 HttpDelegator::~HttpDelegator() = default;
 
@@ -54,7 +52,7 @@ void requestIsCancelled(HttpRequest& request) noexcept { Worker::instance().noti
 void handleIsGiven(HttpRequest& request)
 {
     HttpRequest::Impl& impl = request.impl();
-    // What the client keeps on its handles is none of the caller's.
+    // The parts of a URL that setUrl keeps on the handle would win over a URL that the caller sets.
     forgetOrigin(*impl.easy);
     if (impl.type != HTTP_REQUEST_POST)
         return;

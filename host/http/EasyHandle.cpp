@@ -13,7 +13,7 @@ namespace WHOST_INTERNAL http {
 
 namespace {
 
-/// Handles kept for later; more than that many at once are rare.
+/// The most handles that the pool keeps.
 constexpr std::size_t MAX_KEPT = 64;
 
 struct Pool {
@@ -22,7 +22,7 @@ struct Pool {
     std::size_t count GUARDED_BY(mutex) = 0;
 };
 
-/// Takes no memory of its own, so that it is always there.
+/// Stands in static memory, so that giving a handle back cannot fail.
 Pool& pool() noexcept
 {
     static Pool instance;

@@ -13,7 +13,7 @@ namespace WHOST_INTERNAL http {
 
 namespace {
 
-/// The largest payload whose memory is set aside on the word of the server alone.
+/// The most memory that is reserved for a payload because of its Content-Length, before the payload is there.
 constexpr std::uint64_t MAX_RESERVED = 16u << 20;
 
 constexpr bool isSuccess(long code) { return code >= 200 && code < 300; }
@@ -79,7 +79,7 @@ bool takeBody(HttpRequest::Impl& impl, const char* data, std::size_t size)
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-/// A length must be a number and stand only once: what else a sender may mean by it is anybody's guess.
+/// A Content-Length must be a number and stand only once: where the body ends would be ambiguous otherwise.
 bool acceptLength(TransferState& transfer, const char* value, const char* end)
 {
     while (value != end && isBlank(*value))
@@ -91,7 +91,7 @@ bool acceptLength(TransferState& transfer, const char* value, const char* end)
         transfer.failure = SESSION_PROTOCOL_ERROR;
         return false;
     }
-    // libcurl passes over a number that it cannot hold.
+    // libcurl ignores a number that is too large for it.
     constexpr std::ptrdiff_t MAX_DIGITS = 18;
     if (end - value > MAX_DIGITS) {
         transfer.failure = SESSION_TOO_LARGE;
@@ -159,7 +159,7 @@ void beginReply(TransferState& transfer)
 SESSION_STATUS endReply(HttpRequest::Impl& impl, long code)
 {
     TransferState& transfer = impl.transfer;
-    // libcurl is content with the end of the connection in the middle of the head.
+    // libcurl takes a connection that ends in the middle of the head for a whole reply.
     if (!transfer.headEnded)
         return SESSION_CUT_OFF;
     if (transfer.body == TransferState::Body::UNDECIDED && !decideBody(impl))
@@ -208,7 +208,7 @@ int onConnected(void* user, char*, char*, int remotePort, int localPort) noexcep
             return CURL_PREREQFUNC_ABORT;
         }
     } catch (const std::bad_alloc&) {
-        // The connection serves as well unknown.
+        // A connection that is not known is used without being checked.
     }
     return CURL_PREREQFUNC_OK;
 }

@@ -28,7 +28,7 @@ bool beginHop(HttpRequest::Impl& impl, Clock::time_point now)
     const long totalMs = transfer.options->values().totalTimeoutMs;
     if (totalMs > 0) {
         const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(now - transfer.started).count();
-        // 0 would mean no limit; libcurl finds a single millisecond exceeded soon enough.
+        // 0 would mean no limit, so a limit that is used up becomes one millisecond.
         curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, std::max(totalMs - static_cast<long>(passed), 1L));
     }
     curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, transfer.mustConnect ? 1L : 0L);
@@ -44,7 +44,7 @@ SESSION_STATUS redirect(HttpRequest::Impl& impl, const char* location, Clock::ti
     std::string target;
     if (++transfer.redirects > transfer.options->values().maxRedirects || !resolveRedirect(base, location, target))
         return SESSION_PROTOCOL_ERROR;
-    // What the caller wrote into the fields is meant for the host that it named, and for no other.
+    // The caller's fields may hold credentials. They are for the host that the caller named, and for no other.
     transfer.foreign = transfer.foreign || !sameOrigin(base, target);
     transfer.wireUrl = std::move(target);
     transfer.mustConnect = false;
@@ -57,10 +57,10 @@ SESSION_STATUS failureOf(HttpRequest::Impl& impl, CURLcode result)
     const TransferState& transfer = impl.transfer;
     if (transfer.failure != SESSION_DONE)
         return transfer.failure;
-    // libcurl has no memory for a line of more than 100 kB.
+    // libcurl reports a header line of more than 100 kB as a lack of memory.
     if (result == CURLE_OUT_OF_MEMORY && transfer.headerBytes > 0 && transfer.body == TransferState::Body::UNDECIDED)
         return SESSION_TOO_LARGE;
-    // Nobody cancelled, so it was the reading of a form's file that gave up.
+    // The request was not cancelled, so libcurl could not read a form's file.
     if (result == CURLE_ABORTED_BY_CALLBACK && impl.form)
         return SESSION_FILE_ERROR;
     return sessionStatusOf(result);

@@ -38,9 +38,10 @@ struct TransferState {
     FileSink file;
     std::uint64_t bodyBytes = 0;
     std::size_t headerBytes = 0;
-    bool lengthSeen = false;  ///< the present reply had a Content-Length
-    bool headEnded = false;   ///< the blank line after the present reply's head was there
-    bool mustConnect = false; ///< a kept connection turned out to be unusable: the hop is repeated on a fresh one
+    bool lengthSeen = false; ///< the present reply had a Content-Length
+    bool headEnded = false;  ///< the blank line after the present reply's head was there
+    /// The hop needs a fresh connection: it is a POST, or is repeated because a kept connection turned out to be unusable.
+    bool mustConnect = false;
 
     long redirects = 0;
     bool foreign = false; ///< a redirect led to another origin: the caller's fields are not sent any more

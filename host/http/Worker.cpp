@@ -18,9 +18,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Idle connections are kept for this many hosts and transfers, at least.
+/// Idle connections are kept up to this number, at least.
 constexpr std::size_t MIN_CONNECTIONS = 64;
-/// Nothing is missed during a wait, so its length does not matter.
+/// Whatever there is to do ends a wait, so any length will do.
 constexpr milliseconds LONGEST_WAIT(60'000);
 /// How long the end of the process waits for a completion that is running.
 constexpr milliseconds EXIT_PATIENCE(2'000);
@@ -85,14 +85,14 @@ bool Worker::start()
     if (!initialiseCurl() || !(m_multi || (m_multi = curl_multi_init())))
         return false;
     try {
-        // The process's signals are for the threads that expect them.
+        // The process's signals go to its other threads.
         const AllSignalsBlocked blocked;
         m_thread = std::thread([this] { run(); });
     } catch (const std::system_error&) {
         return false;
     }
     pthread_setname_np(m_thread.native_handle(), "whost-http");
-    // Registered after libcurl's own libraries have registered theirs, and so called before.
+    // Registered after the exit functions of libcurl's own libraries, so it is called before them.
     std::atexit(stopAtExit);
     return true;
 }
@@ -175,7 +175,7 @@ void Worker::takeFresh(RequestList& fresh)
         fresh.append(m_queued.takeFirst());
 }
 
-/// Ends what was cancelled before it had its turn: all turns may be taken by transfers that take long.
+/// Ends queued requests that were cancelled. Their turn could be far away while long transfers take all the room.
 void Worker::endCancelledInQueue()
 {
     RequestList cancelled;
@@ -327,7 +327,7 @@ void Worker::end(HttpRequest* request, SESSION_STATUS status)
     m_justEnded.append(request);
 }
 
-/// Lets go of all transfers, so that no temporary file outlives the process. Nobody is told any more.
+/// Lets go of all transfers, so that no temporary file outlives the process. Their completions are not called.
 void Worker::abandonTransfers()
 {
     while (HttpRequest* const request = m_running.first())
