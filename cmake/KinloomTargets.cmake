@@ -10,6 +10,10 @@ function(kinloom_target target)
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+  # Clang checks what a mutex guards where the code says so; see host/Mutex.h.
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(${target} PRIVATE -Wthread-safety)
+  endif()
 endfunction()
 
 # Refuses to link a library that leaves a symbol open. Sanitizer builds are let off: what their symbols need comes with the program.

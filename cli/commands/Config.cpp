@@ -33,11 +33,11 @@ bool isProviderKey(const std::string& key)
     return std::any_of(std::begin(PROVIDER_KEYS), std::end(PROVIDER_KEYS), [&](const char* known) { return key == known; });
 }
 
-const ClientKey* findClientKey(const std::string& key)
+const W::ClientOption* findClientOption(const std::string& key)
 {
-    const auto* const end = CLIENT_KEYS + CLIENT_KEY_COUNT;
-    const auto* const found = std::find_if(CLIENT_KEYS, end, [&](const ClientKey& entry) { return key == entry.key; });
-    return found == end ? nullptr : found;
+    const std::vector<W::ClientOption>& all = W::clientOptions();
+    const auto found = std::find_if(all.begin(), all.end(), [&](const W::ClientOption& option) { return key == option.key; });
+    return found == all.end() ? nullptr : &*found;
 }
 
 [[noreturn]] void refuseKey(const std::string& key)
@@ -45,8 +45,8 @@ const ClientKey* findClientKey(const std::string& key)
     std::string known = SERVICE;
     for (const char* name : PROVIDER_KEYS)
         known.append(", ").append(name);
-    for (std::size_t i = 0; i < CLIENT_KEY_COUNT; ++i)
-        known.append(", ").append(CLIENT_KEYS[i].key);
+    for (const W::ClientOption& option : W::clientOptions())
+        known.append(", ").append(option.key);
     throw Failure(Exit::USAGE, "there is no option '" + key + "'; there are " + known);
 }
 
@@ -84,7 +84,7 @@ std::string optionText(W::ConfigFile& file, const std::string& key)
         return file.option(PROVIDER_NAME, key).value_or("");
     if (key == SERVICE)
         return addressOf(file.httpOptions());
-    const ClientKey* const client = findClientKey(key);
+    const W::ClientOption* const client = findClientOption(key);
     if (client == nullptr)
         refuseKey(key);
     return client->text(file.httpOptions());
@@ -96,7 +96,7 @@ void setOption(W::ConfigFile& file, const std::string& key, const std::string& v
         file.setOption(PROVIDER_NAME, key, value);
     else if (key == SERVICE)
         file.setClientOption("connect_to", routeTo(value));
-    else if (findClientKey(key) != nullptr)
+    else if (findClientOption(key) != nullptr)
         file.setClientOption(key, value);
     else
         refuseKey(key);
@@ -150,12 +150,11 @@ Exit show(Context& context, const NoOptions&)
     Json client = Json::object();
     const W::HttpOptions defaults;
     const W::HttpOptions options = file.httpOptions();
-    for (std::size_t i = 0; i < CLIENT_KEY_COUNT; ++i) {
-        const ClientKey& entry = CLIENT_KEYS[i];
-        const std::string text = masked(entry.key, entry.text(options));
-        client[entry.key] = text;
-        if (entry.text(options) != entry.text(defaults))
-            sheet.add(entry.key, text);
+    for (const W::ClientOption& option : W::clientOptions()) {
+        const std::string text = masked(option.key, option.text(options));
+        client[option.key] = text;
+        if (option.text(options) != option.text(defaults))
+            sheet.add(option.key, text);
     }
     const Json document = {
         {"path", file.path()}, {"service", addressOf(options)}, {"provider", std::move(provider)}, {"client", std::move(client)}};
@@ -193,11 +192,9 @@ Exit import(Context& context, const NoOptions&)
         }
         const W::HttpOptions defaults;
         const W::HttpOptions client = piped.httpOptions();
-        for (std::size_t i = 0; i < CLIENT_KEY_COUNT; ++i) {
-            const ClientKey& entry = CLIENT_KEYS[i];
-            if (entry.text(client) != entry.text(defaults))
-                file.setClientOption(entry.key, entry.text(client));
-        }
+        for (const W::ClientOption& option : W::clientOptions())
+            if (option.text(client) != option.text(defaults))
+                file.setClientOption(option.key, option.text(client));
     } catch (const W::ConfigError& error) {
         std::string message = error.what();
         if (const std::size_t at = message.find(input.path()); at != std::string::npos)

@@ -5,8 +5,6 @@
 
 namespace W {
 
-struct HttpDelegator::Impl {};
-
 HttpDelegator::HttpDelegator() = default;
 HttpDelegator::~HttpDelegator() = default;
 

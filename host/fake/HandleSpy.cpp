@@ -4,11 +4,12 @@
 
 #include "fake/HandleSpy.h"
 
+#include "Mutex.h"
+
 #include <cstdarg>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <map>
-#include <mutex>
 
 namespace W {
 namespace WHOST_INTERNAL fake {
@@ -16,8 +17,8 @@ namespace WHOST_INTERNAL fake {
 namespace {
 
 struct Notes {
-    std::mutex mutex;
-    std::map<CURL*, PostFields> handles;
+    Mutex mutex;
+    std::map<CURL*, PostFields> handles GUARDED_BY(mutex);
 };
 
 Notes& notes()
@@ -37,21 +38,21 @@ template <class Function> Function libcurls(const char* name)
 void forget(CURL* handle)
 {
     Notes& all = notes();
-    const std::lock_guard<std::mutex> lock(all.mutex);
+    const MutexLock lock(all.mutex);
     all.handles.erase(handle);
 }
 
 void noteFields(CURL* handle, const char* fields)
 {
     Notes& all = notes();
-    const std::lock_guard<std::mutex> lock(all.mutex);
+    const MutexLock lock(all.mutex);
     all.handles[handle].fields = fields ? std::optional<STRING>(fields) : std::nullopt;
 }
 
 void noteSize(CURL* handle, long long size)
 {
     Notes& all = notes();
-    const std::lock_guard<std::mutex> lock(all.mutex);
+    const MutexLock lock(all.mutex);
     all.handles[handle].size = size;
 }
 
@@ -60,7 +61,7 @@ void noteSize(CURL* handle, long long size)
 PostFields postFieldsOf(CURL* handle)
 {
     Notes& all = notes();
-    const std::lock_guard<std::mutex> lock(all.mutex);
+    const MutexLock lock(all.mutex);
     const auto found = all.handles.find(handle);
     return found == all.handles.end() ? PostFields() : found->second;
 }

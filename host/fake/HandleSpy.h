@@ -3,8 +3,8 @@
 #ifndef FAKE_HANDLESPY_H
 #define FAKE_HANDLESPY_H
 
+#include "Internal.h"
 #include "W/WTypes.h"
-#include "http/Internal.h"
 
 #include <curl/curl.h>
 #include <optional>

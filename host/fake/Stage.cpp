@@ -3,6 +3,7 @@
 
 #include "W/WStatus.h"
 #include "fake/HandleSpy.h"
+#include "http/RequestCheck.h"
 #include "http/SignalBlock.h"
 #include "http/StatusMap.h"
 
@@ -15,6 +16,7 @@ namespace fake {
 namespace {
 
 thread_local bool t_onWorker = false;
+
 STRING textOf(const char* text, long length)
 {
     if (!text)
@@ -101,7 +103,7 @@ bool Stage::onWorker() { return t_onWorker; }
 
 void Stage::requestIsMade()
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     std::optional<std::size_t>& left = m_script.constructionsUntilFailure;
     if (left && (*left)-- == 0) {
         left.reset();
@@ -112,13 +114,13 @@ void Stage::requestIsMade()
 
 void Stage::requestIsGone() noexcept
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     --m_live;
-    m_changed.notify_all();
+    m_changed.notifyAll();
 }
 
 /// The status to refuse a request with, or 0. Notes it when it is refused.
-WSTATUS Stage::refusal(Lock&, HttpRequest& request, const Seen& seen)
+WSTATUS Stage::refusal(HttpRequest& request, const Seen& seen)
 {
     WSTATUS status = m_script.refusal;
     if (status == 0 && m_script.checks)
@@ -130,7 +132,7 @@ WSTATUS Stage::refusal(Lock&, HttpRequest& request, const Seen& seen)
     return status;
 }
 
-Answer Stage::choose(Lock& lock, const Seen& seen)
+Answer Stage::choose(const Seen& seen)
 {
     if (!m_script.next.empty()) {
         Answer answer = m_script.next.front();
@@ -140,53 +142,57 @@ Answer Stage::choose(Lock& lock, const Seen& seen)
     if (!m_script.rule)
         return m_script.usual;
     const auto rule = m_script.rule;
-    lock.unlock();
-    Answer answer = rule(seen);
-    lock.lock();
-    return answer;
+    const MutexUnlock unlocked(m_mutex);
+    return ask(rule, seen);
 }
+
+/// A rule is the test's code, so no lock is held.
+Answer Stage::ask(const std::function<Answer(const Seen&)>& rule, const Seen& seen) { return rule(seen); }
 
 WSTATUS Stage::add(HttpRequest* request)
 {
     if (!request || !request->impl().completion)
         return WSTATUS_INVALID_ARGUMENT;
     Seen seen = describe(*request, false);
-    Lock lock(m_mutex);
-    if (const WSTATUS refused = refusal(lock, *request, seen))
+    const MutexLock lock(m_mutex);
+    if (const WSTATUS refused = refusal(*request, seen))
         return refused;
     startWorker();
     seen.number = m_script.seen.size();
     m_script.seen.push_back(seen);
-    Answer answer = choose(lock, seen);
+    Answer answer = choose(seen);
     request->impl().sequence = m_nextSequence++;
     Job& job = m_jobs[request];
     job.number = seen.number;
     m_held.append(request);
     if (!answer.held || request->impl().cancelled.load())
         makeReady(*request, job, answer);
-    m_changed.notify_all();
+    m_changed.notifyAll();
     return WSTATUS_OK;
 }
 
 WSTATUS Stage::execute(HttpRequest& request)
 {
     Seen seen = describe(request, true);
-    Lock lock(m_mutex);
-    if (const WSTATUS refused = refusal(lock, request, seen))
-        return refused;
-    seen.number = m_script.seen.size();
-    m_script.seen.push_back(seen);
-    const Answer chosen = choose(lock, seen);
-    Job& job = m_jobs[&request];
-    job.number = seen.number;
-    job.executed = true;
-    job.answer = chosen;
-    job.ready = !chosen.held;
-    m_changed.notify_all();
-    m_changed.wait(lock, [&] { return job.ready || request.impl().cancelled.load(); });
-    const Answer answer = job.answer;
-    m_jobs.erase(&request);
-    lock.unlock();
+    Answer answer;
+    {
+        const MutexLock lock(m_mutex);
+        if (const WSTATUS refused = refusal(request, seen))
+            return refused;
+        seen.number = m_script.seen.size();
+        m_script.seen.push_back(seen);
+        answer = choose(seen);
+        Job& job = m_jobs[&request];
+        job.number = seen.number;
+        job.executed = true;
+        job.answer = answer;
+        job.ready = !answer.held;
+        m_changed.notifyAll();
+        while (!job.ready && !request.impl().cancelled.load())
+            m_changed.wait(m_mutex);
+        answer = job.answer;
+        m_jobs.erase(&request);
+    }
     return http::statusOf(play(request, answer));
 }
 
@@ -199,12 +205,12 @@ void Stage::makeReady(HttpRequest& request, Job& job, const Answer& answer)
         m_held.remove(&request);
         m_ready.append(&request);
     }
-    m_changed.notify_all();
+    m_changed.notifyAll();
 }
 
 void Stage::cancel(HttpRequest& request) noexcept
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     const auto found = m_jobs.find(&request);
     if (found != m_jobs.end() && !found->second.ready)
         makeReady(request, found->second, failure(SESSION_CANCELLED));
@@ -215,7 +221,7 @@ void Stage::startWorker()
     if (m_started)
         return;
     const http::AllSignalsBlocked blocked;
-    // Like the stage, the worker lives as long as the process, so nobody would ever join it.
+    // Like the stage, the worker lives as long as the process: nobody joins it.
     std::thread([this] { run(); }).detach();
     m_started = true;
 }
@@ -223,9 +229,10 @@ void Stage::startWorker()
 void Stage::run()
 {
     t_onWorker = true;
-    Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     for (;;) {
-        m_changed.wait(lock, [this] { return !m_ready.empty(); });
+        while (m_ready.empty())
+            m_changed.wait(m_mutex);
         HttpRequest* const request = m_ready.takeFirst();
         const Answer answer = m_jobs[request].answer;
         m_jobs.erase(request);
@@ -233,14 +240,22 @@ void Stage::run()
         m_completing = true;
         m_completingID = impl.id;
         m_completingSequence = impl.sequence;
-        lock.unlock();
-        const SESSION_STATUS status = play(*request, answer);
-        impl.completion(status, request, impl.context);
-        lock.lock();
+        {
+            const MutexUnlock unlocked(m_mutex);
+            complete(request, answer);
+        }
         m_completing = false;
         ++m_script.completions;
-        m_changed.notify_all();
+        m_changed.notifyAll();
     }
+}
+
+/// Hands a request to its callee, to whom it belongs from here on.
+void Stage::complete(HttpRequest* request, const Answer& answer)
+{
+    const HttpRequest::Impl& impl = request->impl();
+    const SESSION_STATUS status = play(*request, answer);
+    impl.completion(status, request, impl.context);
 }
 
 } // namespace fake

@@ -3,16 +3,14 @@
 #ifndef FAKE_STAGE_H
 #define FAKE_STAGE_H
 
+#include "Mutex.h"
 #include "http/RequestList.h"
 #include "whost/FakeClient.h"
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <thread>
-#include <vector>
 
 namespace W {
 namespace fake {
@@ -25,40 +23,38 @@ public:
     static bool onWorker();
 
     // For HttpDelegator and HttpRequest.
-    WSTATUS add(HttpRequest* request);
-    WSTATUS execute(HttpRequest& request);
-    void flush(unsigned long long id);
-    void cancel(HttpRequest& request) noexcept;
-    void requestIsMade();
-    void requestIsGone() noexcept;
+    WSTATUS add(HttpRequest* request) EXCLUDES(m_mutex);
+    WSTATUS execute(HttpRequest& request) EXCLUDES(m_mutex);
+    void flush(unsigned long long id) EXCLUDES(m_mutex);
+    void cancel(HttpRequest& request) noexcept EXCLUDES(m_mutex);
+    void requestIsMade() EXCLUDES(m_mutex);
+    void requestIsGone() noexcept EXCLUDES(m_mutex);
 
     // For tests; see FakeClient.h.
-    void reset();
-    void answerAll(const Answer& answer);
-    void answerNext(const Answer& answer);
-    void answerWith(std::function<Answer(const Seen&)> rule);
-    void refuseNext(WSTATUS status, std::size_t times);
-    void refuseAll(WSTATUS status);
-    void checkRequests(bool check);
-    void failConstruction(std::size_t after);
-    void flushWith(Flush flush);
-    std::size_t deleteDropped();
-    bool answer(std::size_t number, const Answer& answer);
-    std::size_t answerHeld(const Answer& answer);
-    bool setProgress(std::size_t number, double done, double total);
-    std::vector<Seen> requests();
-    std::vector<Seen> refusals();
-    std::size_t heldCount();
-    std::size_t completionCount();
-    std::vector<unsigned long long> flushes();
-    std::size_t liveRequests();
-    bool waitForRequests(std::size_t count, std::chrono::milliseconds patience);
-    bool waitForCompletions(std::size_t count, std::chrono::milliseconds patience);
-    bool waitUntilIdle(std::chrono::milliseconds patience);
+    void reset() EXCLUDES(m_mutex);
+    void answerAll(const Answer& answer) EXCLUDES(m_mutex);
+    void answerNext(const Answer& answer) EXCLUDES(m_mutex);
+    void answerWith(std::function<Answer(const Seen&)> rule) EXCLUDES(m_mutex);
+    void refuseNext(WSTATUS status, std::size_t times) EXCLUDES(m_mutex);
+    void refuseAll(WSTATUS status) EXCLUDES(m_mutex);
+    void checkRequests(bool check) EXCLUDES(m_mutex);
+    void failConstruction(std::size_t after) EXCLUDES(m_mutex);
+    void flushWith(Flush flush) EXCLUDES(m_mutex);
+    std::size_t deleteDropped() EXCLUDES(m_mutex);
+    bool answer(std::size_t number, const Answer& answer) EXCLUDES(m_mutex);
+    std::size_t answerHeld(const Answer& answer) EXCLUDES(m_mutex);
+    bool setProgress(std::size_t number, double done, double total) EXCLUDES(m_mutex);
+    std::vector<Seen> requests() EXCLUDES(m_mutex);
+    std::vector<Seen> refusals() EXCLUDES(m_mutex);
+    std::size_t heldCount() EXCLUDES(m_mutex);
+    std::size_t completionCount() EXCLUDES(m_mutex);
+    std::vector<unsigned long long> flushes() EXCLUDES(m_mutex);
+    std::size_t liveRequests() EXCLUDES(m_mutex);
+    bool waitForRequests(std::size_t count, std::chrono::milliseconds patience) EXCLUDES(m_mutex);
+    bool waitForCompletions(std::size_t count, std::chrono::milliseconds patience) EXCLUDES(m_mutex);
+    bool waitUntilIdle(std::chrono::milliseconds patience) EXCLUDES(m_mutex);
 
 private:
-    using Lock = std::unique_lock<std::mutex>;
-
     /// What tests set, and what they count.
     struct Script {
         Answer usual;
@@ -85,30 +81,33 @@ private:
     };
 
     Stage() = default;
-    WSTATUS refusal(Lock& lock, HttpRequest& request, const Seen& seen);
-    Answer choose(Lock& lock, const Seen& seen);
-    std::size_t arrive(Lock& lock, HttpRequest& request, bool executed);
-    void makeReady(HttpRequest& request, Job& job, const Answer& answer);
-    HttpRequest* waiting(std::size_t number);
-    void startWorker();
-    void run();
-    template <class Pick> std::vector<HttpRequest*> takeOut(Lock& lock, Pick&& picks);
-    void destroy(Lock& lock, unsigned long long id, const std::vector<HttpRequest*>& doomed);
+    WSTATUS refusal(HttpRequest& request, const Seen& seen) REQUIRES(m_mutex);
+    Answer choose(const Seen& seen) REQUIRES(m_mutex);
+    Answer ask(const std::function<Answer(const Seen&)>& rule, const Seen& seen) EXCLUDES(m_mutex);
+    void makeReady(HttpRequest& request, Job& job, const Answer& answer) REQUIRES(m_mutex);
+    HttpRequest* waiting(std::size_t number) REQUIRES(m_mutex);
+    void startWorker() REQUIRES(m_mutex);
+    void run() EXCLUDES(m_mutex);
+    void complete(HttpRequest* request, const Answer& answer) EXCLUDES(m_mutex);
+    template <class Pick> std::vector<HttpRequest*> takeOut(Pick&& picks) REQUIRES(m_mutex);
+    void destroy(unsigned long long id, const std::vector<HttpRequest*>& doomed) REQUIRES(m_mutex);
+    void deleteUnlocked(const std::vector<HttpRequest*>& doomed) EXCLUDES(m_mutex);
+    bool isFlushed(unsigned long long id, std::uint64_t before) REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    Script m_script;
-    std::map<HttpRequest*, Job> m_jobs;
-    http::RequestList m_held;            ///< queued requests without an answer
-    http::RequestList m_ready;           ///< queued requests whose completions are due
-    std::vector<HttpRequest*> m_dropped; ///< taken out by a flush, and not deleted yet
-    std::map<unsigned long long, std::size_t> m_deleting;
-    bool m_completing = false;
-    unsigned long long m_completingID = 0;
-    std::uint64_t m_completingSequence = 0;
-    std::uint64_t m_nextSequence = 1;
-    std::size_t m_live = 0;
-    bool m_started = false;
+    Mutex m_mutex;
+    Condition m_changed;
+    Script m_script GUARDED_BY(m_mutex);
+    std::map<HttpRequest*, Job> m_jobs GUARDED_BY(m_mutex);
+    http::RequestList m_held GUARDED_BY(m_mutex);            ///< queued requests without an answer
+    http::RequestList m_ready GUARDED_BY(m_mutex);           ///< queued requests whose completions are due
+    std::vector<HttpRequest*> m_dropped GUARDED_BY(m_mutex); ///< taken out by a flush, and not deleted yet
+    std::map<unsigned long long, std::size_t> m_deleting GUARDED_BY(m_mutex);
+    bool m_completing GUARDED_BY(m_mutex) = false; ///< a completion runs; the next two are its request's
+    unsigned long long m_completingID GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_completingSequence GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_nextSequence GUARDED_BY(m_mutex) = 1;
+    std::size_t m_live GUARDED_BY(m_mutex) = 0;
+    bool m_started GUARDED_BY(m_mutex) = false;
 };
 
 } // namespace fake

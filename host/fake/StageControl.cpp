@@ -15,7 +15,7 @@ thread_local int t_deleting = 0;
 } // namespace
 
 /// Takes queued requests out. \return them in the order of their queueing.
-template <class Pick> std::vector<HttpRequest*> Stage::takeOut(Lock&, Pick&& picks)
+template <class Pick> std::vector<HttpRequest*> Stage::takeOut(Pick&& picks)
 {
     http::RequestList picked;
     m_held.moveTo(picked, picks);
@@ -32,108 +32,121 @@ template <class Pick> std::vector<HttpRequest*> Stage::takeOut(Lock&, Pick&& pic
 
 /// Deletes requests without the mutex.
 /// \param id whose flushes wait for that.
-void Stage::destroy(Lock& lock, unsigned long long id, const std::vector<HttpRequest*>& doomed)
+void Stage::destroy(unsigned long long id, const std::vector<HttpRequest*>& doomed)
 {
     ++m_deleting[id];
-    lock.unlock();
+    {
+        const MutexUnlock unlocked(m_mutex);
+        deleteUnlocked(doomed);
+    }
+    --m_deleting[id];
+    m_changed.notifyAll();
+}
+
+/// Destructors are the callers' code, so no lock is held.
+void Stage::deleteUnlocked(const std::vector<HttpRequest*>& doomed)
+{
     ++t_deleting;
     for (const HttpRequest* const request : doomed)
         delete request;
     --t_deleting;
-    lock.lock();
-    --m_deleting[id];
-    m_changed.notify_all();
 }
 
 void Stage::flush(unsigned long long id)
 {
-    Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.flushes.push_back(id);
     if (m_script.flush == Flush::KEEPS)
         return;
     const std::uint64_t before = m_nextSequence;
     const std::vector<HttpRequest*> taken =
-        takeOut(lock, [&](const HttpRequest& request) { return request.getID() == id && request.impl().sequence < before; });
+        takeOut([&](const HttpRequest& request) { return request.getID() == id && request.impl().sequence < before; });
     if (m_script.flush == Flush::DEFERS) {
         m_dropped.insert(m_dropped.end(), taken.begin(), taken.end());
         return;
     }
-    destroy(lock, id, taken);
+    destroy(id, taken);
     if (onWorker() || t_deleting > 0)
         return;
-    m_changed.wait(lock,
-                   [&] { return m_deleting[id] == 0 && !(m_completing && m_completingID == id && m_completingSequence < before); });
+    while (!isFlushed(id, before))
+        m_changed.wait(m_mutex);
+}
+
+/// True when no request of that tag that was queued before a place in the order completes, and no flush is deleting any.
+bool Stage::isFlushed(unsigned long long id, std::uint64_t before)
+{
+    return m_deleting[id] == 0 && !(m_completing && m_completingID == id && m_completingSequence < before);
 }
 
 void Stage::flushWith(Flush flush)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.flush = flush;
 }
 
 std::size_t Stage::deleteDropped()
 {
-    Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     const std::vector<HttpRequest*> dropped = std::move(m_dropped);
     m_dropped.clear();
-    destroy(lock, 0, dropped);
+    destroy(0, dropped);
     return dropped.size();
 }
 
 void Stage::reset()
 {
     deleteDropped();
-    Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     for (auto& [request, job] : m_jobs)
         if (job.executed && !job.ready)
             makeReady(*request, job, failure(SESSION_CANCELLED));
-    destroy(lock, 0, takeOut(lock, [](const HttpRequest&) { return true; }));
-    if (!onWorker())
-        m_changed.wait(lock, [&] { return !m_completing; });
+    destroy(0, takeOut([](const HttpRequest&) { return true; }));
+    while (!onWorker() && m_completing)
+        m_changed.wait(m_mutex);
     m_script = Script();
 }
 
 void Stage::answerAll(const Answer& answer)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.usual = answer;
 }
 
 void Stage::answerNext(const Answer& answer)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.next.push_back(answer);
 }
 
 void Stage::answerWith(std::function<Answer(const Seen&)> rule)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.rule = std::move(rule);
 }
 
 void Stage::refuseNext(WSTATUS status, std::size_t times)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.refusal = times > 0 ? status : 0;
     m_script.refusalsLeft = times;
 }
 
 void Stage::refuseAll(WSTATUS status)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.refusal = status;
     m_script.refusalsLeft = 0;
 }
 
 void Stage::checkRequests(bool check)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.checks = check;
 }
 
 void Stage::failConstruction(std::size_t after)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_script.constructionsUntilFailure = after;
 }
 
@@ -147,7 +160,7 @@ HttpRequest* Stage::waiting(std::size_t number)
 
 bool Stage::answer(std::size_t number, const Answer& answer)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     HttpRequest* const request = waiting(number);
     if (request)
         makeReady(*request, m_jobs[request], answer);
@@ -156,7 +169,7 @@ bool Stage::answer(std::size_t number, const Answer& answer)
 
 std::size_t Stage::answerHeld(const Answer& answer)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     std::map<std::size_t, HttpRequest*> byNumber;
     for (const auto& [request, job] : m_jobs)
         if (!job.ready)
@@ -168,7 +181,7 @@ std::size_t Stage::answerHeld(const Answer& answer)
 
 bool Stage::setProgress(std::size_t number, double done, double total)
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     HttpRequest* const request = waiting(number);
     if (!request)
         return false;
@@ -179,56 +192,65 @@ bool Stage::setProgress(std::size_t number, double done, double total)
 
 std::vector<Seen> Stage::requests()
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_script.seen;
 }
 
 std::vector<Seen> Stage::refusals()
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_script.refused;
 }
 
 std::size_t Stage::heldCount()
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return static_cast<std::size_t>(std::count_if(m_jobs.begin(), m_jobs.end(), [](const auto& job) { return !job.second.ready; }));
 }
 
 std::size_t Stage::completionCount()
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_script.completions;
 }
 
 std::vector<unsigned long long> Stage::flushes()
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_script.flushes;
 }
 
 std::size_t Stage::liveRequests()
 {
-    const Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_live;
 }
 
 bool Stage::waitForRequests(std::size_t count, std::chrono::milliseconds patience)
 {
-    Lock lock(m_mutex);
-    return m_changed.wait_for(lock, patience, [&] { return m_script.seen.size() >= count; });
+    const MutexLock lock(m_mutex);
+    const Condition::Clock::time_point end = Condition::Clock::now() + patience;
+    for (bool inTime = true; inTime && m_script.seen.size() < count;)
+        inTime = m_changed.waitUntil(m_mutex, end);
+    return m_script.seen.size() >= count;
 }
 
 bool Stage::waitForCompletions(std::size_t count, std::chrono::milliseconds patience)
 {
-    Lock lock(m_mutex);
-    return m_changed.wait_for(lock, patience, [&] { return m_script.completions >= count; });
+    const MutexLock lock(m_mutex);
+    const Condition::Clock::time_point end = Condition::Clock::now() + patience;
+    for (bool inTime = true; inTime && m_script.completions < count;)
+        inTime = m_changed.waitUntil(m_mutex, end);
+    return m_script.completions >= count;
 }
 
 bool Stage::waitUntilIdle(std::chrono::milliseconds patience)
 {
-    Lock lock(m_mutex);
-    return m_changed.wait_for(lock, patience, [&] { return m_ready.empty() && !m_completing; });
+    const MutexLock lock(m_mutex);
+    const Condition::Clock::time_point end = Condition::Clock::now() + patience;
+    for (bool inTime = true; inTime && (!m_ready.empty() || m_completing);)
+        inTime = m_changed.waitUntil(m_mutex, end);
+    return m_ready.empty() && !m_completing;
 }
 
 } // namespace fake

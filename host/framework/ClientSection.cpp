@@ -6,67 +6,23 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <utility>
 
 namespace W {
 
 namespace {
 
-/// Reaches the member of HttpOptions behind a key; exactly one of the members is set.
-struct Entry {
+/// What a value of the section is.
+enum class Kind { NUMBER, TEXT, LINES };
+
+/// One option: its key, what its value must be, and the ways to and from the member of HttpOptions behind it.
+struct Row {
     const char* key;
+    Kind kind;
     std::int64_t least; ///< of numbers
-    long HttpOptions::*number = nullptr;
-    std::uint64_t HttpOptions::*bytes = nullptr;
-    std::string HttpOptions::*text = nullptr;
-    std::vector<std::string> HttpOptions::*lines = nullptr;
+    bool (*read)(const toml::node& value, std::int64_t least, HttpOptions& options);
+    std::string (*text)(const HttpOptions& options);
 };
-
-constexpr Entry number(const char* key, std::int64_t least, long HttpOptions::*member)
-{
-    return {key, least, member, nullptr, nullptr, nullptr};
-}
-constexpr Entry bytes(const char* key, std::int64_t least, std::uint64_t HttpOptions::*member)
-{
-    return {key, least, nullptr, member, nullptr, nullptr};
-}
-constexpr Entry text(const char* key, std::string HttpOptions::*member) { return {key, 0, nullptr, nullptr, member, nullptr}; }
-
-static_assert(std::is_same<std::size_t, std::uint64_t>::value, "sizes and amounts share one kind of entry");
-
-constexpr Entry ENTRIES[] = {
-    {"connect_to", 0, nullptr, nullptr, nullptr, &HttpOptions::connectTo},
-    number("connect_timeout_ms", 1, &HttpOptions::connectTimeoutMs),
-    number("stall_timeout_ms", 0, &HttpOptions::stallTimeoutMs),
-    number("stall_bytes_per_second", 0, &HttpOptions::stallBytesPerSecond),
-    number("total_timeout_ms", 0, &HttpOptions::totalTimeoutMs),
-    number("max_redirects", 0, &HttpOptions::maxRedirects),
-    bytes("max_memory_body", 1, &HttpOptions::maxMemoryBody),
-    bytes("max_file_body", 0, &HttpOptions::maxFileBody),
-    bytes("max_header_bytes", 1, &HttpOptions::maxHeaderBytes),
-    bytes("max_transfers", 1, &HttpOptions::maxTransfers),
-    number("max_connections_per_host", 0, &HttpOptions::maxConnectionsPerHost),
-    bytes("max_requests", 1, &HttpOptions::maxRequests),
-    number("download_buffer_bytes", 1024, &HttpOptions::downloadBufferBytes),
-    number("upload_buffer_bytes", 16 << 10, &HttpOptions::uploadBufferBytes),
-    text("user_agent", &HttpOptions::userAgent),
-    text("proxy", &HttpOptions::proxy),
-};
-
-const Entry* find(const std::string& key)
-{
-    const auto* const found = std::find_if(std::begin(ENTRIES), std::end(ENTRIES), [&](const Entry& e) { return key == e.key; });
-    return found == std::end(ENTRIES) ? nullptr : found;
-}
-
-std::string expectation(const Entry& entry)
-{
-    const std::string name = "\"" + std::string(entry.key) + "\" must be ";
-    if (entry.lines)
-        return name + "a list of texts HOST:PORT:CONNECT-TO-HOST:CONNECT-TO-PORT";
-    if (entry.text)
-        return name + "a text on one line";
-    return name + "a whole number, " + std::to_string(entry.least) + " or more";
-}
 
 bool onOneLine(const std::string& value)
 {
@@ -85,7 +41,9 @@ bool isRoute(const std::string& line)
     return colons == 3 && !inBrackets && onOneLine(line) && line.find(' ') == std::string::npos;
 }
 
-bool readLines(const toml::node& value, std::vector<std::string>& out)
+// How a value of each type is read, and how it is written as a text that reads the same.
+
+bool readValue(const toml::node& value, std::int64_t, std::vector<std::string>& out)
 {
     const toml::array* const lines = value.as_array();
     if (!lines)
@@ -101,26 +59,90 @@ bool readLines(const toml::node& value, std::vector<std::string>& out)
     return true;
 }
 
-bool readEntry(const Entry& entry, const toml::node& value, HttpOptions& options)
+bool readValue(const toml::node& value, std::int64_t, std::string& out)
 {
-    if (entry.lines)
-        return readLines(value, options.*entry.lines);
-    if (entry.text) {
-        const auto* const string = value.as_string();
-        if (!string || !onOneLine(string->get()))
-            return false;
-        options.*entry.text = string->get();
-        return true;
-    }
-    const auto* const integer = value.as_integer();
-    if (!integer || integer->get() < entry.least || integer->get() > std::numeric_limits<long>::max())
+    const auto* const string = value.as_string();
+    if (!string || !onOneLine(string->get()))
         return false;
-    if (entry.number)
-        options.*entry.number = static_cast<long>(integer->get());
-    else
-        options.*entry.bytes = static_cast<std::uint64_t>(integer->get());
+    out = string->get();
     return true;
 }
+
+template <class Number> bool readValue(const toml::node& value, std::int64_t least, Number& out)
+{
+    const auto* const integer = value.as_integer();
+    if (!integer || integer->get() < least || integer->get() > std::numeric_limits<long>::max())
+        return false;
+    out = static_cast<Number>(integer->get());
+    return true;
+}
+
+std::string textOf(const std::vector<std::string>& lines)
+{
+    std::string text;
+    for (const std::string& line : lines)
+        text.append(text.empty() ? "" : ",").append(line);
+    return text;
+}
+
+std::string textOf(const std::string& text) { return text; }
+
+template <class Number> std::string textOf(Number number) { return std::to_string(number); }
+
+constexpr Kind kindOf(std::vector<std::string> HttpOptions::*) { return Kind::LINES; }
+constexpr Kind kindOf(std::string HttpOptions::*) { return Kind::TEXT; }
+template <class Number> constexpr Kind kindOf(Number HttpOptions::*) { return Kind::NUMBER; }
+
+/// The row of a key that stands for a member.
+template <auto MEMBER> constexpr Row option(const char* key, std::int64_t least = 0)
+{
+    return {
+        key, kindOf(MEMBER), least,
+        [](const toml::node& value, std::int64_t limit, HttpOptions& options) { return readValue(value, limit, options.*MEMBER); },
+        [](const HttpOptions& options) { return textOf(options.*MEMBER); }};
+}
+
+/// Every member of HttpOptions.
+constexpr Row ROWS[] = {
+    option<&HttpOptions::connectTo>("connect_to"),
+    option<&HttpOptions::connectTimeoutMs>("connect_timeout_ms", 1),
+    option<&HttpOptions::stallTimeoutMs>("stall_timeout_ms"),
+    option<&HttpOptions::stallBytesPerSecond>("stall_bytes_per_second"),
+    option<&HttpOptions::totalTimeoutMs>("total_timeout_ms"),
+    option<&HttpOptions::maxRedirects>("max_redirects"),
+    option<&HttpOptions::maxMemoryBody>("max_memory_body", 1),
+    option<&HttpOptions::maxFileBody>("max_file_body"),
+    option<&HttpOptions::maxHeaderBytes>("max_header_bytes", 1),
+    option<&HttpOptions::maxTransfers>("max_transfers", 1),
+    option<&HttpOptions::maxConnectionsPerHost>("max_connections_per_host"),
+    option<&HttpOptions::maxRequests>("max_requests", 1),
+    option<&HttpOptions::downloadBufferBytes>("download_buffer_bytes", 1024),
+    option<&HttpOptions::uploadBufferBytes>("upload_buffer_bytes", 16 << 10),
+    option<&HttpOptions::userAgent>("user_agent"),
+    option<&HttpOptions::proxy>("proxy"),
+};
+
+const Row* find(const std::string& key)
+{
+    const auto* const found = std::find_if(std::begin(ROWS), std::end(ROWS), [&](const Row& row) { return key == row.key; });
+    return found == std::end(ROWS) ? nullptr : found;
+}
+
+/// What the value must be, in words.
+std::string kindText(const Row& row)
+{
+    switch (row.kind) {
+    case Kind::LINES:
+        return "a list of texts HOST:PORT:CONNECT-TO-HOST:CONNECT-TO-PORT";
+    case Kind::TEXT:
+        return "a text on one line";
+    case Kind::NUMBER:
+        break;
+    }
+    return "a whole number, " + std::to_string(row.least) + " or more";
+}
+
+std::string expectation(const Row& row) { return "\"" + std::string(row.key) + "\" must be " + kindText(row); }
 
 toml::array splitLines(const std::string& text)
 {
@@ -135,33 +157,45 @@ toml::array splitLines(const std::string& text)
 
 } // namespace
 
+const std::vector<ClientOption>& clientOptions()
+{
+    // Never destroyed: it may be asked for while the process exits.
+    static const std::vector<ClientOption>* const options = [] {
+        auto* const all = new std::vector<ClientOption>;
+        for (const Row& row : ROWS)
+            all->push_back({row.key, kindText(row), row.text});
+        return all;
+    }();
+    return *options;
+}
+
 void readClientSection(const toml::table& section, const std::string& path, HttpOptions& options)
 {
     for (const auto& [key, value] : section) {
-        const Entry* const entry = find(std::string(key.str()));
-        if (!entry || readEntry(*entry, value, options))
+        const Row* const row = find(std::string(key.str()));
+        if (!row || row->read(value, row->least, options))
             continue;
         const unsigned int line = value.source().begin.line;
-        throw ConfigError(path + (line ? ":" + std::to_string(line) : "") + ": " + expectation(*entry), line);
+        throw ConfigError(path + (line ? ":" + std::to_string(line) : "") + ": " + expectation(*row), line);
     }
 }
 
 void writeClientOption(toml::table& section, const std::string& path, const std::string& key, const std::string& value)
 {
-    const Entry* const entry = find(key);
-    if (!entry)
+    const Row* const row = find(key);
+    if (!row)
         throw ConfigError(path + ": there is no client option \"" + key + "\"");
     toml::table fresh;
-    if (entry->lines) {
+    if (row->kind == Kind::LINES) {
         fresh.insert(key, splitLines(value));
-    } else if (entry->text) {
+    } else if (row->kind == Kind::TEXT) {
         fresh.insert(key, value);
     } else {
         std::int64_t parsed = 0;
         const char* const end = value.data() + value.size();
         const auto result = std::from_chars(value.data(), end, parsed);
         if (result.ec != std::errc() || result.ptr != end)
-            throw ConfigError(path + ": " + expectation(*entry));
+            throw ConfigError(path + ": " + expectation(*row));
         fresh.insert(key, parsed);
     }
     HttpOptions scratch;

@@ -3,7 +3,7 @@
 #ifndef FRAMEWORK_CLIENTSECTION_H
 #define FRAMEWORK_CLIENTSECTION_H
 
-#include "http/Internal.h"
+#include "Internal.h"
 #include "whost/HttpOptions.h"
 
 #include <string>

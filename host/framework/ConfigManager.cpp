@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "W/WConfigManager.h"
 
+#include "Mutex.h"
+
 #include <charconv>
 #include <map>
-#include <mutex>
 #include <utility>
 
 namespace W {
@@ -13,8 +14,8 @@ namespace {
 using ProviderKey = std::pair<STRING, UINT32>;
 
 struct Store {
-    std::mutex mutex;
-    std::map<ProviderKey, std::map<STRING, WVariant>> options;
+    Mutex mutex;
+    std::map<ProviderKey, std::map<STRING, WVariant>> options GUARDED_BY(mutex);
 };
 
 /// Never destroyed: a plugin's threads may still read options while the process exits.
@@ -45,7 +46,7 @@ WConfigManager* WConfigManager::getInstance()
 WVariant WConfigManager::getCPOption(const WContentProvider& provider, const STRING& key)
 {
     Store& all = store();
-    const std::lock_guard<std::mutex> lock(all.mutex);
+    const MutexLock lock(all.mutex);
     const auto options = all.options.find(keyOf(provider));
     if (options == all.options.end())
         return {};
@@ -56,7 +57,7 @@ WVariant WConfigManager::getCPOption(const WContentProvider& provider, const STR
 void WConfigManager::setCPOption(const WContentProvider& provider, const STRING& key, const WVariant& value)
 {
     Store& all = store();
-    const std::lock_guard<std::mutex> lock(all.mutex);
+    const MutexLock lock(all.mutex);
     all.options[keyOf(provider)][key] = value;
 }
 

@@ -3,7 +3,7 @@
 #ifndef FRAMEWORK_PRIVATEFILE_H
 #define FRAMEWORK_PRIVATEFILE_H
 
-#include "http/Internal.h"
+#include "Internal.h"
 
 #include <optional>
 #include <string>

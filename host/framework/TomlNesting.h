@@ -3,7 +3,7 @@
 #ifndef FRAMEWORK_TOMLNESTING_H
 #define FRAMEWORK_TOMLNESTING_H
 
-#include "http/Internal.h"
+#include "Internal.h"
 
 #include <string_view>
 #include <toml++/toml.h>

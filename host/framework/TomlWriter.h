@@ -3,7 +3,7 @@
 #ifndef FRAMEWORK_TOMLWRITER_H
 #define FRAMEWORK_TOMLWRITER_H
 
-#include "http/Internal.h"
+#include "Internal.h"
 
 #include <string>
 #include <toml++/toml.h>

@@ -2,6 +2,7 @@
 /// \file The client that goes to the network: HttpDelegator, and what a request asks of its client.
 #include "W/WStatus.h"
 #include "http/Execute.h"
+#include "http/RequestCheck.h"
 #include "http/StatusMap.h"
 #include "http/TransferSetup.h"
 #include "http/Worker.h"
@@ -9,8 +10,6 @@
 #include <new>
 
 namespace W {
-
-struct HttpDelegator::Impl {};
 
 HttpDelegator::HttpDelegator() = default;
 HttpDelegator::~HttpDelegator() = default;
@@ -53,7 +52,7 @@ void requestIsCancelled(HttpRequest& request) noexcept { Worker::instance().noti
 void handleIsGiven(HttpRequest& request)
 {
     HttpRequest::Impl& impl = request.impl();
-    // What the client keeps on its handles is none of the caller's.
+    // The parts of a URL that setUrl keeps on the handle would win over a URL that the caller sets.
     forgetOrigin(*impl.easy);
     if (impl.type != HTTP_REQUEST_POST)
         return;

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "http/EasyHandle.h"
 
+#include "Mutex.h"
 #include "http/Options.h"
 
 #include <array>
-#include <mutex>
 #include <new>
 #include <type_traits>
 
@@ -13,16 +13,16 @@ namespace WHOST_INTERNAL http {
 
 namespace {
 
-/// Handles kept for later; more than that many at once are rare.
+/// The most handles that the pool keeps.
 constexpr std::size_t MAX_KEPT = 64;
 
 struct Pool {
-    std::mutex mutex;
-    std::array<EasyHandle*, MAX_KEPT> kept{};
-    std::size_t count = 0;
+    Mutex mutex;
+    std::array<EasyHandle*, MAX_KEPT> kept GUARDED_BY(mutex){};
+    std::size_t count GUARDED_BY(mutex) = 0;
 };
 
-/// Takes no memory of its own, so that it is always there.
+/// Stands in static memory, so that giving a handle back cannot fail.
 Pool& pool() noexcept
 {
     static Pool instance;
@@ -52,7 +52,7 @@ EasyPointer takeEasy() noexcept
         return nullptr;
     Pool& all = pool();
     {
-        const std::lock_guard<std::mutex> lock(all.mutex);
+        const MutexLock lock(all.mutex);
         if (all.count > 0)
             return EasyPointer(all.kept[--all.count]);
     }
@@ -84,7 +84,7 @@ void EasyReturn::operator()(EasyHandle* easy) const noexcept
     easy->header.clear();
     Pool& all = pool();
     {
-        const std::lock_guard<std::mutex> lock(all.mutex);
+        const MutexLock lock(all.mutex);
         if (all.count < MAX_KEPT) {
             all.kept[all.count++] = easy;
             return;

@@ -3,9 +3,9 @@
 #ifndef HTTP_EASYHANDLE_H
 #define HTTP_EASYHANDLE_H
 
+#include "Internal.h"
 #include "W/Http.h"
 #include "http/HeaderList.h"
-#include "http/Internal.h"
 
 #include <curl/curl.h>
 #include <memory>
@@ -17,7 +17,7 @@ namespace WHOST_INTERNAL http {
 class ClientOptions;
 class Connections;
 
-/// Sizes of buffers and the like that suit one kind of transfer.
+/// What the buffers and the encodings of a handle are set up for.
 enum class TransferKind { UNKNOWN, MEMORY, FILE, UPLOAD };
 
 /// An easy handle that keeps its settings from one request to the next, so that only what differs has to be set.
@@ -31,7 +31,8 @@ struct EasyHandle {
     CURLU* originUrl = nullptr;
     /// The header fields of the request, as sent; set on the handle.
     HeaderList header;
-    /// True once the handle was given to a caller, or holds what must not outlive its request: anything may be set on it.
+    /// True once a caller has the handle and may set any option of it, or a form is set, which goes with its request. Such a handle
+    /// is reset before it goes back to the pool.
     bool touched = false;
     /// Where the sockets of the loop's connections are known; null when the handle is fresh.
     Connections* connections = nullptr;

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "http/Execute.h"
 
+#include "Mutex.h"
 #include "http/Connections.h"
 #include "http/Options.h"
 #include "http/RequestImpl.h"
 #include "http/SignalBlock.h"
+#include "http/Transfer.h"
 
 #include <algorithm>
-#include <mutex>
 #include <new>
 #include <vector>
 
@@ -30,9 +31,9 @@ struct Loop {
 /// Transfer loops (multi handles with one transfer each) for the threads that execute requests at the same time. They keep
 /// connections and are never destroyed, so that a late setCancel can always wake one up.
 struct Loops {
-    std::mutex mutex;
-    std::vector<Loop*> idle;
-    std::size_t made = 0;
+    Mutex mutex;
+    std::vector<Loop*> idle GUARDED_BY(mutex);
+    std::size_t made GUARDED_BY(mutex) = 0;
 };
 
 Loops& loops()
@@ -41,38 +42,43 @@ Loops& loops()
     return *instance;
 }
 
+/// An idle loop, or a new one. \throw std::bad_alloc
+Loop* takeLoop()
+{
+    Loops& all = loops();
+    {
+        const MutexLock lock(all.mutex);
+        if (!all.idle.empty()) {
+            Loop* const loop = all.idle.back();
+            all.idle.pop_back();
+            return loop;
+        }
+        // Room for giving this one back, when nothing may fail any more.
+        all.idle.reserve(all.made + 1);
+        ++all.made;
+    }
+    return new Loop;
+}
+
+void giveBack(Loop* loop) noexcept
+{
+    Loops& all = loops();
+    const MutexLock lock(all.mutex);
+    all.idle.push_back(loop);
+}
+
 /// A loop for as long as the object lives.
 class LoopLease {
 public:
-    LoopLease()
-    {
-        Loops& all = loops();
-        {
-            const std::lock_guard<std::mutex> lock(all.mutex);
-            if (!all.idle.empty()) {
-                m_loop = all.idle.back();
-                all.idle.pop_back();
-                return;
-            }
-            // Room for giving this one back, when nothing may fail any more.
-            all.idle.reserve(all.made + 1);
-            ++all.made;
-        }
-        m_loop = new Loop;
-    }
-    ~LoopLease()
-    {
-        Loops& all = loops();
-        const std::lock_guard<std::mutex> lock(all.mutex);
-        all.idle.push_back(m_loop);
-    }
+    LoopLease() : m_loop(takeLoop()) {}
+    ~LoopLease() { giveBack(m_loop); }
     LoopLease(const LoopLease&) = delete;
     LoopLease& operator=(const LoopLease&) = delete;
 
     Loop& get() const { return *m_loop; }
 
 private:
-    Loop* m_loop = nullptr;
+    Loop* const m_loop;
 };
 
 bool open(Loop& loop)

@@ -3,8 +3,8 @@
 #ifndef HTTP_EXECUTE_H
 #define HTTP_EXECUTE_H
 
+#include "Internal.h"
 #include "W/Http.h"
-#include "http/Internal.h"
 
 namespace W {
 namespace WHOST_INTERNAL http {

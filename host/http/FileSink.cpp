@@ -17,7 +17,7 @@ namespace WHOST_INTERNAL http {
 
 namespace {
 
-/// Bodies come in pieces of 16 kB. The kernel takes them in large ones at two thirds of the price.
+/// Bodies come in pieces of 16 kB. Written in large ones they cost the kernel two thirds of the time.
 constexpr std::size_t BUFFER_SIZE = 256u << 10;
 /// A file that is to replace another is sent to the disk in steps of this size.
 constexpr std::uint64_t FLUSH_SIZE = 8u << 20;
@@ -142,8 +142,8 @@ bool FileSink::writeOut()
     m_written += m_buffered;
     m_buffered = 0;
     // When a file takes the place of another, some file systems begin to write it out in rename(2), which takes long for a large
-    // one; so most of it had better be on its way by then. A step waits where the disk does not keep up, as a write would. A file
-    // without a predecessor may stay in memory for a while.
+    // one; so most of it should have been sent to the disk by then. A step waits where the disk does not keep up, as a write would.
+    // A file without a predecessor may stay in memory for a while.
     if (m_replaces && m_written % FLUSH_SIZE == 0)
         sync_file_range(m_file, static_cast<off64_t>(m_written - FLUSH_SIZE), FLUSH_SIZE, SYNC_FILE_RANGE_WRITE);
     return true;

@@ -3,8 +3,8 @@
 #ifndef HTTP_FILESINK_H
 #define HTTP_FILESINK_H
 
+#include "Internal.h"
 #include "W/WTypes.h"
-#include "http/Internal.h"
 
 #include <cstdint>
 #include <memory>

@@ -3,8 +3,8 @@
 #ifndef HTTP_HEADERLIST_H
 #define HTTP_HEADERLIST_H
 
+#include "Internal.h"
 #include "W/Http.h"
-#include "http/Internal.h"
 
 #include <curl/curl.h>
 #include <string>

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "http/Options.h"
 
+#include "Mutex.h"
+
 #include <algorithm>
-#include <mutex>
 #include <vector>
 
 namespace W {
@@ -10,8 +11,9 @@ namespace W {
 namespace {
 
 struct Current {
-    std::mutex mutex;
-    std::shared_ptr<const http::ClientOptions> options = std::make_shared<const http::ClientOptions>(HttpOptions());
+    Mutex mutex;
+    std::shared_ptr<const http::ClientOptions>
+        options GUARDED_BY(mutex) = std::make_shared<const http::ClientOptions>(HttpOptions());
 };
 
 /// Never destroyed: the worker may read it while the process exits.
@@ -60,7 +62,7 @@ ClientOptions::ClientOptions(const HttpOptions& options) : m_values(options)
 std::shared_ptr<const ClientOptions> currentOptions()
 {
     Current& now = current();
-    const std::lock_guard<std::mutex> lock(now.mutex);
+    const MutexLock lock(now.mutex);
     return now.options;
 }
 
@@ -71,7 +73,7 @@ void setHttpOptions(const HttpOptions& options)
     auto fresh = std::make_shared<const http::ClientOptions>(options);
     Current& now = current();
     // The old options are freed outside the lock.
-    const std::lock_guard<std::mutex> lock(now.mutex);
+    const MutexLock lock(now.mutex);
     now.options.swap(fresh);
 }
 

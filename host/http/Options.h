@@ -3,8 +3,8 @@
 #ifndef HTTP_OPTIONS_H
 #define HTTP_OPTIONS_H
 
+#include "Internal.h"
 #include "http/HeaderList.h"
-#include "http/Internal.h"
 #include "whost/HttpOptions.h"
 
 #include <memory>
@@ -24,8 +24,8 @@ public:
     /// The connect-to lines as libcurl wants them; owned by this object.
     curl_slist* connectTo() const { return m_connectTo.get(); }
     /// The header fields that the client adds of its own accord, in the same form; owned by this object. They are given to libcurl
-    /// as lines, since it puts what is set by options together more slowly, character by character and more than once. \param
-    /// agent,encodings whether these fields are among them. \param posts whether they are for a POST.
+    /// as lines, since it puts what is set by options together more slowly, character by character and more than once.
+    /// \param agent,encodings whether these fields are among them. \param posts whether they are for a POST.
     curl_slist* fields(bool agent, bool encodings, bool posts) const { return m_fields[agent][encodings][posts].get(); }
 
 private:

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "http/RequestCheck.h"
+
 #include "W/WStatus.h"
 #include "http/RequestImpl.h"
 #include "http/Url.h"

@@ -5,7 +5,7 @@
 
 #include "W/Http.h"
 #include "http/EasyHandle.h"
-#include "http/Transfer.h"
+#include "http/TransferState.h"
 
 #include <atomic>
 
@@ -46,7 +46,7 @@ struct WHOST_INTERNAL HttpRequest::Impl {
     /// The transfer loop that a cancel wakes up; null while none has the request. Loops are never destroyed.
     std::atomic<CURLM*> loop{nullptr};
 
-    http::Transfer transfer;
+    http::TransferState transfer;
     /// The request's place in one of the delegator's lists; guarded like the list.
     HttpRequest* previous = nullptr;
     HttpRequest* next = nullptr;

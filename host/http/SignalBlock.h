@@ -3,7 +3,7 @@
 #ifndef HTTP_SIGNALBLOCK_H
 #define HTTP_SIGNALBLOCK_H
 
-#include "http/Internal.h"
+#include "Internal.h"
 
 #include <csignal>
 #include <ctime>

@@ -13,7 +13,7 @@ struct ResultMeaning {
     SESSION_STATUS status;
 };
 
-/// Results that are not here are the peer's doing: it does not speak the protocol.
+/// All other results mean that the peer broke the protocol.
 constexpr ResultMeaning RESULTS[] = {
     {CURLE_OK, SESSION_DONE},
     {CURLE_FAILED_INIT, SESSION_NOT_CREATED},

@@ -3,8 +3,8 @@
 #ifndef HTTP_STATUSMAP_H
 #define HTTP_STATUSMAP_H
 
+#include "Internal.h"
 #include "W/Http.h"
-#include "http/Internal.h"
 
 #include <curl/curl.h>
 

@@ -3,6 +3,7 @@
 
 #include "http/Connections.h"
 #include "http/Options.h"
+#include "http/Reception.h"
 #include "http/Url.h"
 
 #include <algorithm>
@@ -30,7 +31,7 @@ void setKind(EasyHandle& easy, TransferKind kind)
     if (easy.kind == kind)
         return;
     const HttpOptions& options = easy.settings->values();
-    // Large buffers pay for large bodies only.
+    // Large buffers are worth their memory for large bodies only.
     curl_easy_setopt(easy.curl, CURLOPT_BUFFERSIZE,
                      kind == TransferKind::FILE ? options.downloadBufferBytes : static_cast<long>(CURL_MAX_WRITE_SIZE));
     if (kind == TransferKind::UPLOAD)
@@ -56,14 +57,14 @@ bool hasOrigin(const STRING& url, const std::string& origin)
 }
 
 /// Gives the handle a URL's scheme and authority, unless it has them. libcurl takes a URL apart, puts it together again and copies
-/// it, character by character, for each request; that is a quarter of what a short request costs. False: it has to be
-/// the whole URL.
+/// it, character by character, for each request; that is a quarter of what a short request costs. False: the
+/// URL has to be set whole.
 bool setOrigin(EasyHandle& easy, const STRING& url)
 {
     if (hasOrigin(url, easy.origin))
         return true;
     const std::size_t length = originLength(url);
-    // Where an address has a zone, libcurl loses it on this way.
+    // libcurl would lose the zone of an IPv6 address.
     if (url.find('%') < length)
         return false;
     if (!easy.originUrl && !(easy.originUrl = curl_url()))
@@ -93,7 +94,7 @@ void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& op
 
     // A library may not rely on the process's signal handlers.
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    // A look-up that a time-out or a cancel gives up on ends by itself; nobody waits for it.
+    // A transfer that ends during a name look-up does not wait for it; the look-up ends by itself.
     curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
@@ -109,9 +110,9 @@ void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& op
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, values.connectTimeoutMs);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, values.totalTimeoutMs);
     curl_easy_setopt(curl, CURLOPT_CONNECT_TO, options->connectTo());
-    // It is among the fields of the options.
+    // User-Agent is one of the lines of ClientOptions::fields.
     curl_easy_setopt(curl, CURLOPT_USERAGENT, nullptr);
-    // Empty texts keep the environment out.
+    // libcurl would take unset ones from the environment.
     curl_easy_setopt(curl, CURLOPT_PROXY, values.proxy.c_str());
     curl_easy_setopt(curl, CURLOPT_NOPROXY, "");
 
@@ -136,7 +137,7 @@ void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& op
 bool setUrl(HttpRequest::Impl& impl, const STRING& url)
 {
     EasyHandle& easy = *impl.easy;
-    // A proxy is asked for the whole URL. A handle that its caller may have changed is left to libcurl's own ways.
+    // A proxy is sent the whole URL. On a handle that its caller may have changed, libcurl puts the request line together.
     if (easy.touched || !impl.transfer.options->values().proxy.empty() || !setOrigin(easy, url)) {
         forgetOrigin(easy);
         return curl_easy_setopt(easy.curl, CURLOPT_URL, url.c_str()) == CURLE_OK;
@@ -186,7 +187,7 @@ void setMethod(HttpRequest::Impl& impl)
 
 bool setHeader(HttpRequest::Impl& impl)
 {
-    Transfer& transfer = impl.transfer;
+    TransferState& transfer = impl.transfer;
     static const std::vector<std::pair<STRING, STRING>> none;
     const auto& fields = transfer.foreign ? none : impl.header.fields();
     const bool agent = !names(fields, "User-Agent");

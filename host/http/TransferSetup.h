@@ -8,13 +8,6 @@
 namespace W {
 namespace WHOST_INTERNAL http {
 
-// What libcurl calls during a transfer; the last argument is the EasyHandle.
-std::size_t onBody(char* data, std::size_t, std::size_t size, void* user) noexcept;
-std::size_t onHeaderLine(char* line, std::size_t, std::size_t size, void* user) noexcept;
-int onSocket(void* user, curl_socket_t socket, curlsocktype) noexcept;
-int onConnected(void* user, char*, char*, int remotePort, int localPort) noexcept;
-int onProgress(void* user, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal, curl_off_t up) noexcept;
-
 /// Sets what is the same for all requests of a loop under these options, unless the handle has it already.
 void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& options, Connections& connections);
 

@@ -3,7 +3,7 @@
 #ifndef HTTP_URL_H
 #define HTTP_URL_H
 
-#include "http/Internal.h"
+#include "Internal.h"
 
 #include <string>
 

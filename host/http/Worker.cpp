@@ -3,7 +3,9 @@
 
 #include "W/WStatus.h"
 #include "http/Options.h"
+#include "http/RequestCheck.h"
 #include "http/SignalBlock.h"
+#include "http/Transfer.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -16,9 +18,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Idle connections are kept for this many hosts and transfers, at least.
+/// Idle connections are kept up to this number, at least.
 constexpr std::size_t MIN_CONNECTIONS = 64;
-/// Nothing is missed during a wait, so its length does not matter.
+/// Whatever there is to do ends a wait, so any length will do.
 constexpr milliseconds LONGEST_WAIT(60'000);
 /// How long the end of the process waits for a completion that is running.
 constexpr milliseconds EXIT_PATIENCE(2'000);
@@ -30,18 +32,6 @@ EasyHandle* easyOf(CURL* curl)
     void* easy = nullptr;
     curl_easy_getinfo(curl, CURLINFO_PRIVATE, &easy);
     return static_cast<EasyHandle*>(easy);
-}
-
-/// Hands an ended request to its callee, to whom it belongs from here on.
-void complete(HttpRequest* request)
-{
-    HttpRequest::Impl& impl = request->impl();
-    impl.loop.store(nullptr);
-    try {
-        impl.completion(impl.transfer.status, request, impl.context);
-    } catch (...) {
-        // A completion may not throw. One that does must not take the process and everybody else's requests with it.
-    }
 }
 
 } // namespace
@@ -65,23 +55,25 @@ WSTATUS Worker::add(HttpRequest* request)
     impl.transfer.options = currentOptions();
     const HttpOptions& options = impl.transfer.options->values();
 
-    Lock lock(m_mutex);
-    if (m_stopping || m_accepted >= options.maxRequests || !start())
-        return WSTATUS_NOT_CREATED;
-    ++m_accepted;
-    impl.sequence = m_nextSequence++;
-    impl.loop.store(m_multi);
-    m_queued.append(request);
-    // From here on the request may end at any moment. A worker that is busy, or has no room, comes by on its own.
-    const bool canStart = m_runningCount < options.maxTransfers;
-    const bool wakeUp = m_polling && canStart;
-    if (wakeUp)
-        m_polling = false;
-    lock.unlock();
+    bool wakeUp = false;
+    {
+        const MutexLock lock(m_mutex);
+        if (m_stopping || m_accepted >= options.maxRequests || !start())
+            return WSTATUS_NOT_CREATED;
+        ++m_accepted;
+        impl.sequence = m_nextSequence++;
+        impl.loop.store(m_multi);
+        // A worker that drives transfers looks into the queue when it is done with them; one that has no room, when there is some.
+        wakeUp = m_polling && m_runningCount < options.maxTransfers;
+        if (wakeUp)
+            m_polling = false;
+        m_queued.append(request);
+    }
+    // The request may have ended already.
     if (wakeUp)
         curl_multi_wakeup(m_multi);
     else
-        m_work.notify_one();
+        m_work.notifyOne();
     return WSTATUS_OK;
 }
 
@@ -93,14 +85,14 @@ bool Worker::start()
     if (!initialiseCurl() || !(m_multi || (m_multi = curl_multi_init())))
         return false;
     try {
-        // The process's signals are for the threads that expect them.
+        // The process's signals go to its other threads.
         const AllSignalsBlocked blocked;
         m_thread = std::thread([this] { run(); });
     } catch (const std::system_error&) {
         return false;
     }
     pthread_setname_np(m_thread.native_handle(), "whost-http");
-    // Registered after libcurl's own libraries have registered theirs, and so called before.
+    // Registered after the exit functions of libcurl's own libraries, so it is called before them.
     std::atexit(stopAtExit);
     return true;
 }
@@ -115,46 +107,62 @@ void Worker::noticeCancel(CURLM* loop) noexcept
 void Worker::run()
 {
     t_onWorker = true;
-    Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     for (;;) {
-        m_work.wait(lock, [this] {
-            const bool engineFree = !m_engineOwned && m_engineWanted == 0;
-            return engineFree && (m_stopping || m_runningCount > 0 || !m_queued.empty() || !m_ended.empty());
-        });
+        while (!hasTurn())
+            m_work.wait(m_mutex);
         if (m_stopping)
             break;
         RequestList fresh;
         takeFresh(fresh);
-        m_engineOwned = true;
-        m_polling = fresh.empty() && m_ended.empty();
-        const bool idle = m_polling;
-        lock.unlock();
-
-        if (idle)
-            waitForNetwork();
-        const Clock::time_point now = Clock::now();
-        attach(fresh, now);
-        driveTransfers(now);
-        const bool cancels = m_cancelPosted.exchange(false);
-        if (cancels)
-            endCancelled();
-        endStalled(now);
-
-        lock.lock();
+        m_engine.take();
+        const bool waits = fresh.empty() && m_ended.empty();
+        m_polling = waits;
+        bool cancels = false;
+        {
+            const MutexUnlock unlocked(m_mutex);
+            cancels = driveOnce(fresh, waits);
+        }
         m_polling = false;
         if (cancels)
             endCancelledInQueue();
         releaseEngine();
-        runCompletions(lock);
+        runCompletions();
     }
-    m_engineOwned = true;
-    lock.unlock();
-    abandonTransfers();
-    lock.lock();
+    m_engine.take();
+    {
+        const MutexUnlock unlocked(m_mutex);
+        abandonTransfers();
+    }
     // A plugin that is destroyed after this still has its requests deleted by its flush.
     releaseEngine();
     m_stopped = true;
-    m_changed.notify_all();
+    m_changed.notifyAll();
+}
+
+/// True when there is something to do and nobody else has, or waits for, the engine.
+bool Worker::hasTurn() const
+{
+    if (m_engine.isTaken() || m_engineWanted > 0)
+        return false;
+    return m_stopping || m_runningCount > 0 || !m_queued.empty() || !m_ended.empty();
+}
+
+/// Moves all transfers on as far as they get without waiting.
+/// \param fresh requests to begin with. \param waits whether to wait for the network first.
+/// \return whether a request may have been cancelled, so that the queue has to be looked through too.
+bool Worker::driveOnce(RequestList& fresh, bool waits)
+{
+    if (waits)
+        waitForNetwork();
+    const Clock::time_point now = Clock::now();
+    attach(fresh, now);
+    driveTransfers(now);
+    const bool cancels = m_cancelPosted.exchange(false);
+    if (cancels)
+        endCancelled();
+    endStalled(now);
+    return cancels;
 }
 
 /// Picks the queued requests that there is room for.
@@ -167,7 +175,7 @@ void Worker::takeFresh(RequestList& fresh)
         fresh.append(m_queued.takeFirst());
 }
 
-/// Ends what was cancelled before it had its turn: all turns may be taken by transfers that take long.
+/// Ends queued requests that were cancelled. Their turn could be far away while long transfers take all the room.
 void Worker::endCancelledInQueue()
 {
     RequestList cancelled;
@@ -177,17 +185,19 @@ void Worker::endCancelledInQueue()
     m_ended.splice(cancelled);
 }
 
+/// Gives the engine back, and passes on what ended while it was taken.
 void Worker::releaseEngine()
 {
     for (HttpRequest* request = m_justEnded.first(); request; request = RequestList::after(request))
         --m_runningCount;
     m_ended.splice(m_justEnded);
-    m_engineOwned = false;
+    m_engine.giveBack();
     if (m_engineWanted > 0)
-        m_changed.notify_all();
+        m_changed.notifyAll();
 }
 
-void Worker::runCompletions(Lock& lock)
+/// Tells the callees of all requests that have ended, one after the other and without the mutex.
+void Worker::runCompletions()
 {
     while (!m_stopping) {
         HttpRequest* const request = m_ended.takeFirst();
@@ -197,11 +207,24 @@ void Worker::runCompletions(Lock& lock)
         m_completing = true;
         m_completingID = request->getID();
         m_completingSequence = request->impl().sequence;
-        lock.unlock();
-        complete(request);
-        lock.lock();
+        {
+            const MutexUnlock unlocked(m_mutex);
+            complete(request);
+        }
         m_completing = false;
-        m_changed.notify_all();
+        m_changed.notifyAll();
+    }
+}
+
+/// Hands an ended request to its callee, to whom it belongs from here on.
+void Worker::complete(HttpRequest* request)
+{
+    HttpRequest::Impl& impl = request->impl();
+    impl.loop.store(nullptr);
+    try {
+        impl.completion(impl.transfer.status, request, impl.context);
+    } catch (...) {
+        // A completion may not throw. One that does must not take the process and everybody else's requests with it.
     }
 }
 
@@ -304,7 +327,7 @@ void Worker::end(HttpRequest* request, SESSION_STATUS status)
     m_justEnded.append(request);
 }
 
-/// Lets go of all transfers, so that no temporary file outlives the process. Nobody is told any more.
+/// Lets go of all transfers, so that no temporary file outlives the process. Their completions are not called.
 void Worker::abandonTransfers()
 {
     while (HttpRequest* const request = m_running.first())
@@ -318,14 +341,20 @@ void Worker::stop()
     // A completion that calls exit cannot wait for itself.
     if (t_onWorker)
         return;
-    Lock lock(m_mutex);
-    m_stopping = true;
-    m_work.notify_one();
-    curl_multi_wakeup(m_multi);
-    if (!m_changed.wait_for(lock, EXIT_PATIENCE, [this] { return m_stopped; }))
-        return;
-    lock.unlock();
-    m_thread.join();
+    std::thread ended;
+    {
+        const MutexLock lock(m_mutex);
+        m_stopping = true;
+        m_work.notifyOne();
+        curl_multi_wakeup(m_multi);
+        const Clock::time_point end = Clock::now() + EXIT_PATIENCE;
+        for (bool inTime = true; !m_stopped && inTime;)
+            inTime = m_changed.waitUntil(m_mutex, end);
+        if (!m_stopped)
+            return;
+        ended.swap(m_thread);
+    }
+    ended.join();
 }
 
 } // namespace http

@@ -23,40 +23,51 @@ void insertInOrder(RequestList& list, HttpRequest* request)
 
 void Worker::flush(unsigned long long id)
 {
-    Lock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     // What is queued from now on, by others or by a completion that is running, is not meant.
     const std::uint64_t before = m_nextSequence;
     RequestList queued;
     m_queued.moveTo(queued, [id](const HttpRequest& request) { return request.getID() == id; });
     RequestList doomed;
     if (m_runningCount > 0)
-        collectRunning(lock, id, before, doomed);
+        collectRunning(id, before, doomed);
     collectEnded(id, before, doomed);
     doomed.splice(queued);
-    deleteAll(lock, id, doomed);
+    deleteAll(id, doomed);
 
     // The worker cannot wait for its own completion, nor a destructor for the flush that called it.
     if (isCurrentThread() || t_deleting > 0)
         return;
-    m_changed.wait(lock, [&] {
-        const bool completing = m_completing && m_completingID == id && m_completingSequence < before;
-        return !completing && !isDeleting(id);
-    });
+    while (isCompleting(id, before) || isDeleting(id))
+        m_changed.wait(m_mutex);
 }
 
-/// Takes requests out of the multi handle, which the worker lends for that.
-void Worker::collectRunning(Lock& lock, unsigned long long id, std::uint64_t before, RequestList& doomed)
+/// Takes requests out of the multi handle. The worker gives the engine up for that.
+void Worker::collectRunning(unsigned long long id, std::uint64_t before, RequestList& doomed)
 {
     ++m_engineWanted;
     if (m_polling) {
         m_polling = false;
         curl_multi_wakeup(m_multi);
     }
-    m_changed.wait(lock, [this] { return !m_engineOwned; });
+    while (m_engine.isTaken())
+        m_changed.wait(m_mutex);
     --m_engineWanted;
-    m_engineOwned = true;
-    lock.unlock();
+    m_engine.take();
+    std::size_t count = 0;
+    {
+        const MutexUnlock unlocked(m_mutex);
+        count = takeRunning(id, before, doomed);
+    }
+    m_runningCount -= count;
+    m_engine.giveBack();
+    m_changed.notifyAll();
+    m_work.notifyOne();
+}
 
+/// Moves running requests out of the multi handle. \return how many.
+std::size_t Worker::takeRunning(unsigned long long id, std::uint64_t before, RequestList& doomed)
+{
     RequestList taken;
     m_running.moveTo(taken, [&](const HttpRequest& request) { return request.getID() == id && request.impl().sequence < before; });
     std::size_t count = 0;
@@ -66,12 +77,7 @@ void Worker::collectRunning(Lock& lock, unsigned long long id, std::uint64_t bef
         request->impl().transfer.file.discard();
     }
     doomed.splice(taken);
-
-    lock.lock();
-    m_runningCount -= count;
-    m_engineOwned = false;
-    m_changed.notify_all();
-    m_work.notify_one();
+    return count;
 }
 
 /// Takes requests that have ended but whose completions have not begun.
@@ -83,8 +89,8 @@ void Worker::collectEnded(unsigned long long id, std::uint64_t before, RequestLi
         insertInOrder(doomed, request);
 }
 
-/// Deletes without any lock: destructors are the callers' code.
-void Worker::deleteAll(Lock& lock, unsigned long long id, RequestList& doomed)
+/// Deletes requests, and has other flushes of the tag know of it.
+void Worker::deleteAll(unsigned long long id, RequestList& doomed)
 {
     if (doomed.empty())
         return;
@@ -92,19 +98,30 @@ void Worker::deleteAll(Lock& lock, unsigned long long id, RequestList& doomed)
         --m_accepted;
     Deletion deletion{id, m_deletions};
     m_deletions = &deletion;
-    lock.unlock();
-
-    ++t_deleting;
-    while (HttpRequest* const request = doomed.takeFirst())
-        delete request;
-    --t_deleting;
-
-    lock.lock();
+    {
+        const MutexUnlock unlocked(m_mutex);
+        deleteUnlocked(doomed);
+    }
     Deletion** link = &m_deletions;
     while (*link != &deletion)
         link = &(*link)->next;
     *link = deletion.next;
-    m_changed.notify_all();
+    m_changed.notifyAll();
+}
+
+/// Destructors are the callers' code, so no lock is held.
+void Worker::deleteUnlocked(RequestList& doomed)
+{
+    ++t_deleting;
+    while (HttpRequest* const request = doomed.takeFirst())
+        delete request;
+    --t_deleting;
+}
+
+/// True while a completion of that tag runs whose request was queued before a place in the order.
+bool Worker::isCompleting(unsigned long long id, std::uint64_t before) const
+{
+    return m_completing && m_completingID == id && m_completingSequence < before;
 }
 
 bool Worker::isDeleting(unsigned long long id) const

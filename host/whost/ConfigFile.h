@@ -27,6 +27,18 @@ private:
     unsigned int m_line;
 };
 
+/// One option of the HTTP client, as the [client] section of a configuration file holds it.
+struct ClientOption {
+    const char* key; ///< such as "connect_timeout_ms"
+    /// What its value must be, in words that follow "must be", such as "a whole number, 1 or more".
+    std::string kind;
+    /// Its value in a set of options, as ConfigFile::setClientOption reads it: numbers in decimal, lists with commas.
+    std::string (*text)(const HttpOptions& options);
+};
+
+/// All options of the HTTP client, one for each member of HttpOptions and in the same order. Never changes; any thread.
+const std::vector<ClientOption>& clientOptions();
+
 /// A TOML file with one section for each provider and one for the HTTP client:
 ///
 ///     [provider.Kinloom]
@@ -38,9 +50,7 @@ private:
 ///     connect_to = ["openapi.kinloom.example:80:127.0.0.1:8750"]
 ///     connect_timeout_ms = 10000
 ///
-/// Keys of [client] are the names of HttpOptions' members with underscores: connect_to, connect_timeout_ms, stall_timeout_ms,
-/// stall_bytes_per_second, total_timeout_ms, max_redirects, max_memory_body, max_file_body, max_header_bytes, max_transfers,
-/// max_connections_per_host, max_requests, download_buffer_bytes, upload_buffer_bytes, user_agent, proxy.
+/// Keys of [client] are the names of HttpOptions' members with underscores; clientOptions() lists them.
 ///
 /// A provider's section may name its "service_type" as a number; without it the type is SERVICE_KINLOOM. Keys and sections that
 /// this class does not know are kept when the file is written; comments are not. An object belongs to one thread at a time.
@@ -84,7 +94,7 @@ public:
     /// The given options with what the [client] section says put over them.
     HttpOptions httpOptions(const HttpOptions& base = HttpOptions()) const;
     /// Writes one entry of the [client] section; the text is read as the entry's kind demands (connect_to: lines, by comma).
-    /// \throw ConfigError when the key is not one of HttpOptions or the value does not fit it.
+    /// \throw ConfigError when the key is not one of clientOptions() or the value does not fit it.
     void setClientOption(const std::string& key, const std::string& value);
 
     /// Hands everything to the process: the providers' options to WConfigManager, the client's to setHttpOptions, over those in

@@ -157,12 +157,9 @@ public:
     HttpDelegator(const HttpDelegator&) = delete;
     HttpDelegator& operator=(const HttpDelegator&) = delete;
 
-    struct Impl;
-
 private:
     HttpDelegator();
     ~HttpDelegator();
-    std::unique_ptr<Impl> m_impl;
 };
 
 } // namespace W

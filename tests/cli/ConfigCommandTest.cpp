@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "CliFixture.h"
+#include "whost/ConfigFile.h"
 
 #include <sys/stat.h>
 
@@ -21,6 +22,23 @@ TEST(ConfigCommand, SetsAndGetsOptions)
     user.ok({"config", "set", "service", "http://127.0.0.1:8750"});
     EXPECT_EQ(user.ok({"config", "get", "service"}), "http://127.0.0.1:8750\n");
     EXPECT_EQ(user.json({"config", "get", "app_id"})["value"], "application");
+}
+
+TEST(ConfigCommand, ShowsAndSetsEveryOptionOfTheClient)
+{
+    const User user;
+    const W::HttpOptions defaults;
+    const Json shown = user.json({"config", "show"})["client"];
+    EXPECT_EQ(shown.size(), W::clientOptions().size());
+    std::string keys;
+    for (const W::ClientOption& option : W::clientOptions()) {
+        EXPECT_EQ(shown[option.key], option.text(defaults)) << option.key;
+        const std::string value = option.text(defaults).empty() ? "a:1:b:2" : "20000";
+        user.ok({"config", "set", option.key, value});
+        EXPECT_EQ(user.ok({"config", "get", option.key}), value + "\n");
+        keys.append(", ").append(option.key);
+    }
+    EXPECT_THAT(user.run({"config", "get", "colour"}).err, HasSubstr(keys)) << "a refusal names them all";
 }
 
 TEST(ConfigCommand, NeverShowsTheToken)

@@ -80,14 +80,4 @@ TEST(Masking, HidesTheSignInOfAProxy)
 
 TEST(Masking, LeavesOtherOptionsAsTheyAre) { EXPECT_EQ(masked("app_id", "a@b://c"), "a@b://c"); }
 
-TEST(ClientOptions, AllHaveATextAndAName)
-{
-    const W::HttpOptions options;
-    for (std::size_t i = 0; i < CLIENT_KEY_COUNT; ++i) {
-        EXPECT_STRNE(CLIENT_KEYS[i].key, "");
-        EXPECT_NO_THROW(CLIENT_KEYS[i].text(options));
-    }
-    EXPECT_EQ(CLIENT_KEY_COUNT, 16U);
-}
-
 } // namespace

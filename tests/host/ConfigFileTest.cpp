@@ -398,62 +398,6 @@ TEST_F(ConfigFileTest, KeepsWhatItHeldWhenAFileIsRefused)
     EXPECT_EQ(file.option("Kinloom", "app_id"), "id");
 }
 
-TEST_F(ConfigFileTest, SetsEveryOptionOfTheClient)
-{
-    const std::pair<const char*, const char*> values[] = {
-        {"connect_to", "a:1:b:2"},
-        {"connect_timeout_ms", "101"},
-        {"stall_timeout_ms", "102"},
-        {"stall_bytes_per_second", "103"},
-        {"total_timeout_ms", "104"},
-        {"max_redirects", "105"},
-        {"max_memory_body", "106"},
-        {"max_file_body", "107"},
-        {"max_header_bytes", "108"},
-        {"max_transfers", "109"},
-        {"max_connections_per_host", "110"},
-        {"max_requests", "111"},
-        {"download_buffer_bytes", "11200"},
-        {"upload_buffer_bytes", "113000"},
-        {"user_agent", "agent"},
-        {"proxy", "http://p:1"},
-    };
-    ConfigFile file(path());
-    for (const auto& [key, value] : values)
-        file.setClientOption(key, value);
-    file.save();
-    ConfigFile again(path());
-    again.load();
-    const HttpOptions o = again.httpOptions();
-    EXPECT_THAT(o.connectTo, ElementsAre("a:1:b:2"));
-    EXPECT_EQ(o.connectTimeoutMs, 101);
-    EXPECT_EQ(o.stallTimeoutMs, 102);
-    EXPECT_EQ(o.stallBytesPerSecond, 103);
-    EXPECT_EQ(o.totalTimeoutMs, 104);
-    EXPECT_EQ(o.maxRedirects, 105);
-    EXPECT_EQ(o.maxMemoryBody, 106u);
-    EXPECT_EQ(o.maxFileBody, 107u);
-    EXPECT_EQ(o.maxHeaderBytes, 108u);
-    EXPECT_EQ(o.maxTransfers, 109u);
-    EXPECT_EQ(o.maxConnectionsPerHost, 110);
-    EXPECT_EQ(o.maxRequests, 111u);
-    EXPECT_EQ(o.downloadBufferBytes, 11200);
-    EXPECT_EQ(o.uploadBufferBytes, 113000);
-    EXPECT_EQ(o.userAgent, "agent");
-    EXPECT_EQ(o.proxy, "http://p:1");
-}
-
-TEST_F(ConfigFileTest, RefusesClientOptionsThatDoNotExistOrDoNotFit)
-{
-    ConfigFile file(path());
-    EXPECT_THROW(file.setClientOption("no_such", "1"), ConfigError);
-    for (const char* value : {"", "x", "1x", " 1", "0", "-1", "99999999999999999999"})
-        EXPECT_THROW(file.setClientOption("connect_timeout_ms", value), ConfigError) << value;
-    EXPECT_THROW(file.setClientOption("connect_to", "nonsense"), ConfigError);
-    file.setClientOption("connect_to", "");
-    EXPECT_TRUE(file.httpOptions().connectTo.empty());
-}
-
 TEST(ConfigFilePath, FollowsTheEnvironment)
 {
     const char* const config = std::getenv("XDG_CONFIG_HOME");
