@@ -2,7 +2,7 @@
 // The program's command line.
 #include "commands/Commands.h"
 #include "core/Text.h"
-#include "server/Faults.h"
+#include "operations/Faults.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>

@@ -3,9 +3,9 @@
 #include "Targets.h"
 #include "core/Failure.h"
 #include "core/Text.h"
+#include "operations/Parameters.h"
+#include "operations/Router.h"
 #include "server/Address.h"
-#include "server/Parameters.h"
-#include "server/Router.h"
 #include "wire/Authorization.h"
 #include "wire/ByteRange.h"
 

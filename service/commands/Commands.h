@@ -4,7 +4,7 @@
 #ifndef KINLOOMD_COMMANDS_COMMANDS_H
 #define KINLOOMD_COMMANDS_COMMANDS_H
 
-#include "server/Options.h"
+#include "operations/Options.h"
 
 namespace kinloomd {
 

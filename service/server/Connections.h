@@ -3,8 +3,8 @@
 #ifndef KINLOOMD_SERVER_CONNECTIONS_H
 #define KINLOOMD_SERVER_CONNECTIONS_H
 
-#include "server/Options.h"
-#include "server/StopSignal.h"
+#include "core/StopSignal.h"
+#include "operations/Options.h"
 
 #include <condition_variable>
 #include <map>

@@ -2,9 +2,9 @@
 #include "server/Exchange.h"
 
 #include "core/Text.h"
+#include "operations/Authenticate.h"
+#include "operations/Documents.h"
 #include "server/Address.h"
-#include "server/Authenticate.h"
-#include "server/Documents.h"
 #include "server/Sending.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>

@@ -4,10 +4,10 @@
 #define KINLOOMD_SERVER_EXCHANGE_H
 
 #include "core/Failure.h"
+#include "operations/Request.h"
+#include "operations/Router.h"
+#include "operations/Service.h"
 #include "server/Connections.h"
-#include "server/Request.h"
-#include "server/Router.h"
-#include "server/Service.h"
 
 #include <microhttpd.h>
 

@@ -3,10 +3,10 @@
 #ifndef KINLOOMD_SERVER_SENDING_H
 #define KINLOOMD_SERVER_SENDING_H
 
+#include "core/StopSignal.h"
+#include "operations/Faults.h"
+#include "operations/Request.h"
 #include "server/Connections.h"
-#include "server/Faults.h"
-#include "server/Request.h"
-#include "server/StopSignal.h"
 
 #include <microhttpd.h>
 #include <optional>

@@ -3,8 +3,8 @@
 #ifndef KINLOOMD_SERVER_SERVER_H
 #define KINLOOMD_SERVER_SERVER_H
 
+#include "operations/Service.h"
 #include "server/Connections.h"
-#include "server/Service.h"
 
 struct MHD_Daemon;
 

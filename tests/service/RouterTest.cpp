@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "server/Router.h"
+#include "operations/Router.h"
 
 #include "core/Failure.h"
 #include "server/Address.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file The end of the service, as something that can be waited for.
-#ifndef KINLOOMD_SERVER_STOPSIGNAL_H
-#define KINLOOMD_SERVER_STOPSIGNAL_H
+#ifndef KINLOOMD_CORE_STOPSIGNAL_H
+#define KINLOOMD_CORE_STOPSIGNAL_H
 
 #include "core/Files.h"
 

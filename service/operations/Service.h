@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 /// \file What all handlers share.
-#ifndef KINLOOMD_SERVER_SERVICE_H
-#define KINLOOMD_SERVER_SERVICE_H
+#ifndef KINLOOMD_OPERATIONS_SERVICE_H
+#define KINLOOMD_OPERATIONS_SERVICE_H
 
+#include "core/StopSignal.h"
+#include "core/WorkerPool.h"
 #include "media/MediaStore.h"
 #include "media/Pictures.h"
-#include "media/WorkerPool.h"
-#include "server/Faults.h"
-#include "server/Links.h"
-#include "server/Options.h"
-#include "server/Request.h"
-#include "server/StopSignal.h"
+#include "operations/Faults.h"
+#include "operations/Links.h"
+#include "operations/Options.h"
+#include "operations/Request.h"
 #include "store/Database.h"
 
 #include <set>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "core/Text.h"
-#include "server/Documents.h"
-#include "server/Handlers.h"
-#include "server/Parameters.h"
-#include "server/Permissions.h"
-#include "server/Service.h"
+#include "operations/Documents.h"
+#include "operations/Handlers.h"
+#include "operations/Parameters.h"
+#include "operations/Permissions.h"
+#include "operations/Service.h"
 #include "store/Contents.h"
 #include "store/Groups.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/Failure.h"
 #include "core/Text.h"
-#include "server/Handlers.h"
-#include "server/Service.h"
+#include "operations/Handlers.h"
+#include "operations/Service.h"
 
 #include <nlohmann/json.hpp>
 #include <stdexcept>

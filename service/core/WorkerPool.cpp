@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "media/WorkerPool.h"
+#include "core/WorkerPool.h"
 
 namespace kinloomd {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "server/Documents.h"
+#include "operations/Documents.h"
 
 #include "media/Formats.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "server/Router.h"
+#include "operations/Router.h"
 
 #include "core/Failure.h"
 #include "media/MediaStore.h"
-#include "server/Handlers.h"
+#include "operations/Handlers.h"
 
 namespace kinloomd {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 /// \file Parameters of requests, read with their limits.
-#ifndef KINLOOMD_SERVER_PARAMETERS_H
-#define KINLOOMD_SERVER_PARAMETERS_H
+#ifndef KINLOOMD_OPERATIONS_PARAMETERS_H
+#define KINLOOMD_OPERATIONS_PARAMETERS_H
 
-#include "server/Documents.h"
-#include "server/Request.h"
+#include "operations/Documents.h"
+#include "operations/Request.h"
 
 namespace kinloomd {
 

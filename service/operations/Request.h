@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file A request as its handler sees it, and the reply that a handler gives.
-#ifndef KINLOOMD_SERVER_REQUEST_H
-#define KINLOOMD_SERVER_REQUEST_H
+#ifndef KINLOOMD_OPERATIONS_REQUEST_H
+#define KINLOOMD_OPERATIONS_REQUEST_H
 
 #include "core/Files.h"
 #include "store/Records.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "server/Authenticate.h"
+#include "operations/Authenticate.h"
 
 #include "core/Digest.h"
 #include "core/Failure.h"
-#include "server/Service.h"
+#include "operations/Service.h"
 #include "store/People.h"
 #include "wire/Authorization.h"
 

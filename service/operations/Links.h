@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file The addresses that replies hold.
-#ifndef KINLOOMD_SERVER_LINKS_H
-#define KINLOOMD_SERVER_LINKS_H
+#ifndef KINLOOMD_OPERATIONS_LINKS_H
+#define KINLOOMD_OPERATIONS_LINKS_H
 
 #include "media/MediaStore.h"
 #include "store/Records.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 /// \file The handlers of all operations. Each throws ServiceError for what it refuses.
-#ifndef KINLOOMD_SERVER_HANDLERS_H
-#define KINLOOMD_SERVER_HANDLERS_H
+#ifndef KINLOOMD_OPERATIONS_HANDLERS_H
+#define KINLOOMD_OPERATIONS_HANDLERS_H
 
-#include "server/Request.h"
+#include "operations/Request.h"
 
 #include <memory>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 /// \file Who a request comes from.
-#ifndef KINLOOMD_SERVER_AUTHENTICATE_H
-#define KINLOOMD_SERVER_AUTHENTICATE_H
+#ifndef KINLOOMD_OPERATIONS_AUTHENTICATE_H
+#define KINLOOMD_OPERATIONS_AUTHENTICATE_H
 
-#include "server/Request.h"
-#include "server/Router.h"
+#include "operations/Request.h"
+#include "operations/Router.h"
 
 namespace kinloomd {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "server/Documents.h"
-#include "server/Handlers.h"
-#include "server/Service.h"
+#include "operations/Documents.h"
+#include "operations/Handlers.h"
+#include "operations/Service.h"
 #include "store/People.h"
 
 namespace kinloomd {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 /// \file The operations of the service, and how a request finds its own.
-#ifndef KINLOOMD_SERVER_ROUTER_H
-#define KINLOOMD_SERVER_ROUTER_H
+#ifndef KINLOOMD_OPERATIONS_ROUTER_H
+#define KINLOOMD_OPERATIONS_ROUTER_H
 
-#include "server/Request.h"
+#include "operations/Request.h"
 
 #include <memory>
 #include <string_view>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "server/Links.h"
+#include "operations/Links.h"
 
 #include "core/Digest.h"
 #include "core/Text.h"
-#include "server/Router.h"
+#include "operations/Router.h"
 
 namespace kinloomd {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "server/Parameters.h"
+#include "operations/Parameters.h"
 
 #include "core/Text.h"
-#include "server/Service.h"
+#include "operations/Service.h"
 
 namespace kinloomd {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file Threads for work that requests should not do themselves.
-#ifndef KINLOOMD_MEDIA_WORKERPOOL_H
-#define KINLOOMD_MEDIA_WORKERPOOL_H
+#ifndef KINLOOMD_CORE_WORKERPOOL_H
+#define KINLOOMD_CORE_WORKERPOOL_H
 
 #include "core/Failure.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file Misbehaviour on demand, for tests of clients.
-#ifndef KINLOOMD_SERVER_FAULTS_H
-#define KINLOOMD_SERVER_FAULTS_H
+#ifndef KINLOOMD_OPERATIONS_FAULTS_H
+#define KINLOOMD_OPERATIONS_FAULTS_H
 
 #include <chrono>
 #include <cstdint>

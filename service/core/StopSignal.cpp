@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "server/StopSignal.h"
+#include "core/StopSignal.h"
 
 #include <cerrno>
 #include <poll.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file Who may do what.
-#ifndef KINLOOMD_SERVER_PERMISSIONS_H
-#define KINLOOMD_SERVER_PERMISSIONS_H
+#ifndef KINLOOMD_OPERATIONS_PERMISSIONS_H
+#define KINLOOMD_OPERATIONS_PERMISSIONS_H
 
 #include "store/Records.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "server/Documents.h"
-#include "server/Handlers.h"
-#include "server/Parameters.h"
-#include "server/Permissions.h"
-#include "server/Service.h"
+#include "operations/Documents.h"
+#include "operations/Handlers.h"
+#include "operations/Parameters.h"
+#include "operations/Permissions.h"
+#include "operations/Service.h"
 #include "store/Groups.h"
 #include "store/People.h"
 

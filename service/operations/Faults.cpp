@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "server/Faults.h"
+#include "operations/Faults.h"
 
 #include "core/Text.h"
-#include "server/Router.h"
+#include "operations/Router.h"
 
 #include <stdexcept>
 

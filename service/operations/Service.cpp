@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "server/Service.h"
+#include "operations/Service.h"
 
 #include "store/Contents.h"
 #include "store/People.h"

@@ -6,12 +6,12 @@
 ///
 /// Lists of records have two containers each. In the shape with elements groups stand directly in "data"; in the shape with
 /// attributes they stand in "user" elements, and a person's picture in "userImage" in place of "thumbnail".
-#ifndef KINLOOMD_SERVER_DOCUMENTS_H
-#define KINLOOMD_SERVER_DOCUMENTS_H
+#ifndef KINLOOMD_OPERATIONS_DOCUMENTS_H
+#define KINLOOMD_OPERATIONS_DOCUMENTS_H
 
 #include "core/Failure.h"
-#include "server/Links.h"
-#include "server/Request.h"
+#include "operations/Links.h"
+#include "operations/Request.h"
 #include "store/Records.h"
 #include "wire/XmlWriter.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file What can be set when the service is started.
-#ifndef KINLOOMD_SERVER_OPTIONS_H
-#define KINLOOMD_SERVER_OPTIONS_H
+#ifndef KINLOOMD_OPERATIONS_OPTIONS_H
+#define KINLOOMD_OPERATIONS_OPTIONS_H
 
 #include "wire/XmlWriter.h"
 
