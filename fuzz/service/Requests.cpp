@@ -3,9 +3,9 @@
 #include "Targets.h"
 #include "core/Failure.h"
 #include "core/Text.h"
+#include "httpd/Address.h"
 #include "operations/Parameters.h"
 #include "operations/Router.h"
-#include "server/Address.h"
 #include "wire/Authorization.h"
 #include "wire/ByteRange.h"
 
@@ -79,8 +79,8 @@ void checkHost(const std::string& host)
     std::smatch parts;
     const bool fits = host.size() <= 255 && std::regex_match(host, parts, NAME_AND_PORT);
     const bool portFits = fits && (!parts[3].matched || std::stold(parts[3]) <= 65535);
-    require(isHostHeader(host) == portFits, "a host is a name or an address and perhaps a port");
-    require(!isHostHeader(host) || host.find_first_of("/?#@\\ <>\"'&\r\n") == std::string::npos,
+    require(httpd::isHostHeader(host) == portFits, "a host is a name or an address and perhaps a port");
+    require(!httpd::isHostHeader(host) || host.find_first_of("/?#@\\ <>\"'&\r\n") == std::string::npos,
             "a host cannot change the address that it is written into");
 }
 

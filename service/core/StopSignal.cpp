@@ -1,50 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include "core/StopSignal.h"
 
-#include <cerrno>
-#include <poll.h>
-#include <sys/eventfd.h>
-
 namespace kinloomd {
-
-StopSignal::StopSignal() : m_event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-{
-    if (!m_event)
-        throwSystemError("make", "an event descriptor");
-}
 
 void StopSignal::give()
 {
-    const std::uint64_t one = 1;
-    // It can only fail when the counter is full, and then it is readable already.
-    [[maybe_unused]] const ssize_t written = ::write(m_event.get(), &one, sizeof one);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_given = true;
+    m_change.notify_all();
 }
 
-bool StopSignal::isGiven() const { return !sleepFor(std::chrono::milliseconds(0)); }
+bool StopSignal::isGiven() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_given;
+}
 
 bool StopSignal::sleepFor(std::chrono::milliseconds time) const
 {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + time;
-    for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-        pollfd event = {m_event.get(), POLLIN, 0};
-        const int ready = ::poll(&event, 1, left.count() > 0 ? static_cast<int>(left.count()) : 0);
-        if (ready > 0)
-            return false;
-        if (ready == 0)
-            return true;
-    }
-}
-
-bool StopSignal::waitForHangUp(int socket) const
-{
-    for (;;) {
-        pollfd events[] = {{m_event.get(), POLLIN, 0}, {socket, POLLRDHUP, 0}};
-        if (::poll(events, 2, -1) < 0 && errno == EINTR)
-            continue;
-        return events[0].revents == 0;
-    }
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return !m_change.wait_for(lock, time, [this] { return m_given; });
 }
 
 } // namespace kinloomd

@@ -12,7 +12,7 @@ constexpr Millis SIGN_IN_PRECISION = 60'000; ///< repeated sign-ins are not writ
 
 bool isNoted(Connection& connection, const Request& request)
 {
-    const auto last = lastSignIn(connection, request.address);
+    const auto last = lastSignIn(connection, request.head.address);
     return last && last->device == request.caller.device && request.caller.signedIn &&
            now() - *request.caller.signedIn < SIGN_IN_PRECISION;
 }
@@ -29,7 +29,7 @@ Reply handleAuth(Service& service, Request& request)
     if (!noted) {
         const auto connection = service.database().write();
         Transaction transaction(connection);
-        noteSignIn(connection, request.address, request.caller.device, now());
+        noteSignIn(connection, request.head.address, request.caller.device, now());
         transaction.commit();
     }
     const Links links = service.linksFor(request);

@@ -3,6 +3,7 @@
 
 #include "core/Digest.h"
 #include "core/Failure.h"
+#include "httpd/Address.h"
 #include "operations/Service.h"
 #include "store/People.h"
 #include "wire/Authorization.h"
@@ -54,7 +55,7 @@ Caller authenticateByAddress(Service& service, const Request& request)
     if (!request.header("appToken"))
         throw ServiceError(Failure::NOT_SIGNED, "The request carries no appToken header.");
     const auto connection = service.database().read();
-    const auto signIn = lastSignIn(connection, request.address);
+    const auto signIn = lastSignIn(connection, request.head.address);
     if (!signIn)
         throw ServiceError(Failure::NOT_SIGNED_IN);
     Caller caller;
@@ -62,8 +63,6 @@ Caller authenticateByAddress(Service& service, const Request& request)
     caller.person = signIn->person;
     return caller;
 }
-
-bool isLoopback(const std::string& address) { return address.compare(0, 4, "127.") == 0 || address == "::1"; }
 
 } // namespace
 
@@ -80,7 +79,7 @@ Caller authenticate(Service& service, const Request& request, Access access)
         // Without the option there is no such path at all.
         if (!service.options().control)
             throw ServiceError(Failure::NOT_FOUND);
-        if (!isLoopback(request.address))
+        if (!httpd::isLoopback(request.head.address))
             throw ServiceError(Failure::FORBIDDEN, "Only this computer may do that.");
         return {};
     case Access::KEY:

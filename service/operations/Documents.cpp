@@ -21,6 +21,7 @@ void writeOk(XmlWriter& xml)
 Reply documentReply(XmlWriter& xml)
 {
     Reply reply;
+    reply.contentType = "application/xml; charset=utf-8";
     reply.body = xml.finish();
     return reply;
 }

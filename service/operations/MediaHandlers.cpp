@@ -60,9 +60,7 @@ Reply fileReply(const Request& request, UniqueFd file, const std::string& path, 
                                                         std::to_string(range.offset + range.length - 1) + "/" +
                                                         std::to_string(size));
     }
-    reply.file = std::move(file);
-    reply.offset = range.offset;
-    reply.length = range.length;
+    reply.body = httpd::FileBody{httpd::UniqueFd(file.release()), range.offset, range.length};
     return reply;
 }
 

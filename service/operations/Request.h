@@ -3,14 +3,14 @@
 #ifndef KINLOOMD_OPERATIONS_REQUEST_H
 #define KINLOOMD_OPERATIONS_REQUEST_H
 
-#include "core/Files.h"
+#include "httpd/Reply.h"
+#include "httpd/Request.h"
 #include "store/Records.h"
 #include "wire/FormDecoder.h"
 
-#include <functional>
 #include <optional>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 namespace kinloomd {
@@ -24,29 +24,22 @@ struct Caller {
 };
 
 struct Request {
-    std::string method;
+    explicit Request(const httpd::RequestHead& sent) : head(sent) {}
+
+    const httpd::RequestHead& head;  ///< as the client sent it
     std::string subject;             ///< the identifier that the path names: "me", a number, or empty
     std::vector<std::string> pieces; ///< the pieces of a media path
     Parameters query;
     std::string body;    ///< of requests that are no uploads
     Parameters form;     ///< the body, decoded
-    std::string address; ///< the client's address, without its port
     std::string baseUrl; ///< scheme and authority for addresses in the reply
     Caller caller;       ///< of signed requests
 
     /// The value of a header, or nothing.
-    std::function<std::optional<std::string>(const char*)> header;
+    std::optional<std::string> header(const char* name) const { return head.header(name); }
 };
 
-struct Reply {
-    unsigned status = 200;
-    std::string contentType = "application/xml; charset=utf-8";
-    std::vector<std::pair<std::string, std::string>> headers;
-    std::string body;
-    UniqueFd file; ///< sent in place of the body, when it is open
-    std::int64_t offset = 0;
-    std::int64_t length = 0;
-};
+using Reply = httpd::Reply;
 
 /// Takes the body of an upload as it arrives. Destroyed without \c finish when the request ends before its body is whole.
 class BodySink {

@@ -30,6 +30,7 @@ enum class Access {
     LOOPBACK_ONLY, ///< comes from this computer
 };
 
+/// One row of the table of operations.
 struct Operation {
     const char* name; ///< in faults, hit counts and the log
     const char* method;

@@ -48,6 +48,12 @@ PictureBounds Service::pictureBounds() const
     return {m_options.limits.pixels, [this] { return m_stop.isGiven(); }};
 }
 
+void Service::stop()
+{
+    m_stop.give();
+    m_workers.stop();
+}
+
 bool Service::beginUpload(Id slot)
 {
     const std::lock_guard<std::mutex> lock(m_uploadsMutex);

@@ -29,7 +29,9 @@ public:
     const MediaStore& media() const { return m_media; }
     WorkerPool& workers() { return m_workers; }
     Faults& faults() { return m_faults; }
-    StopSignal& stopSignal() { return m_stop; }
+    const StopSignal& stopSignal() const { return m_stop; }
+    /// Ends what requests and jobs wait for: the service is about to end.
+    void stop();
     /// The addresses that a reply to this request may hold.
     Links linksFor(const Request& request) const { return Links(request.baseUrl, m_mediaSecret); }
 
