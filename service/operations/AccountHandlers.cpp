@@ -10,7 +10,7 @@ namespace {
 
 constexpr Millis SIGN_IN_PRECISION = 60'000; ///< repeated sign-ins are not written down more often than this
 
-bool isNoted(Connection& connection, const Request& request)
+bool isNoted(DatabaseConnection& connection, const Request& request)
 {
     const auto last = lastSignIn(connection, request.head.address);
     return last && last->device == request.caller.device && request.caller.signedIn &&

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::int64_t COMMENTS_IN_VIEW = 1000; ///< the newest ones; "commentCount" tells of all
 
-Reply viewContent(Service& service, const Request& request, Connection& connection, Id id)
+Reply viewContent(Service& service, const Request& request, DatabaseConnection& connection, Id id)
 {
     requirePermission(Action::VIEW_CONTENT, standingAtContent(connection, id, request.caller.person.id).role);
     const auto content = findContent(connection, id);
@@ -24,7 +24,7 @@ Reply viewContent(Service& service, const Request& request, Connection& connecti
     return Documents(service.options().replyShape, links).galleryContent(*content, comments, events);
 }
 
-Reply viewComment(Service& service, const Request& request, Connection& connection, Id id)
+Reply viewComment(Service& service, const Request& request, DatabaseConnection& connection, Id id)
 {
     requirePermission(Action::VIEW_COMMENT, standingAtComment(connection, id, request.caller.person.id).role);
     const auto comment = findComment(connection, id);

@@ -71,7 +71,7 @@ Page requestedPage(const Parameters& query)
 }
 
 /// The place that a marker names: an end of the feed, a content, or, in the orders by time, a time.
-Marker resolveMarker(Connection& connection, Id group, const Page& page, FeedBase base)
+Marker resolveMarker(DatabaseConnection& connection, Id group, const Page& page, FeedBase base)
 {
     for (const EndEntry& end : ENDS) {
         if (end.direction == page.direction && end.name == page.marker)

@@ -31,7 +31,7 @@ struct Subject {
     Role role = Role::STRANGER;
 };
 
-Subject subjectOf(Connection& connection, const Request& request)
+Subject subjectOf(DatabaseConnection& connection, const Request& request)
 {
     const Id caller = request.caller.person.id;
     const Id person = request.subject == MYSELF ? caller : requireId(request.subject);
@@ -41,7 +41,7 @@ Subject subjectOf(Connection& connection, const Request& request)
 }
 
 /// The groups with the people that the request wants to see beside them.
-std::vector<GroupEntry> withMembers(Connection& connection, std::vector<Group> groups, const Include& include)
+std::vector<GroupEntry> withMembers(DatabaseConnection& connection, std::vector<Group> groups, const Include& include)
 {
     std::vector<GroupEntry> entries;
     entries.reserve(groups.size());

@@ -127,11 +127,11 @@ CREATE INDEX event_by_content ON event(content_id, id);
 CREATE INDEX event_by_member ON event(member_id);
 )sql";
 
-int versionOf(Connection& connection) { return connection.raw().execAndGet("PRAGMA user_version").getInt(); }
+int versionOf(DatabaseConnection& connection) { return connection.raw().execAndGet("PRAGMA user_version").getInt(); }
 
 } // namespace
 
-void prepareSchema(Connection& connection)
+void prepareSchema(DatabaseConnection& connection)
 {
     if (versionOf(connection) == VERSION)
         return;
