@@ -113,7 +113,6 @@ public:
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
         ~Lease() { m_database.giveBack(std::move(m_connection)); }
-        DatabaseConnection& operator*() const { return *m_connection; }
         operator DatabaseConnection&() const { return *m_connection; }
 
     private:
