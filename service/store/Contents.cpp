@@ -110,7 +110,7 @@ std::optional<Slot> findSlot(DatabaseConnection& connection, Id id, Id person)
         return std::nullopt;
     Slot slot;
     slot.id = id;
-    slot.filled = query.integer(0) != 0;
+    slot.filled = query.integer(0) != static_cast<int>(ContentState::RESERVED);
     slot.type = static_cast<ContentType>(query.integer(1));
     if (!query.isNull(2))
         slot.announcedSize = query.integer(2);
