@@ -2,6 +2,7 @@
 #include "operations/AccessLog.h"
 
 #include "core/Text.h"
+#include "operations/Paths.h"
 
 #include <cstdio>
 
@@ -19,11 +20,11 @@ std::string printable(const std::string& text)
 
 std::string withoutKey(const std::string& target)
 {
-    if (target.compare(0, 7, "/media/") != 0)
+    if (target.compare(0, MEDIA_PATH.size(), MEDIA_PATH) != 0)
         return target;
-    const auto key = target.find('/', 7);
+    const auto key = target.find('/', MEDIA_PATH.size());
     if (key == std::string::npos)
-        return "/media/...";
+        return std::string(MEDIA_PATH) + "...";
     const auto end = target.find('/', key + 1);
     return target.substr(0, key) + "/..." + (end == std::string::npos ? std::string() : target.substr(end));
 }

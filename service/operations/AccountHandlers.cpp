@@ -32,8 +32,7 @@ Reply handleAuth(Service& service, Request& request)
         noteSignIn(connection, request.head.address, request.caller.device, now());
         transaction.commit();
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).account(request.caller.person);
+    return service.documentsFor(request).account(request.caller.person);
 }
 
 Reply handleRegister(Service& service, Request& request)
@@ -42,8 +41,7 @@ Reply handleRegister(Service& service, Request& request)
         const auto connection = service.database().write();
         markRegistered(connection, request.caller.device, now());
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).account(request.caller.person);
+    return service.documentsFor(request).account(request.caller.person);
 }
 
 } // namespace kinloomd

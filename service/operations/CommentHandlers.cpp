@@ -25,8 +25,7 @@ Reply handleCommentCreate(Service& service, Request& request)
         comment = findComment(connection, id);
         transaction.commit();
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).comments({*comment});
+    return service.documentsFor(request).comments({*comment});
 }
 
 Reply handleCommentList(Service& service, Request& request)
@@ -43,8 +42,7 @@ Reply handleCommentList(Service& service, Request& request)
         // One more than asked for says that there are more.
         comments = listComments(connection, content, index, count + 1);
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).comments(comments);
+    return service.documentsFor(request).comments(comments);
 }
 
 } // namespace kinloomd

@@ -20,16 +20,14 @@ Reply viewContent(Service& service, const Request& request, DatabaseConnection& 
     const auto content = findContent(connection, id);
     const auto comments = latestComments(connection, id, COMMENTS_IN_VIEW);
     const auto events = listEvents(connection, id);
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).galleryContent(*content, comments, events);
+    return service.documentsFor(request).galleryContent(*content, comments, events);
 }
 
 Reply viewComment(Service& service, const Request& request, DatabaseConnection& connection, Id id)
 {
     requirePermission(Action::VIEW_COMMENT, standingAtComment(connection, id, request.caller.person.id).role);
     const auto comment = findComment(connection, id);
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).comments({*comment});
+    return service.documentsFor(request).comments({*comment});
 }
 
 } // namespace

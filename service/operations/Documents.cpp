@@ -7,10 +7,6 @@ namespace kinloomd {
 
 namespace {
 
-constexpr const ThumbnailSize& GROUP_IMAGE_SIZE = THUMBNAIL_SIZES[2];
-/// The sizes that a content names; the third one belongs to groups.
-constexpr std::size_t CONTENT_SIZES[] = {0, 1, 3};
-
 void writeOk(XmlWriter& xml)
 {
     xml.open("result");
@@ -210,9 +206,12 @@ void Documents::writeGroup(XmlWriter& xml, const GroupEntry& entry, const Includ
     }
     if (group.cover != 0) {
         xml.open("groupImage");
-        xml.field("groupImageUrl", m_links.cover(group, THUMBNAIL_SIZES[0]));
+        xml.field("groupImageUrl", m_links.cover(group, LARGEST_THUMBNAIL));
         xml.open("thumbnail");
-        xml.field("groupImageThumbnail_274X204", m_links.cover(group, GROUP_IMAGE_SIZE));
+        for (const ThumbnailSize& size : THUMBNAIL_SIZES) {
+            if (size.of == ThumbnailSize::GROUP)
+                xml.field((std::string("groupImageThumbnail_") + size.name).c_str(), m_links.cover(group, size));
+        }
         xml.close();
         xml.close();
     }
@@ -249,10 +248,10 @@ void Documents::writeContent(XmlWriter& xml, const Content& content, const Inclu
 void Documents::writeThumbnails(XmlWriter& xml, const MediaLinks& links) const
 {
     xml.open("thumbnail");
-    for (const std::size_t index : CONTENT_SIZES) {
-        const ThumbnailSize& size = THUMBNAIL_SIZES[index];
+    for (const ThumbnailSize& size : THUMBNAIL_SIZES) {
         // Readers find the sizes by their elements, so these are elements in both shapes.
-        xml.element((std::string("contentThumbnail_") + size.name).c_str(), links.thumbnail(size));
+        if (size.of == ThumbnailSize::CONTENT)
+            xml.element((std::string("contentThumbnail_") + size.name).c_str(), links.thumbnail(size));
     }
     xml.close();
 }

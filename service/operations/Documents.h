@@ -40,7 +40,7 @@ struct GroupEntry {
 /// Writes documents for one request.
 class Documents {
 public:
-    Documents(ReplyShape shape, const Links& links) : m_shape(shape), m_links(links) {}
+    Documents(ReplyShape shape, Links links) : m_shape(shape), m_links(std::move(links)) {}
 
     Reply account(const Person& person) const;
     Reply groups(const std::vector<GroupEntry>& groups, const Include& include, const Person& caller) const;
@@ -62,7 +62,7 @@ private:
     void writeEvent(XmlWriter& xml, const Content& content, const Event& event) const;
 
     ReplyShape m_shape;
-    const Links& m_links;
+    Links m_links;
 };
 
 } // namespace kinloomd

@@ -113,8 +113,7 @@ Reply handleFeeds(Service& service, Request& request)
         for (Content& content : contents)
             content.mediaEpoch = epoch;
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).feed(contents, include);
+    return service.documentsFor(request).feed(contents, include);
 }
 
 } // namespace kinloomd

@@ -73,8 +73,7 @@ Reply handleGroupList(Service& service, Request& request)
         groups =
             withMembers(connection, listGroups(connection, request.caller.person.id, sharedWith, sort, index, count + 1), include);
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).groups(groups, include, request.caller.person);
+    return service.documentsFor(request).groups(groups, include, request.caller.person);
 }
 
 Reply handleGroupCreate(Service& service, Request& request)
@@ -94,8 +93,7 @@ Reply handleGroupCreate(Service& service, Request& request)
         entry.members = {request.caller.person};
         transaction.commit();
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).newGroup(entry);
+    return service.documentsFor(request).newGroup(entry);
 }
 
 Reply handleGroupDelete(Service& service, Request& request)

@@ -3,7 +3,7 @@
 
 #include "core/Digest.h"
 #include "core/Text.h"
-#include "operations/Router.h"
+#include "operations/Paths.h"
 
 namespace kinloomd {
 
@@ -19,7 +19,7 @@ std::string jpegNameOf(const std::string& fileName) { return fileName.substr(0, 
 std::string Links::upload(Id content) const { return m_base + std::string(BASE_PATH) + std::to_string(content) + "/upload.file"; }
 
 MediaLinks::MediaLinks(const std::string& base, const std::string& key, const Content& content)
-    : m_head(base + "/media/"),
+    : m_head(base + std::string(MEDIA_PATH)),
       m_middle("/" + key + "/" + std::to_string(content.id) + "/"),
       m_originalName(percentEncode(content.fileName)),
       m_thumbnailName(jpegNameOf(m_originalName))
@@ -33,16 +33,16 @@ MediaLinks Links::media(const Content& content) const
 
 std::string Links::cover(const Group& group, const ThumbnailSize& size) const
 {
-    return m_base + "/media/" + size.name + "/" + contentKey(group.cover, group.mediaEpoch) + "/" + std::to_string(group.cover) +
-           "/cover.jpg";
+    return m_base + std::string(MEDIA_PATH) + size.name + "/" + contentKey(group.cover, group.mediaEpoch) + "/" +
+           std::to_string(group.cover) + "/cover.jpg";
 }
 
 std::string Links::personImage(const Person& person) const
 {
     if (person.image == 0)
         return {};
-    return m_base + "/media/person/" + personKey(person.id, person.image) + "/" + std::to_string(person.id) + "-" +
-           std::to_string(person.image) + "/person.jpg";
+    return m_base + std::string(MEDIA_PATH) + "person/" + personKey(person.id, person.image) + "/" + std::to_string(person.id) +
+           "-" + std::to_string(person.image) + "/person.jpg";
 }
 
 std::string Links::contentKey(Id content, std::int64_t mediaEpoch) const

@@ -25,7 +25,7 @@ private:
     std::string m_thumbnailName;
 };
 
-/// Writes addresses, and proves the keys in them.
+/// Writes addresses, and computes the keys in them.
 ///
 /// Media are fetched without any header, so their addresses hold a key that cannot be guessed: a message authentication code of
 /// what they name. The key of a content changes when a member leaves its group, that of a person's picture with each new one.

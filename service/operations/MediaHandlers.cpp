@@ -36,7 +36,7 @@ Reply fileReply(const Request& request, UniqueFd file, const std::string& path, 
     Reply reply;
     const std::int64_t size = sizeOf(file.get(), path);
     reply.contentType = mimeType;
-    // An address leads to the same bytes as long as it leads anywhere.
+    // The bytes behind an address never change, since a new picture has a new address: clients may keep them.
     reply.headers = {{"ETag", tag},
                      {"Accept-Ranges", "bytes"},
                      {"Cache-Control", "private, max-age=31536000, immutable"},
@@ -67,7 +67,7 @@ Reply fileReply(const Request& request, UniqueFd file, const std::string& path, 
 UniqueFd openThumbnail(const std::string& path)
 {
     UniqueFd file = openForReading(path);
-    // A machine that lost power may have kept the name and lost the bytes.
+    // Thumbnails are not synced: after a power failure one may be an empty file.
     if (file && sizeOf(file.get(), path) == 0)
         file.reset();
     return file;

@@ -9,8 +9,6 @@ namespace kinloomd {
 
 namespace {
 
-constexpr std::string_view MEDIA_PATH = "/media/";
-constexpr std::string_view CONTROL_PATH = "/control/";
 constexpr const char* ANY_SIZE = "*"; ///< the word of the operation that serves every thumbnail size
 
 constexpr Operation OPERATIONS[] = {

@@ -3,6 +3,7 @@
 #ifndef KINLOOMD_OPERATIONS_ROUTER_H
 #define KINLOOMD_OPERATIONS_ROUTER_H
 
+#include "operations/Paths.h"
 #include "operations/Request.h"
 
 #include <memory>
@@ -14,11 +15,11 @@ class Service;
 
 /// How the path of an operation is built.
 enum class PathShape {
-    PLAIN,   ///< base, word
-    SUBJECT, ///< base, subject, "/", word
-    JOINED,  ///< base, subject, word: the subject runs into the word
-    MEDIA,   ///< "/media/", word, "/", key, "/", what, "/", file name
-    CONTROL, ///< "/control/", word
+    PLAIN,   ///< BASE_PATH, word
+    SUBJECT, ///< BASE_PATH, subject, "/", word
+    JOINED,  ///< BASE_PATH, subject, word: the subject runs into the word
+    MEDIA,   ///< MEDIA_PATH, word, "/", key, "/", what, "/", file name
+    CONTROL, ///< CONTROL_PATH, word
 };
 
 /// What a request must prove before it is handled.
@@ -58,9 +59,6 @@ std::string allowedMethods(std::string_view path);
 /// Finds the operation of a method and a path (without query). HEAD is taken for GET.
 /// Throws ServiceError: NOT_FOUND for an unknown path, WRONG_METHOD for a known one with another method.
 Route route(std::string_view method, std::string_view path);
-
-/// The path that every operation's path begins with.
-inline constexpr std::string_view BASE_PATH = "/openapi/service/kinloom/";
 
 } // namespace kinloomd
 

@@ -7,6 +7,7 @@
 #include "core/WorkerPool.h"
 #include "media/MediaStore.h"
 #include "media/Pictures.h"
+#include "operations/Documents.h"
 #include "operations/Faults.h"
 #include "operations/Links.h"
 #include "operations/Options.h"
@@ -34,6 +35,8 @@ public:
     void stop();
     /// The addresses that a reply to this request may hold.
     Links linksFor(const Request& request) const { return Links(request.baseUrl, m_mediaSecret); }
+    /// Writes the documents of replies to this request.
+    Documents documentsFor(const Request& request) const { return Documents(m_options.replyShape, linksFor(request)); }
 
     PictureBounds pictureBounds() const;
 

@@ -55,7 +55,7 @@ public:
           m_person(request.caller.person.id),
           m_slot(slot),
           m_use(std::move(use)),
-          m_links(service.linksFor(request)),
+          m_documents(service.documentsFor(request)),
           m_file(service.media().folder().temporary()),
           m_parser(boundary, *this)
     {
@@ -77,9 +77,10 @@ public:
             examine();
             m_service.media().keepOriginal(m_file, m_slot.id);
             const Content content = record();
-            return Documents(m_service.options().replyShape, m_links).feed({content}, {true, true, true});
+            return m_documents.feed({content}, {true, true, true});
         } catch (...) {
-            // Once the commit has begun the record may be there, whatever came after; then a file too many is the lesser evil.
+            // Once the commit has begun the record may exist even if it failed. Then the file stays: a file without record is swept
+            // up at the next start, a record without file could not be mended.
             if (!m_committing)
                 m_service.media().removeContent(m_slot.id);
             throw;
@@ -145,7 +146,7 @@ private:
     Id m_person;
     Slot m_slot;
     std::unique_ptr<SlotUse> m_use;
-    Links m_links;
+    Documents m_documents;
     TemporaryFile m_file;
     MultipartParser m_parser;
     bool m_seen = false;
@@ -181,8 +182,7 @@ Reply handleReserveUpload(Service& service, Request& request)
         content = addSlot(connection, group, request.caller.person.id, ContentType::PHOTO, size, description);
         transaction.commit();
     }
-    const Links links = service.linksFor(request);
-    return Documents(service.options().replyShape, links).uploadSlot(content);
+    return service.documentsFor(request).uploadSlot(content);
 }
 
 std::unique_ptr<BodySink> openUpload(Service& service, Request& request)
