@@ -36,10 +36,11 @@ public:
     BodySource& operator=(const BodySource&) = delete;
     virtual ~BodySource() = default;
 
-    /// Writes the next bytes of the body into the buffer. It may wait for them, by \c connection.wait: a source that waits
-    /// otherwise keeps the server from ending. None of the client's time runs meanwhile; for what it is given it has the time that
-    /// Limits allow for so many bytes. What it throws is taken for BROKEN. \return how many bytes were written, at least one; or
-    /// END or BROKEN.
+    /// Writes the next bytes of the body into the buffer. It may wait for them with \c connection.wait, which ends with the client
+    /// and with the server too; a source that waits otherwise can keep the server from ending. None of the client's time runs
+    /// while it waits. The client must take each piece in the time that Limits allow for its size. An exception counts as BROKEN.
+    ///
+    /// \return how many bytes were written, at least one; or END or BROKEN.
     virtual std::int64_t read(char* buffer, std::size_t size, Connection& connection) = 0;
 };
 

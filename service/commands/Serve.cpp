@@ -29,7 +29,7 @@ sigset_t blockEndSignals()
 int serve(const ServeArguments& arguments)
 {
     const sigset_t signals = blockEndSignals();
-    // A client that hangs up and a file that grows too large are errors of the calls that meet them, not of the program.
+    // Writing to a closed connection, or beyond the limit of file sizes, must fail in the call and not end the program.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     startPictures();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/// \file Random values, digests and comparisons that give no hint.
+/// \file Random values, digests and comparisons in constant time.
 #ifndef KINLOOMD_CORE_DIGEST_H
 #define KINLOOMD_CORE_DIGEST_H
 

@@ -29,7 +29,7 @@ struct FaultRule {
     std::string operation; ///< the name of an operation, or "any"
     std::string text;      ///< the whole rule, as it was given
     Fault fault;
-    std::int64_t times = -1; ///< how often; negative is always
+    std::int64_t times = -1; ///< how often; negative is without end
 };
 
 /// Reads "group.list:status=503*2": an operation, a colon, what happens (several things with commas between them), and how often
