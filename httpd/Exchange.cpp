@@ -47,20 +47,21 @@ Exchange::~Exchange()
 MHD_Result Exchange::handle(MHD_Connection* connection, const char* method, const char* data, std::size_t* size)
 {
     m_mhd = connection;
-    if (m_stage == Stage::HEAD)
-        return begin(method);
-    if (*size != 0) {
-        const std::string_view piece(data, *size);
-        *size = 0;
+    try {
+        if (m_stage == Stage::HEAD)
+            return begin(method);
+        if (*size != 0) {
+            const std::string_view piece(data, *size);
+            *size = 0;
+            return take(piece);
+        }
         if (m_stage == Stage::BODY)
-            guarded([&] { feed(piece); });
-        else
-            m_dropped += piece.size();
-        return m_dropped > m_dropLimit ? MHD_NO : MHD_YES;
+            guarded([&] { finish(); });
+        return send(m_closeAfter);
+    } catch (...) {
+        // Not even a refusal could be made. The library is C, and is only told to close the connection.
+        return MHD_NO;
     }
-    if (m_stage == Stage::BODY)
-        guarded([&] { finish(); });
-    return send(m_closeAfter);
 }
 
 /// Runs a step of the handler, which should not throw.
@@ -117,6 +118,15 @@ void Exchange::check()
     m_serving.watch.transferring(m_connection->socket(), m_head.bodySize.value_or(m_serving.limits.chunkedBytes));
     if (!m_serving.rate.admit(m_head.address))
         refuse({MHD_HTTP_TOO_MANY_REQUESTS, "Too many requests from this address."});
+}
+
+MHD_Result Exchange::take(std::string_view piece)
+{
+    if (m_stage == Stage::BODY)
+        guarded([&] { feed(piece); });
+    else
+        m_dropped += piece.size();
+    return m_dropped > m_dropLimit ? MHD_NO : MHD_YES;
 }
 
 void Exchange::decide()

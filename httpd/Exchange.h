@@ -46,6 +46,7 @@ private:
     void readHead(const char* method);
     void check();
     void decide();
+    MHD_Result take(std::string_view piece);
     void feed(std::string_view data);
     void collect(BodyInMemory& body, std::string_view data);
     void finish();

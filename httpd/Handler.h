@@ -57,7 +57,8 @@ struct Refusal {
     const char* reason; ///< a sentence
 };
 
-/// What a server serves. Its functions are called on the threads of connections, several at a time, and must outlive the server.
+/// What a server serves. It must outlive the server. Its functions are called on the threads of connections, several at a time;
+/// where nothing else is said they may block.
 class Handler {
 public:
     Handler() = default;
@@ -66,14 +67,15 @@ public:
     virtual ~Handler() = default;
 
     /// The head of a request is there, is sound, and comes from a client that keeps within its rate. Head and connection are good
-    /// until the request ends: what the decision holds may refer to them.
+    /// until the request ends: what the decision holds may refer to them. What this and what the decision holds throws is
+    /// answered with a refusal, 500.
     virtual Decision decide(const RequestHead& head, Connection& connection) = 0;
 
     /// The reply to a request that the server refuses; a line of text unless it is overridden.
     virtual Reply refusal(const RequestHead& head, const Refusal& refusal);
 
     /// A request has ended; its sink and source are gone already. \param status that of the reply; nothing when there was none.
-    /// \param time since its first line.
+    /// \param time since its first line. Must not throw.
     virtual void ended(const RequestHead& head, std::optional<unsigned> status, std::chrono::steady_clock::duration time);
 
     /// The server is being ended, and the requests that still run have had their time: whatever they wait for must end now.
