@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "httpd/Channel.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <sys/eventfd.h>
 #include <system_error>
 
@@ -48,8 +46,7 @@ private:
         std::string& waiting = m_channel->m_waiting;
         if (waiting.empty())
             return m_channel->m_ended ? END : 0;
-        const std::size_t count = std::min(size, waiting.size());
-        std::memcpy(buffer, waiting.data(), count);
+        const std::size_t count = waiting.copy(buffer, size);
         waiting.erase(0, count);
         return static_cast<std::int64_t>(count);
     }

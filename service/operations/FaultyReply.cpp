@@ -57,7 +57,7 @@ httpd::Reply withFault(httpd::Reply reply, const Fault& fault)
         const std::int64_t size = httpd::sizeOf(reply.body).value_or(0);
         const std::int64_t stopAfter = std::min(size, fault.stallAfter ? *fault.stallAfter : *fault.cutAfter);
         auto broken = std::make_unique<BrokenBody>(std::move(reply.body), stopAfter, fault.stallAfter.has_value());
-        reply.body.emplace<httpd::StreamBody>(httpd::StreamBody{std::move(broken), size});
+        reply.body = httpd::StreamBody{std::move(broken), size};
     }
     return reply;
 }

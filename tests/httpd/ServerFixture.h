@@ -67,9 +67,12 @@ inline httpd::Reply textReply(std::string text, unsigned status = 200)
 class ServerFixture : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { std::signal(SIGPIPE, SIG_IGN); }
+    /// Before the members of a test are gone, which the handler may refer to.
+    void TearDown() override { m_server.reset(); }
 
     void start(ScriptedHandler::Script script)
     {
+        m_server.reset();
         m_handler.onRequest = std::move(script);
         m_server = std::make_unique<httpd::Server>(httpd::Listener("127.0.0.1:0"), m_limits, m_handler);
     }

@@ -102,6 +102,7 @@ TEST_F(Stream, IsNotWholeWhenItsSourceBreaks)
         EXPECT_EQ(response.body, "a");
         EXPECT_FALSE(response.whole);
         EXPECT_EQ(client.lastError(), 0);
+        m_server.reset();
     }
 }
 
