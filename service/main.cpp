@@ -2,7 +2,7 @@
 // The program's command line.
 #include "commands/Commands.h"
 #include "core/Text.h"
-#include "server/Faults.h"
+#include "operations/Faults.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -43,7 +43,7 @@ std::string checkPublicUrl(const std::string& url)
 }
 
 struct Arguments {
-    Options options;
+    ServeArguments serve;
     std::string name;
     std::string group;
     std::string phone;
@@ -57,16 +57,17 @@ struct Arguments {
 
 void dataOption(CLI::App& app, Arguments& arguments)
 {
-    app.add_option("--data", arguments.options.dataFolder, "the folder that holds everything")->required()->type_name("DIR");
+    app.add_option("--data", arguments.serve.service.dataFolder, "the folder that holds everything")->required()->type_name("DIR");
 }
 
 void defineServe(CLI::App& program, Arguments& arguments, Command& command)
 {
     auto& app = *program.add_subcommand("serve", "serve until SIGTERM or SIGINT");
-    Options& options = arguments.options;
+    Options& options = arguments.serve.service;
     Limits& limits = options.limits;
+    httpd::Limits& http = arguments.serve.http;
     dataOption(app, arguments);
-    app.add_option("--listen", options.listenAddress, "where to listen; port 0 takes a free one")
+    app.add_option("--listen", arguments.serve.listenAddress, "where to listen; port 0 takes a free one")
         ->type_name("ADDR:PORT")
         ->capture_default_str();
     app.add_option("--public-url", options.publicUrl, "scheme and host of addresses in replies [the host that each request names]")
@@ -85,18 +86,18 @@ void defineServe(CLI::App& program, Arguments& arguments, Command& command)
     app.add_flag("--log-requests", options.logRequests, "write a line for each request on standard error");
     app.add_option("--max-upload", limits.uploadBytes, "largest file")->type_name("BYTES")->capture_default_str();
     app.add_option("--max-form", limits.formBytes, "largest other body")->type_name("BYTES")->capture_default_str();
-    app.add_option("--max-headers", limits.headerBytes, "largest headers")->type_name("BYTES")->capture_default_str();
+    app.add_option("--max-headers", http.headerBytes, "largest headers")->type_name("BYTES")->capture_default_str();
     app.add_option("--max-pixels", limits.pixels, "largest picture")->type_name("PIXELS")->capture_default_str();
-    app.add_option("--max-connections", limits.connections, "connections in all")->type_name("N")->capture_default_str();
-    app.add_option("--max-connections-per-address", limits.connectionsPerAddress, "connections from one address")
+    app.add_option("--max-connections", http.connections, "connections in all")->type_name("N")->capture_default_str();
+    app.add_option("--max-connections-per-address", http.connectionsPerAddress, "connections from one address")
         ->type_name("N")
         ->capture_default_str();
-    app.add_option("--max-rate", limits.requestsPerSecond, "requests a second from one address [no limit on loopback, else 500]")
+    app.add_option("--max-rate", http.requestsPerSecond, "requests a second from one address [no limit on loopback, else 500]")
         ->type_name("N");
     app.add_option("--idle-timeout", arguments.idleMs, "time without a byte before a connection is closed [30000]")
         ->type_name("MS");
     app.add_option("--request-timeout", arguments.headerMs, "time for the headers of a request [60000]")->type_name("MS");
-    app.add_option("--min-rate", limits.bytesPerSecond, "slowest transfer that is put up with, in bytes a second")
+    app.add_option("--min-rate", http.bytesPerSecond, "slowest transfer that is put up with, in bytes a second")
         ->type_name("N")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
@@ -104,19 +105,19 @@ void defineServe(CLI::App& program, Arguments& arguments, Command& command)
         ->type_name("SECONDS");
     app.callback([&] {
         if (arguments.idleMs != 0)
-            limits.idleTime = std::chrono::milliseconds(arguments.idleMs);
+            http.idleTime = std::chrono::milliseconds(arguments.idleMs);
         if (arguments.headerMs != 0)
-            limits.headerTime = std::chrono::milliseconds(arguments.headerMs);
+            http.headerTime = std::chrono::milliseconds(arguments.headerMs);
         if (arguments.slotSeconds != 0)
             limits.slotTime = std::chrono::seconds(arguments.slotSeconds);
-        command = [&arguments] { return serve(arguments.options); };
+        command = [&arguments] { return serve(arguments.serve); };
     });
 }
 
 void definePerson(CLI::App& program, Arguments& arguments, Command& command)
 {
     auto& person = *program.add_subcommand("person", "people")->require_subcommand(1);
-    const std::string& data = arguments.options.dataFolder;
+    const std::string& data = arguments.serve.service.dataFolder;
 
     auto& add = *person.add_subcommand("add", "add a person");
     dataOption(add, arguments);
@@ -138,7 +139,7 @@ void definePerson(CLI::App& program, Arguments& arguments, Command& command)
 void defineDevice(CLI::App& program, Arguments& arguments, Command& command)
 {
     auto& device = *program.add_subcommand("device", "devices")->require_subcommand(1);
-    const std::string& data = arguments.options.dataFolder;
+    const std::string& data = arguments.serve.service.dataFolder;
 
     auto& add = *device.add_subcommand("add", "add a device and print the section for its host's configuration file");
     dataOption(add, arguments);
@@ -158,7 +159,7 @@ void defineDevice(CLI::App& program, Arguments& arguments, Command& command)
 void defineGroup(CLI::App& program, Arguments& arguments, Command& command)
 {
     auto& group = *program.add_subcommand("group", "groups")->require_subcommand(1);
-    const std::string& data = arguments.options.dataFolder;
+    const std::string& data = arguments.serve.service.dataFolder;
     auto& list = *group.add_subcommand("list", "list all groups");
     dataOption(list, arguments);
     list.callback([&] { command = done([&] { listGroups(data); }); });
@@ -167,7 +168,7 @@ void defineGroup(CLI::App& program, Arguments& arguments, Command& command)
 void defineMember(CLI::App& program, Arguments& arguments, Command& command)
 {
     auto& member = *program.add_subcommand("member", "members of groups")->require_subcommand(1);
-    const std::string& data = arguments.options.dataFolder;
+    const std::string& data = arguments.serve.service.dataFolder;
     const auto define = [&](const char* name, const char* description,
                             void (*run)(const std::string&, const std::string&, const std::string&)) {
         auto& app = *member.add_subcommand(name, description);
@@ -192,7 +193,7 @@ void defineContent(CLI::App& program, Arguments& arguments, Command& command)
         ->type_name("N")
         ->check(CLI::PositiveNumber);
     add.add_option("FILE", arguments.content.file, "a JPEG, PNG, WebP or GIF file")->required();
-    add.callback([&] { command = done([&] { addContent(arguments.options.dataFolder, arguments.content); }); });
+    add.callback([&] { command = done([&] { addContent(arguments.serve.service.dataFolder, arguments.content); }); });
 }
 
 void defineEvent(CLI::App& program, Arguments& arguments, Command& command)
@@ -208,14 +209,14 @@ void defineEvent(CLI::App& program, Arguments& arguments, Command& command)
     add.add_option("--desc", values.description, "its description")->type_name("TEXT");
     add.add_option("--start", values.starts, "when it begins")->required()->type_name("TIME");
     add.add_option("--end", values.ends, "when it ends [when it begins]")->type_name("TIME");
-    add.callback([&] { command = done([&] { addEvent(arguments.options.dataFolder, values); }); });
+    add.callback([&] { command = done([&] { addEvent(arguments.serve.service.dataFolder, values); }); });
 }
 
 void defineCheck(CLI::App& program, Arguments& arguments, Command& command)
 {
     auto& app = *program.add_subcommand("check", "compare records, files and totals");
     dataOption(app, arguments);
-    app.callback([&] { command = [&arguments] { return check(arguments.options.dataFolder); }; });
+    app.callback([&] { command = [&arguments] { return check(arguments.serve.service.dataFolder); }; });
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include "Targets.h"
 #include "core/Failure.h"
 #include "core/Text.h"
-#include "server/Parameters.h"
+#include "operations/Parameters.h"
 #include "wire/XmlWriter.h"
 
 #include <libxml/parser.h>

@@ -3,9 +3,10 @@
 #include "Targets.h"
 #include "core/Failure.h"
 #include "core/Text.h"
-#include "server/Address.h"
-#include "server/Parameters.h"
-#include "server/Router.h"
+#include "httpd/Address.h"
+#include "httpd/Framing.h"
+#include "operations/Parameters.h"
+#include "operations/Router.h"
 #include "wire/Authorization.h"
 #include "wire/ByteRange.h"
 
@@ -79,8 +80,8 @@ void checkHost(const std::string& host)
     std::smatch parts;
     const bool fits = host.size() <= 255 && std::regex_match(host, parts, NAME_AND_PORT);
     const bool portFits = fits && (!parts[3].matched || std::stold(parts[3]) <= 65535);
-    require(isHostHeader(host) == portFits, "a host is a name or an address and perhaps a port");
-    require(!isHostHeader(host) || host.find_first_of("/?#@\\ <>\"'&\r\n") == std::string::npos,
+    require(httpd::isHostHeader(host) == portFits, "a host is a name or an address and perhaps a port");
+    require(!httpd::isHostHeader(host) || host.find_first_of("/?#@\\ <>\"'&\r\n") == std::string::npos,
             "a host cannot change the address that it is written into");
 }
 
@@ -185,6 +186,26 @@ void checkTags(std::string_view header)
     require(listsTag(std::string(header) + " , W/" + TAG, TAG), "a tag at the end of a list is listed");
 }
 
+void checkFraming(const std::vector<httpd::Header>& headers)
+{
+    unsigned lengths = 0;
+    unsigned encodings = 0;
+    std::string last;
+    for (const httpd::Header& header : headers) {
+        const bool isLength = equalsIgnoringCase(header.name, "Content-Length");
+        lengths += isLength ? 1 : 0;
+        encodings += equalsIgnoringCase(header.name, "Transfer-Encoding") ? 1 : 0;
+        last = isLength ? header.value : last;
+    }
+    const httpd::Framing framing = httpd::readFraming(headers);
+    if (framing.error != nullptr)
+        return;
+    require(lengths + encodings <= 1, "the length of a body is said once");
+    require(framing.bodySize.has_value() == (encodings == 0), "a body in chunks has no length beforehand");
+    require(lengths == 0 || framing.bodySize == parseSize(trim(last)), "the length of a body is the one of its header");
+    require(lengths + encodings != 0 || framing.bodySize == 0, "there is no body that is not announced");
+}
+
 } // namespace
 
 void request(std::string_view input)
@@ -194,9 +215,11 @@ void request(std::string_view input)
     const std::string_view path = take(line, "?");
     checkPath(method, path);
     std::int64_t size = 1000;
+    std::vector<httpd::Header> headers;
     while (!input.empty()) {
         std::string_view value = take(input, "\n");
         const std::string_view name = take(value, ": ");
+        headers.push_back({std::string(name), std::string(value)});
         if (name == "Content-Length")
             size = parseSize(value).value_or(size);
         else if (name == "Host")
@@ -208,6 +231,7 @@ void request(std::string_view input)
         else if (name == "If-None-Match")
             checkTags(value);
     }
+    checkFraming(headers);
 }
 
 } // namespace fuzz

@@ -4,8 +4,8 @@
 
 #include "Targets.h"
 #include "core/Dates.h"
-#include "server/Faults.h"
-#include "server/Router.h"
+#include "operations/Faults.h"
+#include "operations/Router.h"
 
 namespace fuzz {
 

@@ -26,7 +26,7 @@ private:
     std::size_t m_count = 0;
 };
 
-void checkOriginals(Connection& connection, const MediaStore& media, Findings& findings)
+void checkOriginals(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     for (const Id id : liveContentIds(connection)) {
         const auto info = findMedia(connection, id);
@@ -41,7 +41,7 @@ void checkOriginals(Connection& connection, const MediaStore& media, Findings& f
     }
 }
 
-void checkFiles(Connection& connection, const MediaStore& media, Findings& findings)
+void checkFiles(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     media.forEachOriginal([&](Id id, const std::string& path) {
         if (id == 0 || !findMedia(connection, id))
@@ -49,7 +49,7 @@ void checkFiles(Connection& connection, const MediaStore& media, Findings& findi
     });
 }
 
-void checkPersonImages(Connection& connection, const MediaStore& media, Findings& findings)
+void checkPersonImages(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     media.forEachPersonImage([&](Id id, std::int64_t image, const std::string& path) {
         const auto person = findPerson(connection, id);
@@ -58,7 +58,7 @@ void checkPersonImages(Connection& connection, const MediaStore& media, Findings
     });
 }
 
-void checkPeople(Connection& connection, const MediaStore& media, Findings& findings)
+void checkPeople(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     for (const Person& person : listPeople(connection)) {
         if (person.image != 0 && !openForReading(media.personImagePath(person.id, person.image)))
@@ -66,7 +66,7 @@ void checkPeople(Connection& connection, const MediaStore& media, Findings& find
     }
 }
 
-void checkTotals(Connection& connection, Findings& findings)
+void checkTotals(DatabaseConnection& connection, Findings& findings)
 {
     Query groups(connection, Sql::CHECK_GROUP_TOTALS);
     while (groups.step())

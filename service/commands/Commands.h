@@ -4,7 +4,8 @@
 #ifndef KINLOOMD_COMMANDS_COMMANDS_H
 #define KINLOOMD_COMMANDS_COMMANDS_H
 
-#include "server/Options.h"
+#include "httpd/Limits.h"
+#include "operations/Options.h"
 
 namespace kinloomd {
 
@@ -16,8 +17,14 @@ enum ExitCode : int {
     EXIT_INCONSISTENT = 3, ///< "check" has found something
 };
 
+/// What "serve" can be told.
+struct ServeArguments {
+    std::string listenAddress = "127.0.0.1:8750";
+    httpd::Limits http; ///< its chunkedBytes follow from the service's limits
+    Options service;
+};
 /// Serves until SIGTERM or SIGINT.
-int serve(const Options& options);
+int serve(const ServeArguments& arguments);
 
 void addPerson(const std::string& data, const std::string& name, const std::string& phone);
 void listPeople(const std::string& data);

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "commands/Commands.h"
+#include "httpd/Server.h"
 #include "media/Pictures.h"
-#include "server/Server.h"
+#include "operations/HttpHandler.h"
+#include "operations/Service.h"
 
 #include <csignal>
 #include <cstdio>
@@ -24,14 +26,20 @@ sigset_t blockEndSignals()
 
 } // namespace
 
-int serve(const Options& options)
+int serve(const ServeArguments& arguments)
 {
     const sigset_t signals = blockEndSignals();
-    // A client that hangs up and a file that grows too large are errors of the calls that meet them, not of the program.
+    // Writing to a closed connection, or beyond the limit of file sizes, must fail in the call and not end the program.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     startPictures();
-    const Server server(options);
+    // The address first: a service that cannot be reached leaves the data folder alone.
+    httpd::Listener listener(arguments.listenAddress);
+    Service service(arguments.service);
+    HttpHandler handler(service);
+    httpd::Limits limits = arguments.http;
+    limits.chunkedBytes = static_cast<std::int64_t>(arguments.service.limits.formBytes);
+    const httpd::Server server(std::move(listener), limits, handler);
     std::printf("kinloomd listening on http://%s\n", server.address().c_str());
     std::fflush(stdout);
     int signal = 0;

@@ -65,11 +65,4 @@ bool equalsInConstantTime(std::string_view a, std::string_view b)
     return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
-std::string requestSignature(std::string_view appId, std::string_view token)
-{
-    std::string message(token);
-    message += '\0';
-    return toHex(hmacSha1(appId, message));
-}
-
 } // namespace kinloomd

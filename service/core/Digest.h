@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/// \file Random values, digests and comparisons that give no hint.
+/// \file Random values, digests and comparisons in constant time.
 #ifndef KINLOOMD_CORE_DIGEST_H
 #define KINLOOMD_CORE_DIGEST_H
 
@@ -20,9 +20,6 @@ std::string hmacSha1(std::string_view key, std::string_view message);
 
 /// \return whether the texts are equal, in a time that depends on their lengths alone.
 bool equalsInConstantTime(std::string_view a, std::string_view b);
-
-/// The signature of a request: HMAC-SHA1 of the token and one zero byte under the application id, in lowercase hexadecimal digits.
-std::string requestSignature(std::string_view appId, std::string_view token);
 
 } // namespace kinloomd
 

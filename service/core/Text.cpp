@@ -171,7 +171,7 @@ std::string safeFileName(std::string_view name)
     }
     safe.erase(0, safe.find_first_not_of(". "));
     if (safe.size() > FILE_NAME_BYTES) {
-        // The extension says more about a file than the end of a long name.
+        // A long name is cut before its extension, which tells what the file is.
         const auto dot = safe.rfind('.');
         const std::string extension = dot != std::string::npos && safe.size() - dot <= 8 ? safe.substr(dot) : std::string();
         std::size_t cut = FILE_NAME_BYTES - extension.size();

@@ -84,7 +84,7 @@ bool MediaStore::linkOriginal(Id from, Id to) const
     madeShard(m_folder.media(), to);
     if (::link(originalPath(from).c_str(), originalPath(to).c_str()) != 0)
         return false;
-    // What cannot be linked is made when it is asked for.
+    // A thumbnail that cannot be linked is made when it is first asked for.
     makePrivateFolder(shard(m_folder.thumbnails(), to));
     for (const ThumbnailSize& size : THUMBNAIL_SIZES)
         [[maybe_unused]] const int ignored = ::link(thumbnailPath(from, size).c_str(), thumbnailPath(to, size).c_str());

@@ -14,14 +14,22 @@ namespace kinloomd {
 
 /// A size in which pictures are kept beside their originals. They fit into it; small ones are not enlarged.
 struct ThumbnailSize {
+    enum Of { CONTENT, GROUP };
+
     const char* name;
     int width;
     int height;
+    Of of; ///< whose record names it
 };
 
-/// All sizes, the largest first. The last one is the picture of a group.
+/// All sizes, the largest first: the others are made of it. A group's picture is that of a content, in a size of its own.
 inline constexpr ThumbnailSize THUMBNAIL_SIZES[] = {
-    {"1920X1080", 1920, 1080}, {"540X405", 540, 405}, {"274X204", 274, 204}, {"116X87", 116, 87}};
+    {"1920X1080", 1920, 1080, ThumbnailSize::CONTENT},
+    {"540X405", 540, 405, ThumbnailSize::CONTENT},
+    {"274X204", 274, 204, ThumbnailSize::GROUP},
+    {"116X87", 116, 87, ThumbnailSize::CONTENT},
+};
+inline constexpr const ThumbnailSize& LARGEST_THUMBNAIL = THUMBNAIL_SIZES[0];
 
 /// A new file in the folder for files on their way. It is removed at the end of its life, unless it was moved to its place.
 class TemporaryFile {
@@ -79,7 +87,7 @@ private:
     std::string madeShard(const std::string& folder, Id content) const;
 
     DataFolder m_folder;
-    mutable std::mutex m_makingShards; ///< whoever finds a folder there may rely on it being on the disk
+    mutable std::mutex m_makingShards; ///< held until a new folder is synced, so that whoever finds it may rely on it
 };
 
 } // namespace kinloomd

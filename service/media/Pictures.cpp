@@ -98,7 +98,7 @@ Image fitImage(VipsImage* source, int width, int height)
 
 std::string encodeJpeg(VipsImage* image)
 {
-    // What is transparent becomes white.
+    // JPEG files have no transparency: transparent pixels become white.
     const std::unique_ptr<VipsArrayDouble, void (*)(VipsArrayDouble*)> white(
         vips_array_double_newv(1, 255.0), [](VipsArrayDouble* array) { vips_area_unref(VIPS_AREA(array)); });
     void* bytes = nullptr;
@@ -124,10 +124,10 @@ void startPictures()
     if (VIPS_INIT("kinloomd") != 0)
         throw std::runtime_error("the picture library does not start");
     vips_block_untrusted_set(TRUE);
-    // What is wrong with a picture is told to whoever sent it.
+    // Whoever sent a broken picture is told so in the reply; warnings on standard error would repeat it.
     g_log_set_handler(
         "VIPS", G_LOG_LEVEL_WARNING, [](const char*, GLogLevelFlags, const char*, void*) {}, nullptr);
-    // Several pictures at a time, each on one thread; none is looked at twice.
+    // Several pictures are read at a time, each on one thread. Nothing is cached, since no picture is read twice.
     vips_concurrency_set(1);
     vips_cache_set_max(0);
 }
@@ -147,11 +147,10 @@ Format sniffFile(const std::string& path)
 PictureInfo makeThumbnails(const std::string& path, Format format, const PictureBounds& bounds, const MediaStore& media, Id content)
 {
     const PictureInfo info = readHeader(path, format, bounds);
-    const ThumbnailSize& largest = THUMBNAIL_SIZES[0];
-    const Image image = fitFile(path, largest.width, largest.height, VIPS_INTERESTING_NONE, bounds);
-    keep(encodeJpeg(image.get()), media, content, largest);
+    const Image image = fitFile(path, LARGEST_THUMBNAIL.width, LARGEST_THUMBNAIL.height, VIPS_INTERESTING_NONE, bounds);
+    keep(encodeJpeg(image.get()), media, content, LARGEST_THUMBNAIL);
     for (const ThumbnailSize& size : THUMBNAIL_SIZES) {
-        if (&size != &largest)
+        if (&size != &LARGEST_THUMBNAIL)
             keep(encodeJpeg(fitImage(image.get(), size.width, size.height).get()), media, content, size);
     }
     return info;

@@ -30,7 +30,7 @@ std::vector<Comment> readComments(Query& query)
     return comments;
 }
 
-void countComments(Connection& connection, Id group, Id content, int change)
+void countComments(DatabaseConnection& connection, Id group, Id content, int change)
 {
     Query(connection, Sql::CONTENT_COMMENTED).bind(content, change).run();
     Query(connection, Sql::GROUP_COMMENTED).bind(group, change).run();
@@ -38,7 +38,7 @@ void countComments(Connection& connection, Id group, Id content, int change)
 
 } // namespace
 
-std::optional<Comment> findComment(Connection& connection, Id id)
+std::optional<Comment> findComment(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::COMMENT_BY_ID);
     query.bind(id);
@@ -47,14 +47,14 @@ std::optional<Comment> findComment(Connection& connection, Id id)
     return readComment(query);
 }
 
-std::vector<Comment> listComments(Connection& connection, Id content, std::int64_t index, std::int64_t count)
+std::vector<Comment> listComments(DatabaseConnection& connection, Id content, std::int64_t index, std::int64_t count)
 {
     Query query(connection, Sql::COMMENTS_OF_CONTENT);
     query.bind(content, count, index);
     return readComments(query);
 }
 
-std::vector<Comment> latestComments(Connection& connection, Id content, std::int64_t count)
+std::vector<Comment> latestComments(DatabaseConnection& connection, Id content, std::int64_t count)
 {
     Query query(connection, Sql::COMMENTS_LATEST);
     query.bind(content, count);
@@ -63,7 +63,7 @@ std::vector<Comment> latestComments(Connection& connection, Id content, std::int
     return comments;
 }
 
-Standing standingAtComment(Connection& connection, Id comment, Id person)
+Standing standingAtComment(DatabaseConnection& connection, Id comment, Id person)
 {
     Query query(connection, Sql::COMMENT_ROLE);
     query.bind(comment, person);
@@ -73,7 +73,7 @@ Standing standingAtComment(Connection& connection, Id comment, Id person)
     return {role, query.integer(0), query.integer(3)};
 }
 
-Id addComment(Connection& connection, Id group, Id content, Id author, const std::string& text)
+Id addComment(DatabaseConnection& connection, Id group, Id content, Id author, const std::string& text)
 {
     if (standingAtContent(connection, content, author).role == Role::STRANGER)
         return 0;
@@ -85,7 +85,7 @@ Id addComment(Connection& connection, Id group, Id content, Id author, const std
     return id;
 }
 
-bool deleteComment(Connection& connection, const Standing& comment, Id id)
+bool deleteComment(DatabaseConnection& connection, const Standing& comment, Id id)
 {
     if (Query(connection, Sql::COMMENT_DELETE).bind(id).run() == 0)
         return false;

@@ -31,7 +31,7 @@ Content readContent(const Query& query)
 
 /// The time of the next upload to a group: the present, but later than all uploads before it even when the clock was set back, so
 /// that a feed that is read by time never overlooks one.
-Millis nextUploadTime(Connection& connection, Id group)
+Millis nextUploadTime(DatabaseConnection& connection, Id group)
 {
     Query query(connection, Sql::CONTENT_LATEST_UPLOAD);
     query.bind(group);
@@ -48,7 +48,7 @@ Sql feedStatement(FeedBase base, FeedDirection direction, ContentType type)
                             (type == ContentType::ANY ? 0 : 1));
 }
 
-std::optional<Marker> markerOf(Connection& connection, Id group, Id content, FeedBase base)
+std::optional<Marker> markerOf(DatabaseConnection& connection, Id group, Id content, FeedBase base)
 {
     Query query(connection, Sql::CONTENT_MARKER);
     query.bind(content, group);
@@ -57,7 +57,7 @@ std::optional<Marker> markerOf(Connection& connection, Id group, Id content, Fee
     return Marker{query.integer(base == FeedBase::UPLOAD_TIME ? 1 : 0), content};
 }
 
-std::vector<Content> listFeed(Connection& connection, Id group, FeedBase base, FeedDirection direction, ContentType type,
+std::vector<Content> listFeed(DatabaseConnection& connection, Id group, FeedBase base, FeedDirection direction, ContentType type,
                               const Marker& marker, std::int64_t count)
 {
     Query query(connection, feedStatement(base, direction, type));
@@ -71,7 +71,7 @@ std::vector<Content> listFeed(Connection& connection, Id group, FeedBase base, F
     return contents;
 }
 
-std::optional<Content> findContent(Connection& connection, Id id)
+std::optional<Content> findContent(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::CONTENT_BY_ID);
     query.bind(id);
@@ -83,7 +83,7 @@ std::optional<Content> findContent(Connection& connection, Id id)
     return content;
 }
 
-std::optional<MediaInfo> findMedia(Connection& connection, Id id)
+std::optional<MediaInfo> findMedia(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::CONTENT_MEDIA);
     query.bind(id);
@@ -92,7 +92,7 @@ std::optional<MediaInfo> findMedia(Connection& connection, Id id)
     return MediaInfo{static_cast<Format>(query.integer(0)), query.integer(1), query.integer(2)};
 }
 
-Standing standingAtContent(Connection& connection, Id content, Id person)
+Standing standingAtContent(DatabaseConnection& connection, Id content, Id person)
 {
     Query query(connection, Sql::CONTENT_ROLE);
     query.bind(content, person);
@@ -102,7 +102,7 @@ Standing standingAtContent(Connection& connection, Id content, Id person)
     return {role, query.integer(0), content};
 }
 
-std::optional<Slot> findSlot(Connection& connection, Id id, Id person)
+std::optional<Slot> findSlot(DatabaseConnection& connection, Id id, Id person)
 {
     Query query(connection, Sql::SLOT_GET);
     query.bind(id, person);
@@ -110,7 +110,7 @@ std::optional<Slot> findSlot(Connection& connection, Id id, Id person)
         return std::nullopt;
     Slot slot;
     slot.id = id;
-    slot.filled = query.integer(0) != 0;
+    slot.filled = query.integer(0) != static_cast<int>(ContentState::RESERVED);
     slot.type = static_cast<ContentType>(query.integer(1));
     if (!query.isNull(2))
         slot.announcedSize = query.integer(2);
@@ -118,7 +118,7 @@ std::optional<Slot> findSlot(Connection& connection, Id id, Id person)
     return slot;
 }
 
-std::vector<Id> liveContentIds(Connection& connection)
+std::vector<Id> liveContentIds(DatabaseConnection& connection)
 {
     std::vector<Id> ids;
     Query query(connection, Sql::CONTENT_LIVE_IDS);
@@ -127,7 +127,7 @@ std::vector<Id> liveContentIds(Connection& connection)
     return ids;
 }
 
-std::vector<Event> listEvents(Connection& connection, Id content)
+std::vector<Event> listEvents(DatabaseConnection& connection, Id content)
 {
     std::vector<Event> events;
     Query query(connection, Sql::EVENTS_OF_CONTENT);
@@ -147,7 +147,7 @@ std::vector<Event> listEvents(Connection& connection, Id content)
     return events;
 }
 
-Id addSlot(Connection& connection, Id group, Id creator, ContentType type, std::optional<std::int64_t> announcedSize,
+Id addSlot(DatabaseConnection& connection, Id group, Id creator, ContentType type, std::optional<std::int64_t> announcedSize,
            const std::string& description)
 {
     const Id id = addEntity(connection, EntityKind::CONTENT);
@@ -160,9 +160,9 @@ Id addSlot(Connection& connection, Id group, Id creator, ContentType type, std::
     return id;
 }
 
-void expireSlots(Connection& connection, Millis before) { Query(connection, Sql::SLOTS_EXPIRE).bind(before).run(); }
+void expireSlots(DatabaseConnection& connection, Millis before) { Query(connection, Sql::SLOTS_EXPIRE).bind(before).run(); }
 
-bool commitUpload(Connection& connection, const Slot& slot, const UploadedFile& file)
+bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file)
 {
     const Millis uploaded = nextUploadTime(connection, slot.group);
     const int changed = Query(connection, Sql::CONTENT_COMMIT)
@@ -176,7 +176,7 @@ bool commitUpload(Connection& connection, const Slot& slot, const UploadedFile& 
     return true;
 }
 
-bool deleteContent(Connection& connection, Id id)
+bool deleteContent(DatabaseConnection& connection, Id id)
 {
     Id group = 0;
     int type = 0;
@@ -194,7 +194,7 @@ bool deleteContent(Connection& connection, Id id)
     return true;
 }
 
-Id addEvent(Connection& connection, Id content, const Event& event)
+Id addEvent(DatabaseConnection& connection, Id content, const Event& event)
 {
     const Id id = addEntity(connection, EntityKind::EVENT);
     Query(connection, Sql::EVENT_ADD)

@@ -40,41 +40,41 @@ struct Marker {
 };
 
 /// The place of a content of the group, deleted ones included; nothing for any other.
-std::optional<Marker> markerOf(Connection& connection, Id group, Id content, FeedBase base);
+std::optional<Marker> markerOf(DatabaseConnection& connection, Id group, Id content, FeedBase base);
 
 /// A page of a group's feed.
-std::vector<Content> listFeed(Connection& connection, Id group, FeedBase base, FeedDirection direction, ContentType type,
+std::vector<Content> listFeed(DatabaseConnection& connection, Id group, FeedBase base, FeedDirection direction, ContentType type,
                               const Marker& marker, std::int64_t count);
 
 /// The statement that a page of a feed is read with.
 Sql feedStatement(FeedBase base, FeedDirection direction, ContentType type);
 
-std::optional<Content> findContent(Connection& connection, Id id);
+std::optional<Content> findContent(DatabaseConnection& connection, Id id);
 /// What a media address needs to know of a content.
 struct MediaInfo {
     Format format = Format::NONE;
     std::int64_t size = 0;
     std::int64_t mediaEpoch = 0;
 };
-std::optional<MediaInfo> findMedia(Connection& connection, Id id);
-Standing standingAtContent(Connection& connection, Id content, Id person);
+std::optional<MediaInfo> findMedia(DatabaseConnection& connection, Id id);
+Standing standingAtContent(DatabaseConnection& connection, Id content, Id person);
 /// The slot with that identifier, when that person has reserved it and is still a member of its group.
-std::optional<Slot> findSlot(Connection& connection, Id id, Id person);
+std::optional<Slot> findSlot(DatabaseConnection& connection, Id id, Id person);
 /// The identifiers of all contents, in rising order.
-std::vector<Id> liveContentIds(Connection& connection);
-std::vector<Event> listEvents(Connection& connection, Id content);
+std::vector<Id> liveContentIds(DatabaseConnection& connection);
+std::vector<Event> listEvents(DatabaseConnection& connection, Id content);
 
 // Within a transaction:
 
-Id addSlot(Connection& connection, Id group, Id creator, ContentType type, std::optional<std::int64_t> announcedSize,
+Id addSlot(DatabaseConnection& connection, Id group, Id creator, ContentType type, std::optional<std::int64_t> announcedSize,
            const std::string& description);
 /// Removes the slots that were reserved before that time and never filled.
-void expireSlots(Connection& connection, Millis before);
+void expireSlots(DatabaseConnection& connection, Millis before);
 /// Turns a slot into a content of its group, and counts it. \return false when the slot is gone or filled.
-bool commitUpload(Connection& connection, const Slot& slot, const UploadedFile& file);
+bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file);
 /// \return false when there is no such content.
-bool deleteContent(Connection& connection, Id id);
-Id addEvent(Connection& connection, Id content, const Event& event);
+bool deleteContent(DatabaseConnection& connection, Id id);
+Id addEvent(DatabaseConnection& connection, Id content, const Event& event);
 
 } // namespace kinloomd
 

@@ -35,7 +35,7 @@ void makePrivate(const std::string& file)
 
 } // namespace
 
-Query::Query(Connection& connection, Sql sql) : m_connection(connection), m_sql(sql)
+Query::Query(DatabaseConnection& connection, Sql sql) : m_connection(connection), m_sql(sql)
 {
     m_statement = std::move(connection.m_statements[static_cast<std::size_t>(sql)]);
     if (!m_statement)
@@ -56,7 +56,7 @@ std::string Query::text(int column) const
     return bytes == nullptr ? std::string() : std::string(bytes, static_cast<std::size_t>(value.getBytes()));
 }
 
-Connection::Connection(const std::string& file, bool create)
+DatabaseConnection::DatabaseConnection(const std::string& file, bool create)
     : m_database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_NOFOLLOW | (create ? SQLite::OPEN_CREATE : 0), BUSY_TIMEOUT_MS)
 {
     m_database.exec(PRAGMAS);
@@ -77,7 +77,7 @@ void Transaction::commit()
 Database::Database(std::string file) : m_file(std::move(file))
 {
     makePrivate(m_file);
-    m_writer = std::make_unique<Connection>(m_file, true);
+    m_writer = std::make_unique<DatabaseConnection>(m_file, true);
     prepareSchema(*m_writer);
 }
 
@@ -91,10 +91,10 @@ Database::Lease Database::read()
             return Lease(*this, std::move(connection));
         }
     }
-    return Lease(*this, std::make_unique<Connection>(m_file, false));
+    return Lease(*this, std::make_unique<DatabaseConnection>(m_file, false));
 }
 
-void Database::giveBack(std::unique_ptr<Connection> connection)
+void Database::giveBack(std::unique_ptr<DatabaseConnection> connection)
 {
     const std::lock_guard<std::mutex> lock(m_lending);
     if (m_idle.size() < IDLE_CONNECTIONS)

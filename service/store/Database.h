@@ -14,12 +14,12 @@
 
 namespace kinloomd {
 
-class Connection;
+class DatabaseConnection;
 
 /// One use of a prepared statement. The statement goes back to its connection, reset, at the end of its life.
 class Query {
 public:
-    Query(Connection& connection, Sql sql);
+    Query(DatabaseConnection& connection, Sql sql);
     ~Query();
     Query(const Query&) = delete;
     Query& operator=(const Query&) = delete;
@@ -48,16 +48,16 @@ private:
     void bindOne(int index, const char* value) { m_statement->bind(index, value); }
     void bindOne(int index, std::nullptr_t) { m_statement->bind(index); }
 
-    Connection& m_connection;
+    DatabaseConnection& m_connection;
     Sql m_sql;
     std::unique_ptr<SQLite::Statement> m_statement;
 };
 
 /// A connection, used by one thread at a time. Texts bound to its queries must outlive their use.
-class Connection {
+class DatabaseConnection {
 public:
     /// Opens the database, and creates it when that is asked for.
-    Connection(const std::string& file, bool create);
+    DatabaseConnection(const std::string& file, bool create);
 
     SQLite::Database& raw() { return m_database; }
 
@@ -71,7 +71,7 @@ private:
 /// has to be repeated.
 class Transaction {
 public:
-    explicit Transaction(Connection& connection) : m_connection(connection) { connection.raw().exec("BEGIN IMMEDIATE"); }
+    explicit Transaction(DatabaseConnection& connection) : m_connection(connection) { connection.raw().exec("BEGIN IMMEDIATE"); }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
     ~Transaction();
@@ -80,20 +80,20 @@ public:
     void commit();
 
 private:
-    Connection& m_connection;
+    DatabaseConnection& m_connection;
     bool m_open = true;
 };
 
 /// Several queries that see one state of the database.
 class Snapshot {
 public:
-    explicit Snapshot(Connection& connection) : m_connection(connection) { connection.raw().exec("BEGIN"); }
+    explicit Snapshot(DatabaseConnection& connection) : m_connection(connection) { connection.raw().exec("BEGIN"); }
     Snapshot(const Snapshot&) = delete;
     Snapshot& operator=(const Snapshot&) = delete;
     ~Snapshot() { m_connection.raw().tryExec("COMMIT"); }
 
 private:
-    Connection& m_connection;
+    DatabaseConnection& m_connection;
 };
 
 /// The database of a data folder: one connection for writing, and as many for reading as there are readers at a time. Safe for
@@ -106,43 +106,42 @@ public:
     /// A connection lent for a while.
     class Lease {
     public:
-        Lease(Database& database, std::unique_ptr<Connection> connection)
+        Lease(Database& database, std::unique_ptr<DatabaseConnection> connection)
             : m_database(database), m_connection(std::move(connection))
         {
         }
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
         ~Lease() { m_database.giveBack(std::move(m_connection)); }
-        Connection& operator*() const { return *m_connection; }
-        operator Connection&() const { return *m_connection; }
+        operator DatabaseConnection&() const { return *m_connection; }
 
     private:
         Database& m_database;
-        std::unique_ptr<Connection> m_connection;
+        std::unique_ptr<DatabaseConnection> m_connection;
     };
 
     /// The writing connection, locked against other threads.
     class WriteLease {
     public:
         explicit WriteLease(Database& database) : m_lock(database.m_writing), m_connection(*database.m_writer) {}
-        operator Connection&() const { return m_connection; }
+        operator DatabaseConnection&() const { return m_connection; }
 
     private:
         std::unique_lock<std::mutex> m_lock;
-        Connection& m_connection;
+        DatabaseConnection& m_connection;
     };
 
     Lease read();
     WriteLease write() { return WriteLease(*this); }
 
 private:
-    void giveBack(std::unique_ptr<Connection> connection);
+    void giveBack(std::unique_ptr<DatabaseConnection> connection);
 
     std::string m_file;
     std::mutex m_writing;
-    std::unique_ptr<Connection> m_writer; // guarded by m_writing
+    std::unique_ptr<DatabaseConnection> m_writer; // guarded by m_writing
     std::mutex m_lending;
-    std::vector<std::unique_ptr<Connection>> m_idle; // guarded by m_lending
+    std::vector<std::unique_ptr<DatabaseConnection>> m_idle; // guarded by m_lending
 };
 
 } // namespace kinloomd

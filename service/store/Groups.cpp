@@ -48,7 +48,7 @@ constexpr PageEntry PAGES[] = {
 
 } // namespace
 
-std::vector<Group> listGroups(Connection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
+std::vector<Group> listGroups(DatabaseConnection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
                               std::int64_t count)
 {
     const PageEntry& page = PAGES[static_cast<int>(sort)];
@@ -60,7 +60,7 @@ std::vector<Group> listGroups(Connection& connection, Id person, Id sharedWith, 
     return readGroups(query);
 }
 
-std::optional<Group> findGroup(Connection& connection, Id id)
+std::optional<Group> findGroup(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::GROUP_BY_ID);
     query.bind(id);
@@ -69,7 +69,7 @@ std::optional<Group> findGroup(Connection& connection, Id id)
     return readGroup(query);
 }
 
-std::vector<Id> findGroupsByName(Connection& connection, const std::string& name)
+std::vector<Id> findGroupsByName(DatabaseConnection& connection, const std::string& name)
 {
     std::vector<Id> ids;
     Query query(connection, Sql::GROUP_ID_BY_NAME);
@@ -79,13 +79,13 @@ std::vector<Id> findGroupsByName(Connection& connection, const std::string& name
     return ids;
 }
 
-std::vector<Group> listAllGroups(Connection& connection)
+std::vector<Group> listAllGroups(DatabaseConnection& connection)
 {
     Query query(connection, Sql::GROUP_LIST_ALL);
     return readGroups(query);
 }
 
-std::vector<Person> listMembers(Connection& connection, Id group)
+std::vector<Person> listMembers(DatabaseConnection& connection, Id group)
 {
     std::vector<Person> people;
     Query query(connection, Sql::MEMBERS_OF_GROUP);
@@ -95,7 +95,7 @@ std::vector<Person> listMembers(Connection& connection, Id group)
     return people;
 }
 
-std::vector<Id> listContentIds(Connection& connection, Id group)
+std::vector<Id> listContentIds(DatabaseConnection& connection, Id group)
 {
     std::vector<Id> ids;
     Query query(connection, Sql::GROUP_CONTENT_IDS);
@@ -105,7 +105,7 @@ std::vector<Id> listContentIds(Connection& connection, Id group)
     return ids;
 }
 
-Role roleInGroup(Connection& connection, Id group, Id person)
+Role roleInGroup(DatabaseConnection& connection, Id group, Id person)
 {
     Query query(connection, Sql::GROUP_ROLE);
     query.bind(group, person);
@@ -114,14 +114,14 @@ Role roleInGroup(Connection& connection, Id group, Id person)
     return query.integer(0) != 0 ? Role::MASTER : Role::MEMBER;
 }
 
-std::int64_t mediaEpochOf(Connection& connection, Id group)
+std::int64_t mediaEpochOf(DatabaseConnection& connection, Id group)
 {
     Query query(connection, Sql::GROUP_EPOCH);
     query.bind(group);
     return query.step() ? query.integer(0) : 0;
 }
 
-Id addGroup(Connection& connection, const std::string& name, const std::string& description, Id master)
+Id addGroup(DatabaseConnection& connection, const std::string& name, const std::string& description, Id master)
 {
     Group group;
     group.id = addEntity(connection, EntityKind::GROUP);
@@ -132,15 +132,15 @@ Id addGroup(Connection& connection, const std::string& name, const std::string& 
     return group.id;
 }
 
-void deleteGroup(Connection& connection, Id id) { Query(connection, Sql::GROUP_DELETE).bind(id).run(); }
+void deleteGroup(DatabaseConnection& connection, Id id) { Query(connection, Sql::GROUP_DELETE).bind(id).run(); }
 
-bool addMember(Connection& connection, const Group& group, Id person)
+bool addMember(DatabaseConnection& connection, const Group& group, Id person)
 {
     const std::string key = foldForSorting(group.name);
     return Query(connection, Sql::MEMBER_ADD).bind(person, group.id, key, group.created, now()).run() > 0;
 }
 
-bool removeMember(Connection& connection, Id group, Id person)
+bool removeMember(DatabaseConnection& connection, Id group, Id person)
 {
     if (Query(connection, Sql::MEMBER_REMOVE).bind(person, group).run() == 0)
         return false;
@@ -148,6 +148,6 @@ bool removeMember(Connection& connection, Id group, Id person)
     return true;
 }
 
-void noteUse(Connection& connection, Id group, Millis at) { Query(connection, Sql::GROUP_USED).bind(group, at).run(); }
+void noteUse(DatabaseConnection& connection, Id group, Millis at) { Query(connection, Sql::GROUP_USED).bind(group, at).run(); }
 
 } // namespace kinloomd

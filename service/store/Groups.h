@@ -16,30 +16,30 @@ enum class GroupSort : int {
 
 /// A page of the groups of a person, at most \p count of them from the \p index-th on. With \p sharedWith, only those groups that
 /// this other person is a member of too.
-std::vector<Group> listGroups(Connection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
+std::vector<Group> listGroups(DatabaseConnection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
                               std::int64_t count);
 
-std::optional<Group> findGroup(Connection& connection, Id id);
+std::optional<Group> findGroup(DatabaseConnection& connection, Id id);
 /// The groups of that name, at most two.
-std::vector<Id> findGroupsByName(Connection& connection, const std::string& name);
-std::vector<Group> listAllGroups(Connection& connection);
-std::vector<Person> listMembers(Connection& connection, Id group);
-std::vector<Id> listContentIds(Connection& connection, Id group);
-Role roleInGroup(Connection& connection, Id group, Id person);
-std::int64_t mediaEpochOf(Connection& connection, Id group);
+std::vector<Id> findGroupsByName(DatabaseConnection& connection, const std::string& name);
+std::vector<Group> listAllGroups(DatabaseConnection& connection);
+std::vector<Person> listMembers(DatabaseConnection& connection, Id group);
+std::vector<Id> listContentIds(DatabaseConnection& connection, Id group);
+Role roleInGroup(DatabaseConnection& connection, Id group, Id person);
+std::int64_t mediaEpochOf(DatabaseConnection& connection, Id group);
 
 // Within a transaction:
 
 /// Makes a group with its master as the only member.
-Id addGroup(Connection& connection, const std::string& name, const std::string& description, Id master);
+Id addGroup(DatabaseConnection& connection, const std::string& name, const std::string& description, Id master);
 /// Removes a group with everything in it.
-void deleteGroup(Connection& connection, Id id);
+void deleteGroup(DatabaseConnection& connection, Id id);
 /// \return whether the person was not a member before.
-bool addMember(Connection& connection, const Group& group, Id person);
+bool addMember(DatabaseConnection& connection, const Group& group, Id person);
 /// \return whether the person was a member. The group's media addresses change, so that those the person knows lead nowhere.
-bool removeMember(Connection& connection, Id group, Id person);
+bool removeMember(DatabaseConnection& connection, Id group, Id person);
 /// Puts the group first among those recently used.
-void noteUse(Connection& connection, Id group, Millis at);
+void noteUse(DatabaseConnection& connection, Id group, Millis at);
 
 } // namespace kinloomd
 

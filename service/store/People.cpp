@@ -42,20 +42,20 @@ Person readPerson(const Query& query, int firstColumn)
     return person;
 }
 
-Id addEntity(Connection& connection, EntityKind kind)
+Id addEntity(DatabaseConnection& connection, EntityKind kind)
 {
     Query(connection, Sql::ENTITY_ADD).bind(static_cast<int>(kind)).run();
     return connection.raw().getLastInsertRowid();
 }
 
-EntityKind kindOf(Connection& connection, Id id)
+EntityKind kindOf(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::ENTITY_KIND);
     query.bind(id);
     return query.step() ? static_cast<EntityKind>(query.integer(0)) : EntityKind::NONE;
 }
 
-Person addPerson(Connection& connection, const std::string& name, const std::string& phone)
+Person addPerson(DatabaseConnection& connection, const std::string& name, const std::string& phone)
 {
     Person person;
     person.id = addEntity(connection, EntityKind::PERSON);
@@ -66,19 +66,19 @@ Person addPerson(Connection& connection, const std::string& name, const std::str
     return person;
 }
 
-std::optional<Person> findPerson(Connection& connection, Id id)
+std::optional<Person> findPerson(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::PERSON_BY_ID);
     return firstPerson(query.bind(id));
 }
 
-std::optional<Person> findPersonByName(Connection& connection, const std::string& name)
+std::optional<Person> findPersonByName(DatabaseConnection& connection, const std::string& name)
 {
     Query query(connection, Sql::PERSON_BY_NAME);
     return firstPerson(query.bind(name));
 }
 
-std::vector<Person> listPeople(Connection& connection)
+std::vector<Person> listPeople(DatabaseConnection& connection)
 {
     std::vector<Person> people;
     Query query(connection, Sql::PERSON_LIST);
@@ -87,24 +87,25 @@ std::vector<Person> listPeople(Connection& connection)
     return people;
 }
 
-void setPersonImage(Connection& connection, Id person, std::int64_t image)
+void setPersonImage(DatabaseConnection& connection, Id person, std::int64_t image)
 {
     Query(connection, Sql::PERSON_SET_IMAGE).bind(person, image).run();
 }
 
-bool shareGroup(Connection& connection, Id person, Id other)
+bool shareGroup(DatabaseConnection& connection, Id person, Id other)
 {
     Query query(connection, Sql::PERSON_SHARES_GROUP);
     query.bind(person, other);
     return query.step() && query.integer(0) != 0;
 }
 
-void addDevice(Connection& connection, Id person, const std::string& duid, const std::string& appId, const std::string& token)
+void addDevice(DatabaseConnection& connection, Id person, const std::string& duid, const std::string& appId,
+               const std::string& token)
 {
     Query(connection, Sql::DEVICE_ADD).bind(person, duid, appId, toHex(sha256(token)), now()).run();
 }
 
-std::optional<Device> findDevice(Connection& connection, const std::string& duid)
+std::optional<Device> findDevice(DatabaseConnection& connection, const std::string& duid)
 {
     Query query(connection, Sql::DEVICE_BY_DUID);
     query.bind(duid);
@@ -120,7 +121,7 @@ std::optional<Device> findDevice(Connection& connection, const std::string& duid
     return device;
 }
 
-std::vector<DeviceSummary> listDevices(Connection& connection)
+std::vector<DeviceSummary> listDevices(DatabaseConnection& connection)
 {
     std::vector<DeviceSummary> devices;
     Query query(connection, Sql::DEVICE_LIST);
@@ -129,23 +130,23 @@ std::vector<DeviceSummary> listDevices(Connection& connection)
     return devices;
 }
 
-bool removeDevice(Connection& connection, const std::string& duid)
+bool removeDevice(DatabaseConnection& connection, const std::string& duid)
 {
     return Query(connection, Sql::DEVICE_REMOVE).bind(duid).run() > 0;
 }
 
-void markRegistered(Connection& connection, Id device, Millis at)
+void markRegistered(DatabaseConnection& connection, Id device, Millis at)
 {
     Query(connection, Sql::DEVICE_REGISTERED).bind(device, at).run();
 }
 
-void noteSignIn(Connection& connection, const std::string& address, Id device, Millis at)
+void noteSignIn(DatabaseConnection& connection, const std::string& address, Id device, Millis at)
 {
     Query(connection, Sql::DEVICE_SIGNED_IN).bind(device, at).run();
     Query(connection, Sql::SIGN_IN_SET).bind(address, device, at).run();
 }
 
-std::optional<SignIn> lastSignIn(Connection& connection, const std::string& address)
+std::optional<SignIn> lastSignIn(DatabaseConnection& connection, const std::string& address)
 {
     Query query(connection, Sql::SIGN_IN_GET);
     query.bind(address);
@@ -154,7 +155,7 @@ std::optional<SignIn> lastSignIn(Connection& connection, const std::string& addr
     return SignIn{query.integer(0), readPerson(query, 1)};
 }
 
-std::string secretSetting(Connection& connection, const std::string& name)
+std::string secretSetting(DatabaseConnection& connection, const std::string& name)
 {
     // Two programs may make it at the same time: the first one's counts, so it is read back.
     const std::string candidate = toHex(randomBytes(SECRET_BYTES));

@@ -19,6 +19,13 @@ enum class EntityKind : int { NONE = 0, PERSON = 1, GROUP = 2, CONTENT = 3, COMM
 
 enum class ContentType : int { ANY = 0, PHOTO = 1, VIDEO = 2, MUSIC = 3 };
 
+/// Where a content is in its life.
+enum class ContentState : int {
+    RESERVED = 0, ///< announced, without a file: the slot of an upload
+    STORED = 1,
+    DELETED = 2, ///< without its file and its text; pages of a feed can still begin after it
+};
+
 /// The file formats of photos.
 enum class Format : int { NONE = 0, JPEG = 1, PNG = 2, WEBP = 3, GIF = 4 };
 

@@ -13,7 +13,7 @@ constexpr int VERSION = 1;
 
 // Identifiers of people, groups, contents, comments and events come from one sequence, since requests name a content and a comment
 // in the same place. Sort keys and times of a group are repeated in its memberships, so that each order in which a person's groups
-// are listed is an index. A deleted content stays as a row in state 2 without text, so that a page can still begin after it.
+// are listed is an index. The column "state" holds a ContentState.
 constexpr const char* TABLES = R"sql(
 CREATE TABLE setting (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 
@@ -127,11 +127,11 @@ CREATE INDEX event_by_content ON event(content_id, id);
 CREATE INDEX event_by_member ON event(member_id);
 )sql";
 
-int versionOf(Connection& connection) { return connection.raw().execAndGet("PRAGMA user_version").getInt(); }
+int versionOf(DatabaseConnection& connection) { return connection.raw().execAndGet("PRAGMA user_version").getInt(); }
 
 } // namespace
 
-void prepareSchema(Connection& connection)
+void prepareSchema(DatabaseConnection& connection)
 {
     if (versionOf(connection) == VERSION)
         return;

@@ -5,10 +5,10 @@
 
 namespace kinloomd {
 
-class Connection;
+class DatabaseConnection;
 
 /// Brings an empty or older database to the present layout. Throws std::runtime_error for a newer one.
-void prepareSchema(Connection& connection);
+void prepareSchema(DatabaseConnection& connection);
 
 } // namespace kinloomd
 

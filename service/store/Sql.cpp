@@ -1,17 +1,39 @@
 // SPDX-License-Identifier: MIT
 #include "store/Sql.h"
 
+#include "store/Records.h"
+
 #include <cassert>
 
 namespace kinloomd {
 
 namespace {
 
+// Values of content.state and content.type, as the statements name them. SQLite uses the partial indexes of the schema only for
+// values that stand in the statement itself.
+#define STATE_RESERVED "0"
+#define STATE_STORED "1"
+#define STATE_DELETED "2"
+#define TYPE_PHOTO "1"
+#define TYPE_VIDEO "2"
+#define TYPE_MUSIC "3"
+
+/// \return whether a digit is that of an enumerator.
+template <typename Enumeration> constexpr bool isDigitOf(const char* digit, Enumeration value)
+{
+    return digit[0] - '0' == static_cast<int>(value) && digit[1] == 0;
+}
+static_assert(isDigitOf(STATE_RESERVED, ContentState::RESERVED) && isDigitOf(STATE_STORED, ContentState::STORED) &&
+              isDigitOf(STATE_DELETED, ContentState::DELETED));
+static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO, ContentType::VIDEO) &&
+              isDigitOf(TYPE_MUSIC, ContentType::MUSIC));
+
 // What one record of each kind is read from; the readers of the families name the columns in the same order.
 #define GROUP_COLUMNS                                                                                                              \
     "f.id, f.name, f.description, f.created, f.total_count, f.photo_count, f.audio_count, f.video_count, f.comment_count, "        \
     "f.media_epoch, p.id, p.name, p.image, "                                                                                       \
-    "(SELECT c.id FROM content c WHERE c.group_id = f.id AND c.state = 1 AND c.type = 1 ORDER BY c.uploaded DESC, c.id DESC "      \
+    "(SELECT c.id FROM content c WHERE c.group_id = f.id AND c.state = " STATE_STORED " AND c.type = " TYPE_PHOTO                  \
+    " ORDER BY c.uploaded DESC, c.id DESC "                                                                                        \
     "LIMIT 1)"
 #define CONTENT_COLUMNS                                                                                                            \
     "c.id, c.group_id, c.type, c.description, c.file_name, c.format, c.size, c.width, c.height, c.created, c.uploaded, "           \
@@ -28,12 +50,12 @@ namespace {
 
 #define FEED_PAGE(type, key, comparison, direction)                                                                                \
     "SELECT " CONTENT_COLUMNS " FROM content c CROSS JOIN person p ON p.id = c.creator_id "                                        \
-    "WHERE c.group_id = ?1 AND c.state = 1 " type "AND (c." key ", c.id) " comparison " (?2, ?3) "                                 \
+    "WHERE c.group_id = ?1 AND c.state = " STATE_STORED " " type "AND (c." key ", c.id) " comparison " (?2, ?3) "                  \
     "ORDER BY c." key " " direction ", c.id " direction " LIMIT ?4"
 #define FEED_PAGE_BY_ID(type, comparison, direction)                                                                               \
     "SELECT " CONTENT_COLUMNS " FROM content c CROSS JOIN person p ON p.id = c.creator_id "                                        \
-    "WHERE c.group_id = ?1 AND c.state = 1 " type "AND ?2 IS NOT NULL AND c.id " comparison " ?3 ORDER BY c.id " direction         \
-    " LIMIT ?4"
+    "WHERE c.group_id = ?1 AND c.state = " STATE_STORED " " type "AND ?2 IS NOT NULL AND c.id " comparison                         \
+    " ?3 ORDER BY c.id " direction " LIMIT ?4"
 #define OF_TYPE "AND c.type = ?5 "
 
 constexpr SqlEntry STATEMENTS[] = {
@@ -84,7 +106,7 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::SHARED_GROUPS_BY_NAME, false, SHARED_GROUP_PAGE("m.name_key, m.group_id")},
     {Sql::SHARED_GROUPS_BY_CREATION, false, SHARED_GROUP_PAGE("m.created DESC, m.group_id DESC")},
     {Sql::SHARED_GROUPS_BY_USE, false, SHARED_GROUP_PAGE("m.used DESC, m.group_id DESC")},
-    {Sql::GROUP_CONTENT_IDS, false, "SELECT id FROM content WHERE group_id = ?1 AND state = 1"},
+    {Sql::GROUP_CONTENT_IDS, false, "SELECT id FROM content WHERE group_id = ?1 AND state = " STATE_STORED},
     {Sql::MEMBER_ADD, false,
      "INSERT OR IGNORE INTO member (person_id, group_id, name_key, created, used) VALUES (?1, ?2, ?3, ?4, ?5)"},
     {Sql::MEMBER_REMOVE, false, "DELETE FROM member WHERE person_id = ?1 AND group_id = ?2"},
@@ -94,38 +116,42 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::SLOT_ADD, false,
      "INSERT INTO content (id, group_id, creator_id, state, type, reserved, announced_size, description) "
-     "VALUES (?1, ?2, ?3, 0, ?4, ?5, ?6, ?7)"},
+     "VALUES (?1, ?2, ?3, " STATE_RESERVED ", ?4, ?5, ?6, ?7)"},
     {Sql::SLOT_GET, false,
      "SELECT c.state, c.type, c.announced_size, c.group_id, f.media_epoch FROM content c "
      "CROSS JOIN family f ON f.id = c.group_id CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id "
-     "WHERE c.id = ?1 AND c.creator_id = ?2 AND c.state <> 2"},
-    {Sql::SLOTS_EXPIRE, false, "DELETE FROM content WHERE state = 0 AND reserved < ?1"},
+     "WHERE c.id = ?1 AND c.creator_id = ?2 AND c.state <> " STATE_DELETED},
+    {Sql::SLOTS_EXPIRE, false, "DELETE FROM content WHERE state = " STATE_RESERVED " AND reserved < ?1"},
     {Sql::CONTENT_COMMIT, false,
-     "UPDATE content SET state = 1, file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8 "
-     "WHERE id = ?1 AND state = 0"},
+     "UPDATE content SET state = " STATE_STORED
+     ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8 "
+     "WHERE id = ?1 AND state = " STATE_RESERVED},
     {Sql::CONTENT_LATEST_UPLOAD, false,
-     "SELECT uploaded FROM content WHERE group_id = ?1 AND state = 1 ORDER BY uploaded DESC LIMIT 1"},
+     "SELECT uploaded FROM content WHERE group_id = ?1 AND state = " STATE_STORED " ORDER BY uploaded DESC LIMIT 1"},
     {Sql::CONTENT_COUNTED, false,
-     "UPDATE family SET total_count = total_count + 1, photo_count = photo_count + (?2 = 1), "
-     "video_count = video_count + (?2 = 2), audio_count = audio_count + (?2 = 3) WHERE id = ?1"},
+     "UPDATE family SET total_count = total_count + 1, photo_count = photo_count + (?2 = " TYPE_PHOTO "), "
+     "video_count = video_count + (?2 = " TYPE_VIDEO "), audio_count = audio_count + (?2 = " TYPE_MUSIC ") WHERE id = ?1"},
     {Sql::CONTENT_BY_ID, false,
      "SELECT " CONTENT_COLUMNS ", p.phone, p.created, f.media_epoch FROM content c CROSS JOIN person p ON p.id = c.creator_id "
-     "CROSS JOIN family f ON f.id = c.group_id WHERE c.id = ?1 AND c.state = 1"},
+     "CROSS JOIN family f ON f.id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
     {Sql::CONTENT_MEDIA, false,
      "SELECT c.format, c.size, f.media_epoch FROM content c CROSS JOIN family f ON f.id = c.group_id "
-     "WHERE c.id = ?1 AND c.state = 1"},
+     "WHERE c.id = ?1 AND c.state = " STATE_STORED},
     {Sql::CONTENT_ROLE, false,
      "SELECT c.group_id, f.master_id = ?2, c.creator_id = ?2 FROM content c CROSS JOIN family f ON f.id = c.group_id "
-     "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = 1"},
-    {Sql::CONTENT_MARKER, false, "SELECT created, uploaded FROM content WHERE id = ?1 AND group_id = ?2 AND state <> 0"},
+     "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
+    {Sql::CONTENT_MARKER, false,
+     "SELECT created, uploaded FROM content WHERE id = ?1 AND group_id = ?2 AND state <> " STATE_RESERVED},
     {Sql::CONTENT_DELETE, false,
-     "UPDATE content SET state = 2, description = '', file_name = '', comment_count = 0 WHERE id = ?1 AND state = 1 "
+     "UPDATE content SET state = " STATE_DELETED
+     ", description = '', file_name = '', comment_count = 0 WHERE id = ?1 AND state = " STATE_STORED " "
      "RETURNING group_id, type"},
     {Sql::CONTENT_UNCOUNTED, false,
-     "UPDATE family SET total_count = total_count - 1, photo_count = photo_count - (?2 = 1), "
-     "video_count = video_count - (?2 = 2), audio_count = audio_count - (?2 = 3), comment_count = comment_count - ?3 "
+     "UPDATE family SET total_count = total_count - 1, photo_count = photo_count - (?2 = " TYPE_PHOTO "), "
+     "video_count = video_count - (?2 = " TYPE_VIDEO "), audio_count = audio_count - (?2 = " TYPE_MUSIC
+     "), comment_count = comment_count - ?3 "
      "WHERE id = ?1"},
-    {Sql::CONTENT_LIVE_IDS, true, "SELECT id FROM content WHERE state = 1 ORDER BY id"},
+    {Sql::CONTENT_LIVE_IDS, true, "SELECT id FROM content WHERE state = " STATE_STORED " ORDER BY id"},
 
     {Sql::FEED_BY_CREATION_BEFORE, false, FEED_PAGE("", "created", "<", "DESC")},
     {Sql::FEED_BY_CREATION_BEFORE_OF_TYPE, false, FEED_PAGE(OF_TYPE, "created", "<", "DESC")},
@@ -156,7 +182,8 @@ constexpr SqlEntry STATEMENTS[] = {
      "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id WHERE k.content_id = ?1 "
      "ORDER BY k.id DESC LIMIT ?2"},
     {Sql::COMMENTS_DELETE_OF_CONTENT, false, "DELETE FROM comment WHERE content_id = ?1"},
-    {Sql::CONTENT_COMMENTED, false, "UPDATE content SET comment_count = comment_count + ?2 WHERE id = ?1 AND state = 1"},
+    {Sql::CONTENT_COMMENTED, false,
+     "UPDATE content SET comment_count = comment_count + ?2 WHERE id = ?1 AND state = " STATE_STORED},
     {Sql::GROUP_COMMENTED, false, "UPDATE family SET comment_count = comment_count + ?2 WHERE id = ?1"},
 
     {Sql::EVENT_ADD, false,
@@ -169,11 +196,14 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::CHECK_COUNTS, true,
      "SELECT (SELECT count(*) FROM person), (SELECT count(*) FROM device), (SELECT count(*) FROM family), "
-     "(SELECT count(*) FROM content WHERE state = 1), (SELECT count(*) FROM content WHERE state = 0), "
+     "(SELECT count(*) FROM content WHERE state = " STATE_STORED "), (SELECT count(*) FROM content WHERE state = " STATE_RESERVED
+     "), "
      "(SELECT count(*) FROM comment)"},
     {Sql::CHECK_GROUP_TOTALS, true,
-     "SELECT f.id FROM family f LEFT JOIN (SELECT group_id, count(*) AS total, sum(type = 1) AS photo, sum(type = 2) AS video, "
-     "sum(type = 3) AS audio, sum(comment_count) AS comments FROM content WHERE state = 1 GROUP BY group_id) t "
+     "SELECT f.id FROM family f LEFT JOIN (SELECT group_id, count(*) AS total, sum(type = " TYPE_PHOTO
+     ") AS photo, sum(type = " TYPE_VIDEO ") AS video, "
+     "sum(type = " TYPE_MUSIC ") AS audio, sum(comment_count) AS comments FROM content WHERE state = " STATE_STORED
+     " GROUP BY group_id) t "
      "ON t.group_id = f.id WHERE f.total_count <> coalesce(t.total, 0) OR f.photo_count <> coalesce(t.photo, 0) "
      "OR f.video_count <> coalesce(t.video, 0) OR f.audio_count <> coalesce(t.audio, 0) "
      "OR f.comment_count <> coalesce(t.comments, 0) ORDER BY f.id"},

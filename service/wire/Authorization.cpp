@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "wire/Authorization.h"
 
+#include "core/Digest.h"
 #include "core/Text.h"
 
 namespace kinloomd {
@@ -58,6 +59,13 @@ std::optional<Authorization> parseAuthorization(std::string_view header)
             return std::nullopt;
         rest = trim(rest.substr(1));
     }
+}
+
+std::string requestSignature(std::string_view appId, std::string_view token)
+{
+    std::string message(token);
+    message += '\0';
+    return toHex(hmacSha1(appId, message));
 }
 
 } // namespace kinloomd

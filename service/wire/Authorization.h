@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/// \file The Authorization header of signed requests.
+/// \file The Authorization header of signed requests, and the signature in it.
 #ifndef KINLOOMD_WIRE_AUTHORIZATION_H
 #define KINLOOMD_WIRE_AUTHORIZATION_H
 
@@ -24,6 +24,9 @@ struct Authorization {
 /// other names are passed over.
 /// \return nothing when the header breaks this grammar, or names a field twice.
 std::optional<Authorization> parseAuthorization(std::string_view header);
+
+/// The signature of a request: HMAC-SHA1 of the token and one zero byte under the application id, in lowercase hexadecimal digits.
+std::string requestSignature(std::string_view appId, std::string_view token);
 
 } // namespace kinloomd
 

@@ -11,7 +11,7 @@ namespace kinloomd {
 
 namespace {
 
-constexpr std::size_t BOUNDARY_BYTES = 200; // 70 by the book; clients are known to use more
+constexpr std::size_t BOUNDARY_BYTES = 200; // the standard allows 70; clients are known to use more
 
 [[noreturn]] void malformed(const char* what) { throw ServiceError(Failure::MALFORMED_REQUEST, what); }
 

@@ -22,8 +22,6 @@ class XmlWriter {
 public:
     explicit XmlWriter(ReplyShape shape);
 
-    ReplyShape shape() const { return m_shape; }
-
     /// Begins an element. The name must outlive the writer.
     void open(const char* name);
     /// Ends the element begun last.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "server/Faults.h"
+#include "operations/Faults.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "media/MediaStore.h"
-#include "media/WorkerPool.h"
+#include "core/WorkerPool.h"
 
 #include "KinloomdProcess.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "server/Permissions.h"
+#include "operations/Permissions.h"
 
 #include "ServiceFixture.h"
 #include "TestPictures.h"

@@ -43,7 +43,7 @@ protected:
     }
 
     /// A content, as an upload leaves it.
-    static Id newContent(Connection& connection, Id group, Id creator, std::optional<Millis> taken = std::nullopt,
+    static Id newContent(DatabaseConnection& connection, Id group, Id creator, std::optional<Millis> taken = std::nullopt,
                          ContentType type = ContentType::PHOTO)
     {
         Slot slot;
@@ -106,7 +106,7 @@ TEST_F(Store, KeepsTokensAsHashesOnly)
     {
         const auto connection = m_database.write();
         addDevice(connection, anna.id, "device", "app", "very-secret-token");
-        connection.operator Connection&().raw().exec("PRAGMA wal_checkpoint(TRUNCATE)");
+        connection.operator DatabaseConnection&().raw().exec("PRAGMA wal_checkpoint(TRUNCATE)");
     }
     const auto connection = m_database.read();
     EXPECT_EQ(findDevice(connection, "device")->person.name, "Anna");
@@ -136,7 +136,7 @@ TEST_F(Store, RefusesADatabaseOfANewerProgram)
 {
     {
         const auto connection = m_database.write();
-        connection.operator Connection&().raw().exec("PRAGMA user_version = 999");
+        connection.operator DatabaseConnection&().raw().exec("PRAGMA user_version = 999");
     }
     EXPECT_THROW(Database(m_folder / "test.db"), std::runtime_error);
 }
@@ -437,7 +437,7 @@ TEST_P(Statement, FindsItsRowsThroughAnIndex)
 {
     const auto sql = static_cast<Sql>(GetParam());
     const auto connection = m_database.write();
-    SQLite::Statement plan(connection.operator Connection&().raw(), std::string("EXPLAIN QUERY PLAN ") + textOf(sql));
+    SQLite::Statement plan(connection.operator DatabaseConnection&().raw(), std::string("EXPLAIN QUERY PLAN ") + textOf(sql));
     while (plan.executeStep()) {
         const std::string step = plan.getColumn(3).getString();
         if (entryOf(sql).wholeTable)
