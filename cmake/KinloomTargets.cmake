@@ -20,6 +20,16 @@ function(kinloom_no_open_symbols target)
   endif()
 endfunction()
 
+# What the project's tests share beyond that: the compile options of KINLOOM_TEST_FLAGS, and headers that are parsed once for all of
+# them. Everything here ends up in programs, never in a library that others load, so the compiler's own choice of position
+# independence will do; it must be one choice, since precompiled headers serve only those who are compiled alike.
+function(kinloom_test_target target)
+  kinloom_target(${target})
+  set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(${target} PRIVATE ${KINLOOM_TEST_FLAGS})
+  target_precompile_headers(${target} REUSE_FROM kinloom_test_headers)
+endfunction()
+
 # kinloom_test(NAME SOURCES file... LIBS target... [ENVIRONMENT var=value...] [TIMEOUT seconds] [LABELS label...] [LONG])
 # One GoogleTest program; each of its tests becomes a CTest test of its own, labelled with its folder's name. Generator
 # expressions are allowed in ENVIRONMENT. With KINLOOM_TEST_PROGRAMS the whole program is one CTest test, of the program's name;
@@ -27,7 +37,7 @@ endfunction()
 function(kinloom_test name)
   cmake_parse_arguments(arg "LONG" "TIMEOUT" "SOURCES;LIBS;ENVIRONMENT;LABELS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
-  kinloom_target(${name})
+  kinloom_test_target(${name})
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main)
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME area)
   if(KINLOOM_TEST_PROGRAMS)
