@@ -126,5 +126,5 @@ test_preset() {
     fail "tests failed (preset $preset)" \
         "What they printed stands above and in $logs/$preset-test.log" \
         "One test again, with all its output: ctest --preset $preset -V -R 'Family.Name'" \
-        "All that failed again: ctest --preset $preset --rerun-failed --output-on-failure"
+        "All that failed again: ${KINLOOM_TEST_PROGRAMS:+KINLOOM_TEST_PROGRAMS=1 }ctest --preset $preset --rerun-failed --output-on-failure"
 }
