@@ -10,9 +10,9 @@ endif()
 if(NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
   find_program(KINLOOM_CCACHE ccache)
   mark_as_advanced(KINLOOM_CCACHE)
-  # With these settings another clone of the project finds what this one has compiled.
+  # With these settings another clone of the project finds what this one has compiled, with precompiled headers or without.
   if(KINLOOM_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER
-      env CCACHE_BASEDIR=${CMAKE_CURRENT_SOURCE_DIR} CCACHE_NOHASHDIR=1 "${KINLOOM_CCACHE}")
+      env CCACHE_BASEDIR=${CMAKE_CURRENT_SOURCE_DIR} CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros "${KINLOOM_CCACHE}")
   endif()
 endif()

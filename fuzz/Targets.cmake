@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 # What is fuzzed, as a library for the fuzzers and for the test that replays the corpus.
 include_guard(GLOBAL)
+include("${CMAKE_CURRENT_LIST_DIR}/TargetList.cmake")
 
 if(NOT KINLOOM_PROGRAMS)
   message(FATAL_ERROR "What is fuzzed includes the service and the command line: configure with -DKINLOOM_PROGRAMS=ON")
@@ -12,6 +13,9 @@ endif()
 if(NOT TARGET test_support)
   add_subdirectory("${PROJECT_SOURCE_DIR}/tests/support" "${PROJECT_BINARY_DIR}/tests/support")
 endif()
+
+set(fuzz_table "${PROJECT_BINARY_DIR}/fuzz")
+kinloom_fuzz_table("${fuzz_table}")
 
 # The command line and the host's client come as sources, since their libraries bring the real client along.
 add_library(fuzz_targets STATIC
@@ -29,7 +33,7 @@ add_library(fuzz_targets STATIC
 kinloom_target(fuzz_targets)
 target_compile_definitions(fuzz_targets PRIVATE KINLOOM_ENDPOINT="${KINLOOM_ENDPOINT}")
 target_include_directories(fuzz_targets
-  PUBLIC "${CMAKE_CURRENT_LIST_DIR}" PRIVATE "${PROJECT_SOURCE_DIR}/cli" "${PROJECT_SOURCE_DIR}/host")
+  PUBLIC "${CMAKE_CURRENT_LIST_DIR}" "${fuzz_table}" PRIVATE "${PROJECT_SOURCE_DIR}/cli" "${PROJECT_SOURCE_DIR}/host")
 
 # Apart from the others: the service shares no code with them, but names of headers.
 add_library(fuzz_service_targets STATIC
@@ -38,7 +42,7 @@ add_library(fuzz_service_targets STATIC
   "${CMAKE_CURRENT_LIST_DIR}/service/Requests.cpp"
   "${CMAKE_CURRENT_LIST_DIR}/service/Texts.cpp")
 kinloom_target(fuzz_service_targets)
-target_include_directories(fuzz_service_targets PRIVATE "${CMAKE_CURRENT_LIST_DIR}")
+target_include_directories(fuzz_service_targets PRIVATE "${CMAKE_CURRENT_LIST_DIR}" "${fuzz_table}")
 target_link_libraries(fuzz_service_targets PRIVATE kinloomd_core PkgConfig::KINLOOM_LIBXML2)
 
 target_link_libraries(fuzz_targets

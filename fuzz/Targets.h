@@ -52,26 +52,7 @@ void multipart(std::string_view input);
 void serviceText(std::string_view input);
 
 constexpr Target TARGETS[] = {
-    {"contents", contents, "reply.dict"},
-    {"groups", groups, "reply.dict"},
-    {"comments", comments, "reply.dict"},
-    {"galleries", galleries, "reply.dict"},
-    {"upload_slot", uploadSlot, "reply.dict"},
-    {"identity", identity, "reply.dict"},
-    {"account", account, "reply.dict"},
-    {"records", records, "reply.dict"},
-    {"plain_error", plainError, "error.dict"},
-    {"date", date, "date.dict"},
-    {"download_path", downloadPath, "url.dict"},
-    {"file_name", fileName, "url.dict"},
-    {"shown_text", shownText, "text.dict"},
-    {"configuration", configuration, "toml.dict"},
-    {"url", url, "url.dict"},
-    {"service_url", serviceUrl, "url.dict"},
-    {"request", request, "request.dict"},
-    {"form", form, "form.dict"},
-    {"multipart", multipart, "multipart.dict"},
-    {"service_text", serviceText, "text.dict"},
+#include "TargetTable.inc" // made of the list in TargetList.cmake
 };
 
 class BrokenPromise : public std::logic_error {

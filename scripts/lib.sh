@@ -27,14 +27,37 @@ seconds_to_text() {
     if [ "$1" -lt 60 ]; then printf '%d s' "$1"; else printf '%d min %02d s' $(($1 / 60)) $(($1 % 60)); fi
 }
 
-# quietly LOG WHAT HINT command...: runs a command whose output matters only when it fails. Shows WHAT and how long it took;
-# on failure the end of the output and HINT.
+# What a line that is rewritten in place begins with; empty where nobody watches.
+rewrite=
+[ ! -t 1 ] || rewrite=$'\r\033[K'
+
+# follow LOG WHAT: writes what comes in to LOG, and shows how far Ninja is: on a terminal in place, in a log with a line a minute.
+follow() {
+    local what=$2 line percent shown='' next=$((SECONDS + 60)) begin=$SECONDS lines=0
+    while IFS= read -r line || [ -n "$line" ]; do
+        printf '%s\n' "$line" >&3
+        [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
+        percent=$((100 * BASH_REMATCH[1] / BASH_REMATCH[2]))
+        if [ -n "$rewrite" ] && [ "$percent" != "$shown" ]; then
+            printf '%s%s ... %d%%' "$rewrite" "$what" "$percent"
+            shown=$percent
+        elif [ -z "$rewrite" ] && [ "$SECONDS" -ge "$next" ]; then
+            [ "$lines" -gt 0 ] || printf '\n'
+            printf '    %d%% after %s\n' "$percent" "$(seconds_to_text $((SECONDS - begin)))"
+            lines=$((lines + 1)) next=$((SECONDS + 60))
+        fi
+    done 3>"$1"
+    if [ -n "$rewrite" ] || [ "$lines" -gt 0 ]; then printf '%s%s ... ' "$rewrite" "$what"; fi
+}
+
+# quietly LOG WHAT HINT command...: runs a command whose output matters only when it fails. Shows WHAT, how far it is and how long
+# it took; on failure the first error of the output, or its end, and HINT.
 quietly() {
     local log=$logs/$1.log what=$2 hint=$3 begin=$SECONDS
     shift 3
     mkdir -p "$logs"
     printf '%s ... ' "$what"
-    if "$@" >"$log" 2>&1 </dev/null; then
+    if "$@" 2>&1 </dev/null | follow "$log" "$what"; then
         say "done ($(seconds_to_text $((SECONDS - begin))))"
         return 0
     fi
@@ -69,15 +92,14 @@ only_what_matters() {
     local begins='^ *Start +[0-9]+: '
     local passes='^ *([0-9]+/[0-9]+) +Test +#[0-9]+: .* Passed +[0-9.]+ sec'
     local chatter='^(Test project|Label Time Summary:$|[^ ]+ += +[0-9.]+ sec\*proc)'
-    local line blank=0 clear=
-    [ ! -t 1 ] || clear=$'\r\033[K'
+    local line blank=0
     while IFS= read -r line; do
         if [[ $line =~ $passes ]]; then
-            [ -z "$clear" ] || printf '%s%s tests' "$clear" "${BASH_REMATCH[1]}"
+            [ -z "$rewrite" ] || printf '%s%s tests' "$rewrite" "${BASH_REMATCH[1]}"
         elif [[ -z $line ]]; then
             blank=1
         elif [[ ! $line =~ $begins && ! $line =~ $chatter ]]; then
-            printf '%s' "$clear"
+            printf '%s' "$rewrite"
             [ "$blank" -eq 0 ] || printf '\n'
             blank=0
             printf '%s\n' "$line"
@@ -104,5 +126,5 @@ test_preset() {
     fail "tests failed (preset $preset)" \
         "What they printed stands above and in $logs/$preset-test.log" \
         "One test again, with all its output: ctest --preset $preset -V -R 'Family.Name'" \
-        "All that failed again: ctest --preset $preset --rerun-failed --output-on-failure"
+        "All that failed again: ${KINLOOM_TEST_PROGRAMS:+KINLOOM_TEST_PROGRAMS=1 }ctest --preset $preset --rerun-failed --output-on-failure"
 }

@@ -22,7 +22,8 @@ kinloom_test(reply_tests
     replies/ValuesTest.cpp
     replies/WalkTest.cpp
   LIBS plugin_test_support reply_support
-  TIMEOUT 600)
+  TIMEOUT 600
+  LONG)
 target_compile_definitions(reply_tests PRIVATE GOLDEN_DIR="${PROJECT_SOURCE_DIR}/tests/golden")
 
 # A program of its own, since it replaces the allocator.
