@@ -22,7 +22,7 @@ add_library(fuzz_targets STATIC
   "${CMAKE_CURRENT_LIST_DIR}/Texts.cpp"
   "${PROJECT_SOURCE_DIR}/cli/core/Encode.cpp"
   "${PROJECT_SOURCE_DIR}/cli/core/Errors.cpp"
-  "${PROJECT_SOURCE_DIR}/cli/core/FileName.cpp"
+  "${PROJECT_SOURCE_DIR}/cli/files/FileName.cpp"
   "${PROJECT_SOURCE_DIR}/cli/core/Text.cpp"
   "${PROJECT_SOURCE_DIR}/cli/plugin/Route.cpp"
   "${PROJECT_SOURCE_DIR}/host/http/Url.cpp")

@@ -4,8 +4,8 @@
 #include "Targets.h"
 #include "core/Encode.h"
 #include "core/Errors.h"
-#include "core/FileName.h"
 #include "core/Text.h"
+#include "files/FileName.h"
 #include "whost/FakeClient.h"
 
 #include <ostream>

@@ -39,13 +39,16 @@ Exit remove(Context& context, const ContentOptions& options)
     return Exit::OK;
 }
 
+/// The address of a content's first thumbnail; empty when it has none.
+std::string firstThumbnailOf(const W::WContent& content)
+{
+    return content.getThumbnails().empty() ? std::string() : content.getThumbnails().front().getResourceURL();
+}
+
 Exit mime(Context& context, const MimeOptions& options)
 {
     const W::WContent content = context.operations().viewContent(options.uid);
-    const bool noThumbnail = options.thumbnail && content.getThumbnails().empty();
-    const std::string url = options.thumbnail && !noThumbnail ? content.getThumbnails().front().getResourceURL()
-                            : noThumbnail                     ? std::string()
-                                                              : content.getResourceURL();
+    const std::string url = options.thumbnail ? firstThumbnailOf(content) : content.getResourceURL();
     if (url.empty())
         throw Failure(Exit::FAILED, "content " + options.uid + " has no usable address");
     const std::string type = context.operations().mimeType(url);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "commands/Command.h"
+#include "commands/Context.h"
 #include "commands/Options.h"
 #include "plugin/Route.h"
 

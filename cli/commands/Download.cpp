@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Downloads.
-#include "commands/Downloads.h"
-#include "core/FileName.h"
+#include "commands/Download.h"
 #include "core/Text.h"
+#include "files/FileName.h"
 #include "output/Progress.h"
 
 namespace kinloom {

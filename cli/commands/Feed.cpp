@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Feeds.
-#include "commands/Feeds.h"
+#include "commands/Feed.h"
 #include "commands/Words.h"
 #include "core/Text.h"
 #include "output/Records.h"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Mirrors of groups.
-#include "commands/Downloads.h"
-#include "commands/Feeds.h"
-#include "core/FileName.h"
-#include "core/SaveState.h"
+#include "commands/Download.h"
+#include "commands/Feed.h"
 #include "core/Text.h"
+#include "files/FileName.h"
+#include "files/SaveState.h"
 
 #include <filesystem>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Pictures in the terminal.
-#include "commands/Downloads.h"
+#include "commands/Download.h"
 #include "commands/Words.h"
 #include "output/Picture.h"
 

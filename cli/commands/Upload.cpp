@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Uploads.
 #include "commands/Command.h"
-#include "core/LocalFile.h"
-#include "core/Mime.h"
 #include "core/Text.h"
+#include "files/LocalFile.h"
+#include "files/Mime.h"
 #include "output/Progress.h"
 
 #include <optional>

@@ -4,7 +4,7 @@
 #define KINLOOM_CORE_INTERRUPT_H
 
 #include "core/Bell.h"
-#include "core/LocalFile.h"
+#include "core/Descriptor.h"
 
 #include <atomic>
 #include <thread>

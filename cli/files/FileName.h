@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file Names for downloaded files.
-#ifndef KINLOOM_CORE_FILENAME_H
-#define KINLOOM_CORE_FILENAME_H
+#ifndef KINLOOM_FILES_FILENAME_H
+#define KINLOOM_FILES_FILENAME_H
 
 #include <string>
 #include <string_view>

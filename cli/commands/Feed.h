@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file Walking a feed.
-#ifndef KINLOOM_COMMANDS_FEEDS_H
-#define KINLOOM_COMMANDS_FEEDS_H
+#ifndef KINLOOM_COMMANDS_FEED_H
+#define KINLOOM_COMMANDS_FEED_H
 
 #include "commands/Command.h"
 #include "core/Paging.h"

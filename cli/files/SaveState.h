@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 /// \file What a folder that mirrors a group already holds.
-#ifndef KINLOOM_CORE_SAVESTATE_H
-#define KINLOOM_CORE_SAVESTATE_H
+#ifndef KINLOOM_FILES_SAVESTATE_H
+#define KINLOOM_FILES_SAVESTATE_H
 
-#include "core/LocalFile.h"
+#include "files/LocalFile.h"
 
 #include <cstdint>
 #include <map>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "core/LocalFile.h"
+#include "files/LocalFile.h"
 
 #include "core/Errors.h"
-#include "core/Mime.h"
+#include "files/Mime.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -65,18 +65,6 @@ int moveToFreeName(int fromFolder, const char* from, int toFolder, const char* t
 }
 
 } // namespace
-
-Descriptor::~Descriptor()
-{
-    if (m_fd >= 0)
-        close(m_fd);
-}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept
-{
-    std::swap(m_fd, other.m_fd);
-    return *this;
-}
 
 SourceFile inspectSource(const std::string& path)
 {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 /// \file What commands that download have in common.
-#ifndef KINLOOM_COMMANDS_DOWNLOADS_H
-#define KINLOOM_COMMANDS_DOWNLOADS_H
+#ifndef KINLOOM_COMMANDS_DOWNLOAD_H
+#define KINLOOM_COMMANDS_DOWNLOAD_H
 
 #include "commands/Command.h"
-#include "core/LocalFile.h"
+#include "files/LocalFile.h"
 
 namespace kinloom {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file What kind of file a file is.
-#ifndef KINLOOM_CORE_MIME_H
-#define KINLOOM_CORE_MIME_H
+#ifndef KINLOOM_FILES_MIME_H
+#define KINLOOM_FILES_MIME_H
 
 #include "W/WKinloomOAI.h"
 

@@ -1,30 +1,15 @@
 // SPDX-License-Identifier: MIT
 /// \file Files of this computer: those that are sent, and those that downloads become.
-#ifndef KINLOOM_CORE_LOCALFILE_H
-#define KINLOOM_CORE_LOCALFILE_H
+#ifndef KINLOOM_FILES_LOCALFILE_H
+#define KINLOOM_FILES_LOCALFILE_H
+
+#include "core/Descriptor.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
 namespace kinloom {
-
-/// Closes a file descriptor at the end of its scope.
-class Descriptor {
-public:
-    explicit Descriptor(int fd = -1) : m_fd(fd) {}
-    ~Descriptor();
-    Descriptor(Descriptor&& other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return m_fd; }
-    explicit operator bool() const { return m_fd >= 0; }
-
-private:
-    int m_fd;
-};
 
 /// What must be known of a file before it is sent.
 struct SourceFile {
