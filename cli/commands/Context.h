@@ -5,10 +5,11 @@
 
 #include "core/Errors.h"
 #include "core/Interrupt.h"
+#include "kinloom/Lane.h"
 #include "output/Output.h"
-#include "plugin/Operations.h"
 #include "whost/ConfigFile.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,10 +28,13 @@ struct GlobalOptions {
     bool tables = false;
 };
 
+/// The connect-to line that leads to a service. \throw Failure (usage) when the text is no address of one.
+std::string wayTo(const std::string& address);
+
 /// What a command works with.
 class Context {
 public:
-    Context(const GlobalOptions& options, Output& output, Bell& bell, const Interrupt& interrupt);
+    Context(const GlobalOptions& options, Output& output, const Interrupt& interrupt);
 
     const GlobalOptions& options;
     Output& output;
@@ -38,11 +42,20 @@ public:
 
     /// The configuration file as it was found. \throw Failure when it cannot be read.
     W::ConfigFile& config();
-    /// The loaded plugin with the host's configuration in force, not signed in. \throw Failure (not signed in) when an option that
-    /// the plugin needs is missing.
-    Session& session();
-    /// The operations, signed in. Signs in at the first call.
-    Operations& operations();
+    /// The lane that the calls of this program go through, with the host's configuration in force. \throw Failure (not signed in)
+    /// when an option that the plugin needs is missing.
+    Lane& lane();
+    /// Registers this device, and sees whether the service accepts it now. \throw Failure (not signed in).
+    void registerDevice();
+    /// Signs in, at the first call. \throw Failure (not signed in) when the service does not accept this device.
+    void signIn();
+    /// Makes a call, signed in. \throw Failure; Interrupted.
+    template <class Order>
+    typename Order::Result call(Order order, std::function<void(double done, double total)> progress = nullptr)
+    {
+        signIn();
+        return make(std::move(order), std::move(progress));
+    }
 
     /// Writes a result: the document with --json, else what \p show writes.
     template <class Show> void result(const Json& document, Show show)
@@ -56,10 +69,22 @@ public:
     void say(const Json& document, const std::string& sentence);
 
 private:
-    Bell& m_bell;
+    template <class Order>
+    typename Order::Result make(Order order, std::function<void(double done, double total)> progress = nullptr)
+    {
+        CallOptions callOptions;
+        callOptions.interruption = interrupt.interruption();
+        callOptions.progress = std::move(progress);
+        auto outcome = lane().call(std::move(order), callOptions);
+        if (!outcome)
+            throwFailure(outcome.failure(), interrupt.exitCode());
+        return std::move(outcome).value();
+    }
+    template <class Order> void makeAccountCall();
+
     std::optional<W::ConfigFile> m_config;
-    std::unique_ptr<Session> m_session;
-    std::optional<Operations> m_operations;
+    std::unique_ptr<Lane> m_lane;
+    bool m_signedIn = false;
 };
 
 } // namespace kinloom

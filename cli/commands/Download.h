@@ -9,7 +9,7 @@
 namespace kinloom {
 
 /// Downloads a URL into a staging folder, and shows how far it is. \param name of the file to come, for people.
-void fetch(Operations& operations, const std::string& url, const Staging& staging, const std::string& name);
+void fetch(Context& context, const std::string& url, const Staging& staging, const std::string& name);
 
 } // namespace kinloom
 

@@ -15,7 +15,7 @@ inline constexpr const char* FEED_END = "0";
 
 /// Reads a feed from the query's marker to its end, query.count contents at a time, each content once.
 /// \param visit is given each content; false ends the walk.
-void forEachContent(Operations& operations, FeedQuery query, const std::function<bool(const W::WContent&)>& visit);
+void forEachContent(Context& context, ReadFeed query, const std::function<bool(const W::WContent&)>& visit);
 
 } // namespace kinloom
 

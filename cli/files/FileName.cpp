@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "files/FileName.h"
 
-#include "core/Encode.h"
 #include "core/Errors.h"
 #include "core/Text.h"
+#include "kinloom/Encode.h"
 
 #include <algorithm>
 #include <utility>
