@@ -166,7 +166,7 @@ TEST(Fields, HoldEverySetterOfEveryRecord)
 template <class Record> class RecordCrosses : public testing::Test {
 };
 using Records = testing::Types<W::WMediaResource, W::WPerson, W::WGroup, W::WComment, W::WMessage, W::WEvent, W::WContent>;
-TYPED_TEST_SUITE(RecordCrosses, Records);
+TYPED_TEST_SUITE(RecordCrosses, Records, );
 
 TYPED_TEST(RecordCrosses, WithEveryFieldFilled)
 {
