@@ -28,6 +28,7 @@ struct Running {
     std::shared_ptr<Fetch> fetch;
     std::optional<Clock::time_point> deadline;
     bool tooLarge = false;
+    bool over = false; ///< the watcher's: the call has ended
 
     void settle();
     CallResult result();
@@ -95,9 +96,11 @@ void Media::Impl::watch()
             if (end)
                 one->state->want(CallState::Wish::CANCEL);
             look(*one);
+            // Asked without the lock: a call that is cancelled wakes this thread under the call's own.
+            one->over = one->state->ended();
         }
         lock.lock();
-        const auto over = [](const std::shared_ptr<Running>& one) { return one->state->ended(); };
+        const auto over = [](const std::shared_ptr<Running>& one) { return one->over; };
         running.erase(std::remove_if(running.begin(), running.end(), over), running.end());
         if (end && running.empty())
             return;
