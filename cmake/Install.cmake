@@ -19,7 +19,9 @@ install(FILES "${PROJECT_BINARY_DIR}/KinloomConfig.cmake" "${PROJECT_BINARY_DIR}
 # The file finds its prefix from where it lies, so that an installed tree may be moved as a whole.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig"
   OUTPUT_VARIABLE KINLOOM_PREFIX_FROM_PKGCONFIG)
-configure_file("${CMAKE_CURRENT_LIST_DIR}/kinloom-host.pc.in" "${PROJECT_BINARY_DIR}/kinloom-host.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/kinloom-host.pc" DESTINATION "${KINLOOM_PKGCONFIG_DIR}")
+foreach(package kinloom-host kinloom-client)
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/${package}.pc.in" "${PROJECT_BINARY_DIR}/${package}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${package}.pc" DESTINATION "${KINLOOM_PKGCONFIG_DIR}")
+endforeach()
 
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Addresses: of what the host's client fetches, and of the service.
 #include "Targets.h"
-#include "core/Errors.h"
-#include "core/Text.h"
 #include "http/Url.h"
-#include "plugin/Route.h"
+#include "kinloom/Failure.h"
+#include "kinloom/Route.h"
 #include "whost/ConfigFile.h"
 
 #include <algorithm>
@@ -61,9 +60,10 @@ void serviceUrl(std::string_view input)
         W::ConfigFile file("kinloom/host.toml");
         file.setClientOption("connect_to", kinloom::routeTo(text));
         require(kinloom::addressOf(file.httpOptions()) == read.text(), "the way leads to the address");
-    } catch (const kinloom::Failure& failure) {
-        require(failure.exitCode() == kinloom::Exit::USAGE, "an address is read or refused");
-        require(kinloom::neutralised(failure.what()) == failure.what(), "a refusal is one line without controls");
+    } catch (const kinloom::CallError& error) {
+        require(error.failure().kind == kinloom::FailureKind::INVALID, "an address is read or refused");
+        for (const char* c = error.what(); *c != '\0'; ++c)
+            require(static_cast<unsigned char>(*c) >= 0x20 && *c != 0x7F, "a refusal is one line without controls");
     }
 }
 

@@ -24,16 +24,18 @@ add_library(fuzz_targets STATIC
   "${CMAKE_CURRENT_LIST_DIR}/Plugin.cpp"
   "${CMAKE_CURRENT_LIST_DIR}/Replies.cpp"
   "${CMAKE_CURRENT_LIST_DIR}/Texts.cpp"
-  "${PROJECT_SOURCE_DIR}/cli/core/Encode.cpp"
   "${PROJECT_SOURCE_DIR}/cli/core/Errors.cpp"
-  "${PROJECT_SOURCE_DIR}/cli/core/FileName.cpp"
+  "${PROJECT_SOURCE_DIR}/cli/files/FileName.cpp"
   "${PROJECT_SOURCE_DIR}/cli/core/Text.cpp"
-  "${PROJECT_SOURCE_DIR}/cli/plugin/Route.cpp"
+  "${PROJECT_SOURCE_DIR}/client/Encode.cpp"
+  "${PROJECT_SOURCE_DIR}/client/Failure.cpp"
+  "${PROJECT_SOURCE_DIR}/client/Route.cpp"
   "${PROJECT_SOURCE_DIR}/host/http/Url.cpp")
 kinloom_target(fuzz_targets)
 target_compile_definitions(fuzz_targets PRIVATE KINLOOM_ENDPOINT="${KINLOOM_ENDPOINT}")
 target_include_directories(fuzz_targets
-  PUBLIC "${CMAKE_CURRENT_LIST_DIR}" "${fuzz_table}" PRIVATE "${PROJECT_SOURCE_DIR}/cli" "${PROJECT_SOURCE_DIR}/host")
+  PUBLIC "${CMAKE_CURRENT_LIST_DIR}" "${fuzz_table}"
+  PRIVATE "${PROJECT_SOURCE_DIR}/cli" "${PROJECT_SOURCE_DIR}/client" "${PROJECT_SOURCE_DIR}/host")
 
 # Apart from the others: the service shares no code with them, but names of headers.
 add_library(fuzz_service_targets STATIC

@@ -2,10 +2,10 @@
 // Short texts: plain errors, dates, the names of files, and what a terminal shows.
 #include "Plugin.h"
 #include "Targets.h"
-#include "core/Encode.h"
 #include "core/Errors.h"
-#include "core/FileName.h"
 #include "core/Text.h"
+#include "files/FileName.h"
+#include "kinloom/Encode.h"
 #include "whost/FakeClient.h"
 
 #include <ostream>

@@ -10,19 +10,17 @@ struct NoOptions {};
 
 Exit registerDevice(Context& context, const NoOptions&)
 {
-    context.session().registerDevice();
-    // The plugin reports a registration that the service has refused like one that it has accepted; a sign-in tells.
-    context.session().signIn();
-    context.say({{"registered", true}, {"service", context.session().address()}},
-                "This device is registered with the service at " + context.session().address() + ".");
+    context.registerDevice();
+    context.say({{"registered", true}, {"service", context.lane().address()}},
+                "This device is registered with the service at " + context.lane().address() + ".");
     return Exit::OK;
 }
 
 Exit login(Context& context, const NoOptions&)
 {
-    context.operations();
-    context.say({{"signed_in", true}, {"service", context.session().address()}},
-                "Signed in to the service at " + context.session().address() + ".");
+    context.signIn();
+    context.say({{"signed_in", true}, {"service", context.lane().address()}},
+                "Signed in to the service at " + context.lane().address() + ".");
     return Exit::OK;
 }
 

@@ -83,9 +83,8 @@ int runGuarded(Output& output, const std::vector<std::string>& arguments)
         output.setColour(false);
     if (request->options.tables)
         output.setTables();
-    Bell bell;
-    const Interrupt interrupt(bell);
-    Context context(request->options, output, bell, interrupt);
+    const Interrupt interrupt;
+    Context context(request->options, output, interrupt);
     return static_cast<int>(request->action(context));
 }
 

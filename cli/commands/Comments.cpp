@@ -32,9 +32,8 @@ Exit add(Context& context, const AddOptions& options)
 {
     if (options.text.empty())
         throw Failure(Exit::USAGE, "a comment needs a text");
-    Operations& operations = context.operations();
-    operations.createComment(options.content, options.text);
-    const W::WContent content = operations.viewContent(options.content);
+    context.call(CreateComment{options.content, options.text});
+    const W::WContent content = context.call(ViewContent{options.content});
     const W::WComment* const comment = newest(content.getComments(), options.text);
     const std::string uid = comment == nullptr ? "" : comment->getUID();
     Json document = {{"content", options.content}, {"text", options.text}, {"id", uid.empty() ? Json(nullptr) : Json(uid)}};
@@ -45,14 +44,14 @@ Exit add(Context& context, const AddOptions& options)
 
 Exit show(Context& context, const CommentOptions& options)
 {
-    const W::WComment comment = context.operations().viewComment(options.uid);
+    const W::WComment comment = context.call(ViewComment{options.uid});
     context.result(toJson(comment), [&] { commentSheet(comment).print(context.output); });
     return Exit::OK;
 }
 
 Exit remove(Context& context, const CommentOptions& options)
 {
-    context.operations().deleteComment(options.uid);
+    context.call(DeleteComment{options.uid});
     context.say({{"deleted", options.uid}}, "Deleted comment " + neutralised(options.uid) + ".");
     return Exit::OK;
 }

@@ -3,8 +3,8 @@
 #include "commands/Command.h"
 #include "commands/Options.h"
 #include "core/Text.h"
+#include "kinloom/Route.h"
 #include "output/Table.h"
-#include "plugin/Route.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -95,7 +95,7 @@ void setOption(W::ConfigFile& file, const std::string& key, const std::string& v
     if (isProviderKey(key))
         file.setOption(PROVIDER_NAME, key, value);
     else if (key == SERVICE)
-        file.setClientOption("connect_to", routeTo(value));
+        file.setClientOption("connect_to", wayTo(value));
     else if (findClientOption(key) != nullptr)
         file.setClientOption(key, value);
     else

@@ -20,7 +20,7 @@ struct MimeOptions {
 
 Exit show(Context& context, const ContentOptions& options)
 {
-    const W::WContent content = context.operations().viewContent(options.uid);
+    const W::WContent content = context.call(ViewContent{options.uid});
     context.result(toJson(content), [&] {
         contentSheet(content).print(context.output);
         const Table comments = commentTable(content.getComments());
@@ -34,21 +34,24 @@ Exit show(Context& context, const ContentOptions& options)
 
 Exit remove(Context& context, const ContentOptions& options)
 {
-    context.operations().deleteContent(options.uid);
+    context.call(DeleteContent{options.uid});
     context.say({{"deleted", options.uid}}, "Deleted content " + neutralised(options.uid) + ".");
     return Exit::OK;
 }
 
+/// The address of a content's first thumbnail; empty when it has none.
+std::string firstThumbnailOf(const W::WContent& content)
+{
+    return content.getThumbnails().empty() ? std::string() : content.getThumbnails().front().getResourceURL();
+}
+
 Exit mime(Context& context, const MimeOptions& options)
 {
-    const W::WContent content = context.operations().viewContent(options.uid);
-    const bool noThumbnail = options.thumbnail && content.getThumbnails().empty();
-    const std::string url = options.thumbnail && !noThumbnail ? content.getThumbnails().front().getResourceURL()
-                            : noThumbnail                     ? std::string()
-                                                              : content.getResourceURL();
+    const W::WContent content = context.call(ViewContent{options.uid});
+    const std::string url = options.thumbnail ? firstThumbnailOf(content) : content.getResourceURL();
     if (url.empty())
         throw Failure(Exit::FAILED, "content " + options.uid + " has no usable address");
-    const std::string type = context.operations().mimeType(url);
+    const std::string type = context.call(AskMimeType{url});
     if (type.empty())
         throw Failure(Exit::FAILED, "the service names no type for content " + options.uid);
     context.say({{"id", options.uid}, {"mime_type", type}}, neutralised(type));

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "commands/Command.h"
+#include "commands/Context.h"
 #include "commands/Options.h"
-#include "plugin/Route.h"
+#include "core/Text.h"
+#include "kinloom/Route.h"
 
 #include "W/WConfigManager.h"
 
@@ -13,16 +14,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// What a reply may take beyond the waits for connection and first byte before it is given up.
-constexpr milliseconds SLACK{5'000};
-
 /// The client's options with what the command line says put over them.
 W::HttpOptions clientOptions(const GlobalOptions& options)
 {
     W::HttpOptions client = W::httpOptions();
     client.userAgent = "kinloom/" KINLOOM_VERSION;
     if (!options.service.empty())
-        client.connectTo = {routeTo(options.service)};
+        client.connectTo = {wayTo(options.service)};
     if (options.timeout) {
         const auto limit = static_cast<long>(*options.timeout * 1000);
         client.connectTimeoutMs = limit;
@@ -33,11 +31,7 @@ W::HttpOptions clientOptions(const GlobalOptions& options)
 
 milliseconds patienceOf(const GlobalOptions& options, const W::HttpOptions& client)
 {
-    if (options.timeout)
-        return milliseconds(static_cast<long>(*options.timeout * 1000));
-    // A stall time of 0 waits for ever; so does this then, for all that a person will notice.
-    const long stall = client.stallTimeoutMs > 0 ? client.stallTimeoutMs : milliseconds(std::chrono::hours(24)).count();
-    return milliseconds(client.connectTimeoutMs + stall) + SLACK;
+    return options.timeout ? milliseconds(static_cast<long>(*options.timeout * 1000)) : patienceFor(client);
 }
 
 void requireOptions(const W::WContentProvider& provider, const std::string& path)
@@ -52,8 +46,17 @@ void requireOptions(const W::WContentProvider& provider, const std::string& path
 
 } // namespace
 
-Context::Context(const GlobalOptions& globalOptions, Output& out, Bell& bell, const Interrupt& interruption)
-    : options(globalOptions), output(out), interrupt(interruption), m_bell(bell)
+std::string wayTo(const std::string& address)
+{
+    try {
+        return routeTo(address);
+    } catch (const CallError& error) {
+        throw Failure(Exit::USAGE, neutralised(error.failure().detail));
+    }
+}
+
+Context::Context(const GlobalOptions& globalOptions, Output& out, const Interrupt& interruption)
+    : options(globalOptions), output(out), interrupt(interruption)
 {
 }
 
@@ -72,33 +75,54 @@ W::ConfigFile& Context::config()
     return m_config.emplace(std::move(file));
 }
 
-Session& Context::session()
+Lane& Context::lane()
 {
-    if (m_session)
-        return *m_session;
+    if (m_lane)
+        return *m_lane;
     config().apply();
-    const W::HttpOptions client = clientOptions(options);
-    W::setHttpOptions(client);
+    Settings settings;
+    settings.client = clientOptions(options);
+    W::setHttpOptions(settings.client);
     const W::WContentProvider provider(PROVIDER_NAME, W::WContentProvider::SERVICE_KINLOOM);
     requireOptions(provider, config().path());
+    for (const char* key : PROVIDER_KEYS)
+        settings.options[key] = W::WConfigManager::getInstance()->getCPOption(provider, key).toString();
     output.divertLog(options.verbose);
-    Session::Settings settings;
     settings.plugin = pluginPath(options.plugin);
-    settings.address = addressOf(client);
-    settings.patience = patienceOf(options, client);
+    settings.patience = patienceOf(options, settings.client);
+    settings.signInAgain = false; // a command that is not accepted any more ends
     if (options.verbose)
-        Output::note("the service is at " + settings.address + ", the plugin is " + settings.plugin);
-    m_session = std::make_unique<Session>(settings, m_bell, interrupt);
-    return *m_session;
+        Output::note("the service is at " + addressOf(settings.client) + ", the plugin is " + settings.plugin);
+    m_lane = std::make_unique<Lane>(std::move(settings));
+    return *m_lane;
 }
 
-Operations& Context::operations()
+/// Whatever the service has against an account request, it is this device that it does not accept.
+template <class Order> void Context::makeAccountCall()
 {
-    if (!m_operations) {
-        session().signIn();
-        m_operations.emplace(session());
+    try {
+        make(Order());
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const Failure& failure) {
+        if (failure.exitCode() != Exit::FAILED)
+            throw;
+        throw Failure(Exit::NOT_SIGNED_IN, failure.what(), failure.status());
     }
-    return *m_operations;
+}
+
+void Context::registerDevice()
+{
+    makeAccountCall<RegisterDevice>();
+    // The plugin reports a registration that the service has refused like one that it has accepted; a sign-in tells.
+    signIn();
+}
+
+void Context::signIn()
+{
+    if (!m_signedIn)
+        makeAccountCall<SignIn>();
+    m_signedIn = true;
 }
 
 void Context::say(const Json& document, const std::string& sentence)

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Downloads.
-#include "commands/Downloads.h"
-#include "core/FileName.h"
+#include "commands/Download.h"
 #include "core/Text.h"
+#include "files/FileName.h"
 #include "output/Progress.h"
 
 namespace kinloom {
@@ -28,9 +28,9 @@ Exit download(Context& context, const DownloadOptions& options)
     if (!options.force && folder.has(name))
         throw taken();
 
-    Operations& operations = context.operations();
+    context.signIn();
     Staging staging(folder);
-    fetch(operations, options.url, staging, name);
+    fetch(context, options.url, staging, name);
     if (!staging.publish(name, options.force))
         throw taken();
     const std::uint64_t size = folder.sizeOf(name).value_or(0);
@@ -41,11 +41,11 @@ Exit download(Context& context, const DownloadOptions& options)
 
 } // namespace
 
-void fetch(Operations& operations, const std::string& url, const Staging& staging, const std::string& name)
+void fetch(Context& context, const std::string& url, const Staging& staging, const std::string& name)
 {
     Progress progress(name);
-    operations.download({url, staging.folder(), Staging::FILE_NAME, name},
-                        [&](double done, double total) { progress.update(done, total); });
+    context.call(DownloadFile{url, staging.folder(), Staging::FILE_NAME, name},
+                 [&](double done, double total) { progress.update(done, total); });
 }
 
 void addDownloadCommands(CLI::App& app, Action& action)

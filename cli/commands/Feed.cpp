@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Feeds.
-#include "commands/Feeds.h"
+#include "commands/Feed.h"
 #include "commands/Words.h"
 #include "core/Text.h"
 #include "output/Records.h"
@@ -10,20 +10,20 @@ namespace kinloom {
 namespace {
 
 struct FeedOptions {
-    FeedQuery query;
+    ReadFeed query;
     bool all = false;
 };
 
-bool isForward(const FeedQuery& query) { return !query.after.empty(); }
+bool isForward(const ReadFeed& query) { return !query.after.empty(); }
 
-std::string& markerOf(FeedQuery& query) { return isForward(query) ? query.after : query.before; }
+std::string& markerOf(ReadFeed& query) { return isForward(query) ? query.after : query.before; }
 
-Records<W::WContent> read(Operations& operations, const FeedOptions& options)
+Records<W::WContent> read(Context& context, const FeedOptions& options)
 {
     if (!options.all)
-        return onePage(operations.feed(options.query), options.query.count);
+        return onePage(context.call(options.query), options.query.count);
     Records<W::WContent> all;
-    forEachContent(operations, options.query, [&](const W::WContent& content) {
+    forEachContent(context, options.query, [&](const W::WContent& content) {
         all.records.push_back(content);
         return true;
     });
@@ -36,7 +36,7 @@ Exit feed(Context& context, const FeedOptions& given)
     // Without a marker a feed is read from its newest content on.
     if (options.query.before.empty() && options.query.after.empty())
         options.query.before = FEED_END;
-    const Records<W::WContent> contents = read(context.operations(), options);
+    const Records<W::WContent> contents = read(context, options);
     Json document = {{"group", options.query.group}, {"contents", Json::array()}, {"more", contents.more}};
     for (const W::WContent& content : contents.records)
         document["contents"].push_back(toJson(content));
@@ -56,13 +56,13 @@ Exit feed(Context& context, const FeedOptions& given)
 
 } // namespace
 
-void forEachContent(Operations& operations, FeedQuery query, const std::function<bool(const W::WContent&)>& visit)
+void forEachContent(Context& context, ReadFeed query, const std::function<bool(const W::WContent&)>& visit)
 {
     std::string& marker = markerOf(query);
     const auto fetch = [&](const std::string& from, unsigned int count) {
         marker = from;
         query.count = count;
-        return operations.feed(query);
+        return context.call(query);
     };
     forEachByMarker<W::WContent>(marker, query.count, fetch, visit);
 }

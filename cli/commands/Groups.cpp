@@ -11,7 +11,7 @@ namespace kinloom {
 namespace {
 
 struct ListOptions {
-    GroupQuery query;
+    ListGroups query;
     bool all = false;
 };
 struct CreateOptions {
@@ -22,23 +22,23 @@ struct DeleteOptions {
     std::string uid;
 };
 
-Records<W::WGroup> read(Operations& operations, const ListOptions& options)
+Records<W::WGroup> read(Context& context, const ListOptions& options)
 {
-    GroupQuery query = options.query;
+    ListGroups query = options.query;
     if (!options.all)
-        return onePage(operations.groups(query), query.count);
+        return onePage(context.call(query), query.count);
     Records<W::WGroup> all;
     all.records = allByIndex<W::WGroup>(query.index, query.count, [&](unsigned int index, unsigned int count) {
         query.index = index;
         query.count = count;
-        return operations.groups(query);
+        return context.call(query);
     });
     return all;
 }
 
 Exit list(Context& context, const ListOptions& options)
 {
-    const Records<W::WGroup> groups = read(context.operations(), options);
+    const Records<W::WGroup> groups = read(context, options);
     const unsigned int next = options.query.index + options.query.count;
     const Included included = includedBy(options.query.include);
     Json document = {{"groups", Json::array()}, {"more", groups.more}};
@@ -60,7 +60,7 @@ Exit create(Context& context, const CreateOptions& options)
 {
     if (options.name.empty())
         throw Failure(Exit::USAGE, "a group needs a name");
-    const W::WGroup group = context.operations().createGroup(options.name, options.description);
+    const W::WGroup group = context.call(CreateGroup{options.name, options.description});
     context.say({{"id", group.getUID()}, {"name", group.getName()}, {"description", group.getDescription()}},
                 "Created group " + neutralised(group.getUID()) + ": " + neutralised(group.getName()));
     return Exit::OK;
@@ -68,7 +68,7 @@ Exit create(Context& context, const CreateOptions& options)
 
 Exit remove(Context& context, const DeleteOptions& options)
 {
-    context.operations().deleteGroup(options.uid);
+    context.call(DeleteGroup{options.uid});
     context.say({{"deleted", options.uid}}, "Deleted group " + neutralised(options.uid) + ".");
     return Exit::OK;
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Mirrors of groups.
-#include "commands/Downloads.h"
-#include "commands/Feeds.h"
-#include "core/FileName.h"
-#include "core/SaveState.h"
+#include "commands/Download.h"
+#include "commands/Feed.h"
 #include "core/Text.h"
+#include "files/FileName.h"
+#include "files/SaveState.h"
 
 #include <filesystem>
 
@@ -41,14 +41,14 @@ public:
     }
 
     /// Sees to one content. What concerns all contents is thrown; what concerns this one is noted.
-    void take(Operations& operations, const W::WContent& content)
+    void take(const W::WContent& content)
     {
         if (isPresent(content)) {
             ++m_tally.present;
             return;
         }
         try {
-            const std::string name = save(operations, content);
+            const std::string name = save(content);
             ++m_tally.saved;
             m_tally.files.push_back({{"id", content.getUID()}, {"name", name}, {"ok", true}});
             if (!m_context.options.json)
@@ -90,14 +90,14 @@ private:
         throw fileFailure(m_folder.path(), "has no name left for " + wanted);
     }
 
-    std::string save(Operations& operations, const W::WContent& content)
+    std::string save(const W::WContent& content)
     {
         if (content.getResourceURL().empty())
             throw Failure(Exit::FAILED, "content " + content.getUID() + " has no usable address");
         const std::string wanted =
             nameFromUrl(content.getResourceURL(), "content-" + content.getUID() + extensionOf(content.getFormat()));
         Staging staging(m_folder);
-        fetch(operations, content.getResourceURL(), staging, wanted);
+        fetch(m_context, content.getResourceURL(), staging, wanted);
         const std::uint64_t size = requireWhole(content, staging);
         if (replaceTruncated(content, staging, size))
             return m_state.find(content.getUID())->name;
@@ -161,16 +161,16 @@ void print(Context& context, const SaveOptions& options, const Mirror& mirror)
 Exit save(Context& context, const SaveOptions& options)
 {
     Mirror mirror(context, options);
-    Operations& operations = context.operations();
-    FeedQuery query;
+    context.signIn();
+    ReadFeed query;
     query.group = options.group;
     // In the order of identifiers, what is shared meanwhile comes last.
     query.after = FEED_END;
     query.base = W::KL_BASE_CONTENT_ID;
     query.count = PAGE;
     try {
-        forEachContent(operations, query, [&](const W::WContent& content) {
-            mirror.take(operations, content);
+        forEachContent(context, query, [&](const W::WContent& content) {
+            mirror.take(content);
             return true;
         });
     } catch (const Failure&) {

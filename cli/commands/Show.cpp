@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Pictures in the terminal.
-#include "commands/Downloads.h"
+#include "commands/Download.h"
 #include "commands/Words.h"
 #include "output/Picture.h"
 
@@ -49,11 +49,11 @@ Source sourceOf(const W::WContent& content)
     return {"original", content.getResourceURL()};
 }
 
-Picture fetchPicture(Operations& operations, const Source& source)
+Picture fetchPicture(Context& context, const Source& source)
 {
     const TargetFolder temporary(std::filesystem::temp_directory_path().string());
     const Staging staging(temporary);
-    fetch(operations, source.url, staging, source.name);
+    fetch(context, source.url, staging, source.name);
     return readPicture(staging.file(), MOST_PIXELS);
 }
 
@@ -68,9 +68,8 @@ Json linesOf(const std::string& drawn)
 
 Exit show(Context& context, const ShowOptions& options)
 {
-    Operations& operations = context.operations();
-    const Source source = sourceOf(operations.viewContent(options.uid));
-    const Picture picture = fetchPicture(operations, source);
+    const Source source = sourceOf(context.call(ViewContent{options.uid}));
+    const Picture picture = fetchPicture(context, source);
 
     const Output::Size size = context.output.size();
     Frame frame;

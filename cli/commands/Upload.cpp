@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Uploads.
 #include "commands/Command.h"
-#include "core/LocalFile.h"
-#include "core/Mime.h"
 #include "core/Text.h"
+#include "files/LocalFile.h"
+#include "files/Mime.h"
 #include "output/Progress.h"
 
 #include <optional>
@@ -58,9 +58,8 @@ void send(Context& context, Item& item, const UploadOptions& options)
 {
     try {
         Progress progress(item.source->name);
-        const UploadOrder order{options.group, item.source->path, item.mimeType, options.description};
-        const W::WContent content =
-            context.operations().upload(order, [&](double done, double total) { progress.update(done, total); });
+        const UploadPhoto order{options.group, item.source->path, item.mimeType, options.description};
+        const W::WContent content = context.call(order, [&](double done, double total) { progress.update(done, total); });
         item.uid = content.getUID();
     } catch (const Interrupted&) {
         throw;
@@ -129,7 +128,7 @@ Exit upload(Context& context, const UploadOptions& options)
     try {
         for (Item& item : items) {
             if (item.source) {
-                context.operations(); // a sign-in that fails is no failure of this file: it ends the command
+                context.signIn(); // a sign-in that fails is no failure of this file: it ends the command
                 send(context, item, options);
             }
             report(context, item);

@@ -3,7 +3,7 @@
 #ifndef KINLOOM_CORE_ERRORS_H
 #define KINLOOM_CORE_ERRORS_H
 
-#include "W/WStatus.h"
+#include "kinloom/Failure.h"
 
 #include <stdexcept>
 #include <string>
@@ -54,11 +54,10 @@ public:
     OutputClosed() : Failure(Exit::LOCAL_FILE, "nobody reads the output") {}
 };
 
-/// What a status means to the person at the keyboard. "{address}" stands for the service's address.
+/// What a status means to the person at the keyboard.
 struct StatusMeaning {
     W::WSTATUS status;
     Exit exit;
-    std::string_view meaning;
     std::string_view advice;
 };
 
@@ -69,6 +68,10 @@ const StatusMeaning& meaningOf(W::WSTATUS status);
 /// \param attempt what was tried, such as "cannot list the groups".
 /// \param address of the service.
 Failure statusFailure(std::string_view attempt, W::WSTATUS status, std::string_view address);
+
+/// Throws what the failure of a call is to the person at the keyboard.
+/// \param interruptedExit the exit code of a call that was interrupted.
+[[noreturn]] void throwFailure(const CallFailure& failure, int interruptedExit = static_cast<int>(Exit::INTERRUPTED));
 
 /// A failure with a file of this computer. \param error an errno; 0 when there is none.
 Failure fileFailure(const std::string& path, const std::string& problem, int error = 0);

@@ -28,7 +28,7 @@ sigset_t signalsToWatch()
 
 } // namespace
 
-Interrupt::Interrupt(Bell& bell) : m_bell(bell)
+Interrupt::Interrupt()
 {
     const sigset_t set = signalsToWatch();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
@@ -65,7 +65,8 @@ void Interrupt::watch()
         const int number = static_cast<int>(signal.ssi_signo);
         if (m_signal != 0)
             _exit(128 + number);
-        m_bell.ring([&] { m_signal = number; });
+        m_signal = number;
+        m_interruption.ring();
     }
 }
 

@@ -3,7 +3,7 @@
 #ifndef KINLOOM_OUTPUT_OUTPUT_H
 #define KINLOOM_OUTPUT_OUTPUT_H
 
-#include "core/LocalFile.h"
+#include "core/Descriptor.h"
 #include "output/Json.h"
 
 #include <string>

@@ -6,6 +6,7 @@
 #include "W/WContentProvider.h"
 #include "W/WException.h"
 #include "W/WPlugin.h"
+#include "W/WStatus.h" // IWYU pragma: export
 
 #include <list>
 

@@ -27,6 +27,8 @@ public:
         return found == m_values.end() ? STRING() : found->second;
     }
     bool contains(const STRING& key) const { return m_values.count(key) != 0; }
+    /// All of them, for hosts that pass records on.
+    const std::map<STRING, STRING>& values() const { return m_values; }
     std::size_t size() const { return m_values.size(); }
     void clear() { m_values.clear(); }
 

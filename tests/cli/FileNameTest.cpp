@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "core/FileName.h"
+#include "files/FileName.h"
 #include "core/Errors.h"
 #include "core/Text.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "core/LocalFile.h"
+#include "files/LocalFile.h"
 #include "core/Errors.h"
 #include "support/OrdinaryUser.h"
 #include "support/TempDir.h"

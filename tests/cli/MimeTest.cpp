@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "core/Mime.h"
+#include "files/Mime.h"
 
 #include <gtest/gtest.h>
 

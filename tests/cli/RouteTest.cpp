@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "plugin/Route.h"
+#include "kinloom/Route.h"
 #include "commands/Options.h"
-#include "core/Errors.h"
+#include "kinloom/Failure.h"
 
 #include <gtest/gtest.h>
 
@@ -36,8 +36,8 @@ TEST(ServiceUrl, RefusesEverythingElse)
         try {
             ServiceUrl::parse(text);
             ADD_FAILURE() << "'" << text << "' was taken";
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.exitCode(), Exit::USAGE);
+        } catch (const CallError& error) {
+            EXPECT_EQ(error.failure().kind, FailureKind::INVALID);
         }
     }
 }
@@ -47,7 +47,7 @@ TEST(Route, LeadsEverythingToTheService) { EXPECT_EQ(routeTo(endpoint().scheme +
 TEST(Route, CannotChangeTheScheme)
 {
     const std::string other = endpoint().scheme == "http" ? "https" : "http";
-    EXPECT_THROW(routeTo(other + "://127.0.0.1:8750"), Failure);
+    EXPECT_THROW(routeTo(other + "://127.0.0.1:8750"), CallError);
 }
 
 TEST(Route, AddressIsTheEndpointWithoutALine) { EXPECT_EQ(addressOf(W::HttpOptions()), endpoint().text()); }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "core/SaveState.h"
+#include "files/SaveState.h"
 #include "core/Errors.h"
 #include "support/TempDir.h"
 

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+/// \file All of the library.
+#ifndef KINLOOM_CLIENT_H
+#define KINLOOM_CLIENT_H
+
+#include "kinloom/Call.h"
+#include "kinloom/Encode.h"
+#include "kinloom/Failure.h"
+#include "kinloom/Interruption.h"
+#include "kinloom/Lane.h"
+#include "kinloom/Lanes.h"
+#include "kinloom/Media.h"
+#include "kinloom/Operations.h"
+#include "kinloom/Route.h"
+#include "kinloom/Settings.h"
+
+#endif

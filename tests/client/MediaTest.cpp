@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+// Media beside the plugin's calls.
+#include "ClientFixture.h"
+
+using namespace test;
+using namespace kinloom;
+using testing::HasSubstr;
+
+namespace {
+
+class MediaTest : public ClientTest {
+protected:
+    MediaTest() : lane(settings())
+    {
+        const std::string group = createGroup(lane, "Summer");
+        url = lane.call(ViewContent{uploadPhoto(lane, group)}).value().getResourceURL();
+        picture = readFile(files.file("picture.gif"));
+    }
+
+    Lane lane;
+    std::string url;
+    std::string picture;
+    Media media;
+};
+
+TEST_F(MediaTest, GoToMemoryOrToAFile)
+{
+    const MediaReply reply = media.fetch({url, "", 1 << 20, ""}).outcome().value();
+    EXPECT_EQ(reply.body, picture);
+    EXPECT_EQ(reply.bytes, picture.size());
+    EXPECT_EQ(reply.contentType, "image/gif");
+    MediaOrder order;
+    order.url = url;
+    order.file = files.file("fetched.gif");
+    EXPECT_EQ(media.fetch(order).outcome().value().bytes, picture.size());
+    EXPECT_EQ(readFile(order.file), picture);
+}
+
+TEST_F(MediaTest, NoRefusedCallOfThePluginReachesThem)
+{
+    setFault("media:delay=300*4");
+    std::vector<Call<MediaReply>> fetches;
+    for (int i = 0; i < 4; ++i)
+        fetches.push_back(media.fetch({url, "", 1 << 20, ""}));
+    ASSERT_TRUE(reaches("media", 4));
+    EXPECT_FALSE(lane.call(ViewContent{"123456789"}).ok());
+    for (const auto& fetch : fetches)
+        EXPECT_EQ(fetch.outcome().value().body, picture);
+}
+
+TEST_F(MediaTest, CancelOfOneTouchesNoOther)
+{
+    setFault("media:stall-after=10*1\nmedia:delay=300*1");
+    auto first = media.fetch({url, "", 1 << 20, ""});
+    ASSERT_TRUE(comesTrue([&] { return first.progress().done >= 10; }));
+    auto second = media.fetch({url, "", 1 << 20, ""});
+    first.cancel();
+    EXPECT_EQ(kindOf(first.outcome()), FailureKind::CANCELLED);
+    EXPECT_EQ(second.outcome().value().body, picture);
+}
+
+TEST_F(MediaTest, EndWithAFailureThatSaysWhy)
+{
+    const auto gone = media.fetch({url + "x/y", "", 1 << 20, "the lake"}).outcome();
+    EXPECT_EQ(kindOf(gone), FailureKind::FAILED);
+    EXPECT_THAT(gone.failure().text(), HasSubstr("cannot fetch the lake: the service answers with HTTP 404"));
+
+    EXPECT_EQ(media.fetch({url, "", 10, ""}).outcome().failure().status, W::WSTATUS_LIMIT_EXCEEDED);
+    EXPECT_FALSE(media.fetch({"nonsense", "", 10, ""}).outcome().ok()) << "refused by the host at once";
+
+    setFault("media:cut-after=10*1");
+    const auto cut = media.fetch({url, files.file("cut.gif"), 0, ""}).outcome();
+    EXPECT_EQ(cut.failure().status, W::WSTATUS_CONNECTION_LOST);
+    EXPECT_FALSE(exists(files.file("cut.gif")));
+}
+
+TEST_F(MediaTest, HavePatienceAndAnInterruption)
+{
+    setFault("media:delay=60000*2");
+    CallOptions impatient;
+    impatient.patience = std::chrono::milliseconds(100);
+    EXPECT_EQ(kindOf(media.fetch({url, "", 1 << 20, ""}, impatient).outcome()), FailureKind::TIMED_OUT);
+
+    Interruption bell;
+    CallOptions options;
+    options.interruption = bell;
+    const auto fetch = media.fetch({url, "", 1 << 20, ""}, options);
+    ASSERT_TRUE(reaches("media", 2));
+    bell.ring();
+    EXPECT_EQ(kindOf(fetch.outcome()), FailureKind::INTERRUPTED);
+}
+
+TEST_F(MediaTest, EndWithTheirObject)
+{
+    setFault("media:delay=60000");
+    auto own = std::make_unique<Media>();
+    std::vector<Call<MediaReply>> fetches;
+    for (int i = 0; i < 3; ++i)
+        fetches.push_back(own->fetch({url, "", 1 << 20, ""}));
+    ASSERT_TRUE(reaches("media", 3));
+    own.reset();
+    for (const auto& fetch : fetches) {
+        ASSERT_TRUE(fetch.ended());
+        EXPECT_EQ(kindOf(fetch.outcome()), FailureKind::CANCELLED);
+    }
+}
+
+} // namespace
