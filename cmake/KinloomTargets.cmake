@@ -10,6 +10,8 @@ function(kinloom_target target)
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+  # ccache takes no precompiled header of clang's that holds the time at which it was made, nor what is compiled with it.
+  target_compile_options(${target} PRIVATE "$<$<CXX_COMPILER_ID:Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 endfunction()
 
 # Refuses to link a library that leaves a symbol open. Sanitizer builds are let off: what their symbols need comes with the program.
@@ -27,7 +29,9 @@ function(kinloom_test_target target)
   kinloom_target(${target})
   set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
   target_compile_options(${target} PRIVATE ${KINLOOM_TEST_FLAGS})
-  target_precompile_headers(${target} REUSE_FROM kinloom_test_headers)
+  if(NOT target STREQUAL kinloom_test_headers)
+    target_precompile_headers(${target} REUSE_FROM kinloom_test_headers)
+  endif()
 endfunction()
 
 # kinloom_test(NAME SOURCES file... LIBS target... [ENVIRONMENT var=value...] [TIMEOUT seconds] [LABELS label...] [LONG])
