@@ -10,9 +10,10 @@ function(kinloom_target target)
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
-  # Clang checks what a mutex guards where the code says so; see host/Mutex.h.
   if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-    target_compile_options(${target} PRIVATE -Wthread-safety)
+    # Clang checks what a mutex guards where the code says so; see host/Mutex.h and src/KLService/Lock.h. And ccache takes no
+    # precompiled header of clang's that holds the time at which it was made, nor what is compiled with it.
+    target_compile_options(${target} PRIVATE -Wthread-safety "SHELL:-Xclang -fno-pch-timestamp")
   endif()
 endfunction()
 
@@ -31,7 +32,9 @@ function(kinloom_test_target target)
   kinloom_target(${target})
   set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
   target_compile_options(${target} PRIVATE ${KINLOOM_TEST_FLAGS})
-  target_precompile_headers(${target} REUSE_FROM kinloom_test_headers)
+  if(NOT target STREQUAL kinloom_test_headers)
+    target_precompile_headers(${target} REUSE_FROM kinloom_test_headers)
+  endif()
 endfunction()
 
 # kinloom_test(NAME SOURCES file... LIBS target... [ENVIRONMENT var=value...] [TIMEOUT seconds] [LABELS label...] [LONG])

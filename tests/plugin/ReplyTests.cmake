@@ -33,4 +33,5 @@ kinloom_test(reply_memory_tests
     replies/Hostile.cpp
     replies/MemoryTest.cpp
   LIBS wkloai_static reply_support test_support whost_fake
-  TIMEOUT 600)
+  TIMEOUT 600
+  LONG)
