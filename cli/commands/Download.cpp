@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Downloads.
+#include "commands/Command.h"
 #include "commands/Download.h"
 #include "core/Text.h"
 #include "files/FileName.h"
