@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Feeds.
-#include "commands/Command.h"
 #include "commands/Feed.h"
+#include "commands/Command.h"
 #include "commands/Words.h"
 #include "core/Paging.h"
 #include "output/Records.h"
