@@ -2,6 +2,7 @@
 #include "host/Client.h"
 
 #include <arpa/inet.h>
+#include <atomic>
 #include <csignal>
 #include <curl/curl.h>
 #include <openssl/pem.h>
