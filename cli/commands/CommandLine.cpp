@@ -64,7 +64,7 @@ int report(Output& output, bool json, const Failure& failure)
                            {"status", failure.status()},
                            {"name", W::WSTATUS2STRING(static_cast<unsigned int>(failure.status()))}}}});
         } catch (const Failure&) {
-            // Said already, where somebody reads it.
+            // Standard output cannot be written to; the message has been written to standard error above.
         }
     }
     return static_cast<int>(failure.exitCode());
@@ -115,7 +115,7 @@ std::unique_ptr<Request> readCommandLine(const std::vector<std::string>& argumen
 
 int runProgram(const std::vector<std::string>& arguments)
 {
-    // A reader that goes away shows in the result of a write.
+    // Without the signal, a write to a pipe whose reader has gone fails, and the program ends by itself (OutputClosed).
     std::signal(SIGPIPE, SIG_IGN); // NOLINT(cert-err33-c)
     try {
         Output output;

@@ -162,7 +162,7 @@ Exit show(Context& context, const NoOptions&)
     return Exit::OK;
 }
 
-/// Text as a file that has no name and is gone with its descriptor: a token never lies about on a disk.
+/// Text in a file in memory, which ends with its descriptor. The text holds a token, which must not be left behind on a disk.
 class NamelessFile {
 public:
     explicit NamelessFile(const std::string& text) : m_file(memfd_create("configuration", MFD_CLOEXEC))

@@ -88,14 +88,14 @@ Lane& Context::lane()
     output.divertLog(options.verbose);
     settings.plugin = pluginPath(options.plugin);
     settings.patience = patienceOf(options, settings.client);
-    settings.signInAgain = false; // a command that is not accepted any more ends
+    settings.signInAgain = false; // when the service stops accepting the device, the command fails
     if (options.verbose)
         Output::note("the service is at " + addressOf(settings.client) + ", the plugin is " + settings.plugin);
     m_lane = std::make_unique<Lane>(std::move(settings));
     return *m_lane;
 }
 
-/// Whatever the service has against an account request, it is this device that it does not accept.
+/// Makes a call of the account. A refusal, whatever its status, means that the service does not accept this device.
 template <class Order> void Context::makeAccountCall()
 {
     try {
@@ -112,7 +112,7 @@ template <class Order> void Context::makeAccountCall()
 void Context::registerDevice()
 {
     makeAccountCall<RegisterDevice>();
-    // The plugin reports a registration that the service has refused like one that it has accepted; a sign-in tells.
+    // The plugin reports success even when the service has refused the registration; signing in shows which it was.
     signIn();
 }
 

@@ -24,7 +24,7 @@ Exit download(Context& context, const DownloadOptions& options)
     const std::string name = options.name.empty() ? nameFromUrl(options.url, "download") : options.name;
     const TargetFolder folder(options.folder);
     const std::string path = folder.path() + "/" + name;
-    // Told before anything is transferred; what appears meanwhile is seen when the file takes its name.
+    // Checked before anything is transferred, and again by publish, because a file may appear under the name meanwhile.
     const auto taken = [&] { return Failure(Exit::LOCAL_FILE, path + ": is there already. --force replaces it."); };
     if (!options.force && folder.has(name))
         throw taken();

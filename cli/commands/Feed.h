@@ -10,7 +10,7 @@
 
 namespace kinloom {
 
-/// The marker of a feed's end: before it lies everything, from the newest on; after it everything, from the oldest on.
+/// The marker for either end of a feed. Before it, a feed is read from the newest content on; after it, from the oldest on.
 inline constexpr const char* FEED_END = "0";
 
 /// Reads a feed from the query's marker to its end, query.count contents at a time, each content once.

@@ -41,7 +41,8 @@ public:
         Staging::sweep(m_folder);
     }
 
-    /// Sees to one content. What concerns all contents is thrown; what concerns this one is noted.
+    /// Saves one content unless it is there already. A failure of this content alone is recorded; one that the next contents would
+    /// meet too is thrown.
     void take(const W::WContent& content)
     {
         if (isPresent(content)) {
@@ -102,7 +103,7 @@ private:
         const std::uint64_t size = requireWhole(content, staging);
         if (replaceTruncated(content, staging, size))
             return m_state.find(content.getUID())->name;
-        // Whatever appears under the name meanwhile stays, and the next number is tried.
+        // A file that has appeared under the name meanwhile is not replaced; the next number is tried instead.
         while (true) {
             const std::string name = freeName(wanted, content.getUID());
             m_state.note(content.getUID(), {name, size});
@@ -122,8 +123,8 @@ private:
         return size;
     }
 
-    /// A file of an earlier run that has lost its end is made whole where it is. One that was changed otherwise is not this
-    /// program's to replace.
+    /// Replaces a file of an earlier run that holds only the beginning of the content. A file that was changed in any other way is
+    /// left alone. \return whether the file was replaced.
     bool replaceTruncated(const W::WContent& content, Staging& staging, std::uint64_t size)
     {
         const SaveState::Entry* const entry = m_state.find(content.getUID());
@@ -165,7 +166,7 @@ Exit save(Context& context, const SaveOptions& options)
     context.signIn();
     ReadFeed query;
     query.group = options.group;
-    // In the order of identifiers, what is shared meanwhile comes last.
+    // The oldest identifier first: contents that are shared while this runs come last, so the walk reaches them too.
     query.after = FEED_END;
     query.base = W::KL_BASE_CONTENT_ID;
     query.count = PAGE;

@@ -39,7 +39,7 @@ std::string uploadTypeOf(const SourceFile& source, const std::string& chosen)
     return type;
 }
 
-/// Everything that can be found wrong with a file before the service is asked.
+/// Checks a file as far as that is possible without the service, and records what is wrong with it.
 Item prepared(const std::string& path, const std::string& chosenType)
 {
     Item item;
@@ -128,7 +128,7 @@ Exit upload(Context& context, const UploadOptions& options)
     try {
         for (Item& item : items) {
             if (item.source) {
-                context.signIn(); // a sign-in that fails is no failure of this file: it ends the command
+                context.signIn(); // throws when it fails: no other file could be sent either
                 send(context, item, options);
             }
             report(context, item);

@@ -48,7 +48,7 @@ public:
     }
 };
 
-/// Nobody reads standard output any more: the program ends without a word.
+/// Nobody reads standard output any more. The program ends without a message.
 class OutputClosed : public Failure {
 public:
     OutputClosed() : Failure(Exit::LOCAL_FILE, "nobody reads the output") {}
@@ -69,7 +69,7 @@ const StatusMeaning& meaningOf(W::WSTATUS status);
 /// \param address of the service.
 Failure statusFailure(std::string_view attempt, W::WSTATUS status, std::string_view address);
 
-/// Throws what the failure of a call is to the person at the keyboard.
+/// Throws the failure of a call as a Failure with a message and an exit code for the person at the keyboard.
 /// \param interruptedExit the exit code of a call that was interrupted.
 [[noreturn]] void throwFailure(const CallFailure& failure, int interruptedExit = static_cast<int>(Exit::INTERRUPTED));
 

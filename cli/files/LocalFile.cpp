@@ -77,7 +77,7 @@ SourceFile inspectSource(const std::string& path)
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file)
         throw fileFailure(path, "cannot be read", errno);
-    // Once more: the name may have come to mean something else.
+    // Checked again on the open file: another file may have taken the name since stat.
     if (fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode))
         throw fileFailure(path, "is not a regular file");
     if (info.st_size == 0)

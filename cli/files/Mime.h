@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/// \file What kind of file a file is.
+/// \file The type of a file, found by its first bytes or its name.
 #ifndef KINLOOM_FILES_MIME_H
 #define KINLOOM_FILES_MIME_H
 

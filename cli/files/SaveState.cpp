@@ -43,7 +43,8 @@ std::string textOf(const json& line, const char* key)
     return found != line.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
 
-/// What stands in the note is no more trusted than the folder it lies in: a name leads nowhere else.
+/// Whether a name from the note names a file in the folder itself. Others may have written the note, so a name in it must not lead
+/// out of the folder.
 bool isName(const std::string& name) { return !name.empty() && name.front() != '.' && name.find('/') == std::string::npos; }
 
 } // namespace

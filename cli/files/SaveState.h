@@ -30,7 +30,7 @@ public:
     const Entry* find(const std::string& content) const;
     /// The content that a name in the folder is noted for; empty when none.
     std::string ownerOf(const std::string& name) const;
-    /// Notes where a content is about to be. \throw Failure (local file).
+    /// Records the name and size that the file of a content is about to get. \throw Failure (local file).
     void note(const std::string& content, const Entry& entry);
 
 private:

@@ -33,7 +33,7 @@ void startVips()
     static const bool started = [] {
         if (VIPS_INIT("kinloom") != 0)
             return false;
-        // What others have shared is read with the readers that stand hostile files alone.
+        // Pictures come from other people. Only those of the library's readers stay enabled that are safe with hostile files.
         vips_block_untrusted_set(TRUE);
         vips_concurrency_set(1);
         return true;
@@ -67,7 +67,7 @@ ChafaPixelMode pixelModeOf(PictureMode mode, const ChafaTermInfo* terminal)
         ChafaPixelMode pixels;
         ChafaTermSeq needs;
     };
-    // From what shows pictures best to what shows them at all.
+    // In order of quality; the first one that the terminal supports is used.
     constexpr Entry ENTRIES[] = {
         {PictureMode::KITTY, CHAFA_PIXEL_MODE_KITTY, CHAFA_TERM_SEQ_BEGIN_KITTY_IMMEDIATE_IMAGE_V1},
         {PictureMode::ITERM, CHAFA_PIXEL_MODE_ITERM2, CHAFA_TERM_SEQ_BEGIN_ITERM2_IMAGE},
@@ -208,7 +208,7 @@ std::string drawPicture(const Picture& picture, const Frame& frame)
     chafa_canvas_config_set_geometry(config.get(), columns, rows);
     chafa_canvas_config_set_cell_geometry(config.get(), CELL_WIDTH, CELL_HEIGHT);
     chafa_canvas_config_set_pixel_mode(config.get(), pixels);
-    // The modes that send pixels need colours to tell them apart.
+    // The modes that send pixels always use true colour; without colours pixels could not be told apart.
     chafa_canvas_config_set_canvas_mode(config.get(), pixels == CHAFA_PIXEL_MODE_SYMBOLS ? colours : CHAFA_CANVAS_MODE_TRUECOLOR);
     chafa_canvas_config_set_symbol_map(config.get(), symbols.get());
 

@@ -33,7 +33,7 @@ struct Frame {
     int rows = 24;
     PictureMode mode = PictureMode::AUTO;
     bool colour = true;
-    /// False: the bytes go to no terminal, so they are letters alone, without any sequence that steers one.
+    /// Whether the bytes go to a terminal. When false the picture is plain text, without any escape sequence.
     bool terminal = true;
 };
 

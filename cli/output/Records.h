@@ -11,7 +11,8 @@
 
 namespace kinloom {
 
-/// What a list was asked to bring beside the records. What it does not bring is left out: it would read as nothing or as zero.
+/// What a list was asked to bring beside the records. Fields that were not asked for are left out of the output: printed, they
+/// would look as if they were empty or zero.
 struct Included {
     bool usage = true;
     bool creator = true;

@@ -11,7 +11,7 @@ namespace kinloom {
 namespace {
 
 constexpr std::size_t GAP = 2;
-constexpr std::size_t NARROWEST = 8; // below that a cell tells nothing any more
+constexpr std::size_t NARROWEST = 8; // a narrower cell is too short to be of use
 
 void trimRight(std::string& line) { line.erase(line.find_last_not_of(' ') + 1); }
 
@@ -37,7 +37,7 @@ std::vector<std::size_t> Table::widths(std::size_t columns) const
         widths.push_back(width);
     }
     std::size_t total = std::accumulate(widths.begin(), widths.end(), GAP * (widths.size() - 1));
-    // The widest of the columns that give way gives first.
+    // Narrows whichever column is the widest among those that may shrink, step by step, until the table fits.
     while (total > columns) {
         std::size_t* widest = nullptr;
         for (std::size_t i = 0; i < widths.size(); ++i) {
