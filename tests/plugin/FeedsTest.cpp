@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The feed of a group, and the gallery that the service does not offer.
 #include "plugin/support/Facade.h"
-#include "plugin/support/Operations.h"
 
 using namespace W;
 using namespace kinloom_test;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Groups: list, create, delete.
 #include "plugin/support/Facade.h"
-#include "plugin/support/Operations.h"
 
 using namespace W;
 using namespace kinloom_test;

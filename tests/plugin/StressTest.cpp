@@ -5,11 +5,14 @@
 // KINLOOM_STRESS_SEED=number replays the decisions of a run (the threads' schedule is the system's), and
 // KINLOOM_STRESS_ROUNDS=number runs that many rounds of each pair instead of one.
 #include "plugin/support/Dice.h"
-#include "plugin/support/Facade.h"
+#include "plugin/support/Documents.h"
+#include "plugin/support/LogCapture.h"
 #include "plugin/support/Operations.h"
+#include "whost/FakeClient.h"
 
 #include <cstdio>
 #include <deque>
+#include <gtest/gtest.h>
 #include <thread>
 
 using namespace W;

@@ -93,6 +93,7 @@ bool decodeByName(std::string_view text, const STRING& encoding, STRING& out)
             if (isOpen())
                 iconv_close(handle);
         }
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the value is iconv_open's for a failure
         bool isOpen() const { return handle != reinterpret_cast<iconv_t>(-1); }
         iconv_t handle;
     } converter(encoding);

@@ -16,7 +16,7 @@ namespace W::replies {
 /// The names of a record's fields, found by a table made at compile time. A field's number is its place in the list.
 template <std::size_t N> class FieldNames {
 public:
-    constexpr explicit FieldNames(const std::string_view (&names)[N]) : m_names{}, m_slots{}
+    constexpr explicit FieldNames(const std::string_view (&names)[N])
     {
         for (std::size_t i = 0; i < N; ++i) {
             m_names[i] = names[i];
@@ -36,7 +36,7 @@ public:
         return -1;
     }
 
-    static constexpr std::size_t size() { return N; }
+    constexpr std::size_t size() const { return N; }
 
 private:
     static constexpr std::size_t SLOTS = 128; // a power of two well above any record's number of fields
@@ -51,8 +51,8 @@ private:
         return (name.size() * 7 + at(name.size() - 1) * 5 + at(name.size() / 2) * 3 + at(0)) % SLOTS;
     }
 
-    std::array<std::string_view, N> m_names;
-    std::array<std::uint8_t, SLOTS> m_slots;
+    std::array<std::string_view, N> m_names{};
+    std::array<std::uint8_t, SLOTS> m_slots{};
 };
 
 template <std::size_t N> FieldNames(const std::string_view (&)[N]) -> FieldNames<N>;

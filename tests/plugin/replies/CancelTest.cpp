@@ -3,7 +3,6 @@
 #include "plugin/replies/ReplyTest.h"
 #include "replies/Samples.h"
 
-#include <functional>
 #include <thread>
 
 using namespace kinloom_test;

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 #include <stdexcept>
-#include <vector>
 
 using namespace W;
 using namespace W::replies;
