@@ -41,7 +41,7 @@ bool Connections::isUsedUp(int localPort, int remotePort) const
     });
     if (found == m_entries.end())
         return false;
-    char byte;
+    char byte = 0;
     return recv(found->socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0 || (errno != EAGAIN && errno != EINTR);
 }
 

@@ -35,6 +35,7 @@ bool isFieldName(const STRING& name)
 bool isFieldValue(const STRING& value)
 {
     for (const char c : {'\r', '\n', '\0'})
+        // NOLINTNEXTLINE(bugprone-not-null-terminated-result): a search, which writes no text
         if (std::memchr(value.data(), c, value.size()))
             return false;
     return true;

@@ -159,7 +159,7 @@ public:
 
 private:
     HttpDelegator();
-    ~HttpDelegator();
+    ~HttpDelegator(); // NOLINT(performance-trivially-destructible): its body is the host's, which may have something to destroy
 };
 
 } // namespace W

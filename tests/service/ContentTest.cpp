@@ -2,7 +2,6 @@
 #include "ServiceFixture.h"
 #include "TestPictures.h"
 
-#include <filesystem>
 #include <fstream>
 
 namespace {
