@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // A long reply from end to end: from the call to the callback, beside the bare transfer and the bare parse.
-#include "support/Documents.h"
 #include "support/Plugin.h"
 #include "support/RawClient.h"
 #include "support/Report.h"

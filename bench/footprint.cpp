@@ -8,11 +8,11 @@
 #include "support/Usage.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cstdio>
 #include <dlfcn.h>
 #include <exception>
 #include <libxml/parser.h>
+#include <netinet/in.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <set>

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // The two headers of a signed request: from the session as it is, and from one that has just changed.
-#include "KLService/Session.h"
 #include "WKLOAI/Operation.h"
 #include "support/Plugin.h"
 #include "support/Report.h"

@@ -2,10 +2,10 @@
 #include "server/Server.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <strings.h>
 #include <sys/epoll.h>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "support/Servers.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <fstream>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "ServiceFixture.h"
-#include "TestPictures.h"
-
-#include <sys/socket.h>
 
 namespace {
 

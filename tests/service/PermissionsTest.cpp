@@ -4,8 +4,6 @@
 #include "ServiceFixture.h"
 #include "TestPictures.h"
 
-#include <functional>
-
 namespace {
 
 using namespace kinloomd_test;

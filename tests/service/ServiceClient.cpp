@@ -2,7 +2,6 @@
 #include "ServiceClient.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
 #include <libxml/parser.h>

@@ -7,8 +7,6 @@
 #include "KinloomdProcess.h"
 
 #include <map>
-#include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>

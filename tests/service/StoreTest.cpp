@@ -7,7 +7,6 @@
 
 #include "KinloomdProcess.h"
 
-#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>

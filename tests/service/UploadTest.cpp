@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <filesystem>
-#include <set>
 #include <sys/socket.h>
 #include <thread>
 

@@ -2,12 +2,12 @@
 #include "support/RawServer.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
 #include <mutex>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <optional>
 #include <poll.h>
