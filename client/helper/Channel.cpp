@@ -60,11 +60,9 @@ Channel::Received Channel::receive(std::string& message)
         const ssize_t count = recv(m_socket.get(), block, sizeof block, MSG_DONTWAIT);
         if (count > 0)
             m_buffer.append(block, static_cast<std::size_t>(count));
-        else if (count == 0)
-            return Received::GONE;
-        else if (errno == EAGAIN || errno == EWOULDBLOCK)
+        else if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
             return Received::NOTHING;
-        else if (errno != EINTR)
+        else if (count == 0 || errno != EINTR)
             return Received::GONE;
     }
 }
