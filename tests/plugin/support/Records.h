@@ -13,6 +13,9 @@ inline const W::STRING APP_ID = "app-7";
 inline const W::STRING AUTH_TOKEN = "token-of-tv";
 inline const W::STRING DUID = "duid-0001";
 
+/// What is in the photo that is uploaded.
+inline const W::STRING PHOTO_FILE = "the bytes of a photo\n";
+
 /// The provider that the plugin goes by.
 W::WContentProvider kinloomProvider();
 /// Sets the three options of the plugin's provider.
