@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Programming errors end the process, and say which.
 #include "plugin/support/Allocation.h"
-#include "plugin/support/Facade.h"
 #include "plugin/support/Operations.h"
 
-#include <sys/wait.h>
+#include <csignal>
+#include <cstdlib>
+#include <gtest/gtest.h>
 
 using namespace W;
 using namespace kinloom_test;

@@ -16,34 +16,6 @@ namespace {
 using namespace W;
 using namespace kinloom_test;
 
-const char* const LONG = "a text that is too long to be kept inside a string object";
-
-/// Good arguments of which no copy is to be had without memory. Made beforehand, since what a caller allocates does not count.
-Arguments longArguments(const OperationCase& operation, const TempFolder& folder)
-{
-    Arguments arguments = operation.argumentsIn(folder);
-    arguments.person.setUID(LONG);
-    for (WGroup* group : {&arguments.group, &arguments.newGroup}) {
-        group->setUID(LONG);
-        group->setName(LONG);
-        group->setDescription(LONG);
-    }
-    for (WContent* content : {&arguments.content, &arguments.newContent}) {
-        content->setUID(LONG);
-        content->setMIMEType("image/jpeg");
-        content->setDescription(LONG);
-    }
-    for (WComment* comment : {&arguments.comment, &arguments.newComment}) {
-        comment->setUID(LONG);
-        comment->setComment(LONG);
-    }
-    arguments.after = LONG;
-    arguments.fileName = LONG;
-    arguments.base = KL_BASE_CONTENT_ID;
-    arguments.include = KL_INCLUDE_ALL;
-    return arguments;
-}
-
 class Allocation : public testing::TestWithParam<OperationCase> {
 protected:
     static void SetUpTestSuite() { torture::installXmlAllocator(); }
@@ -77,7 +49,7 @@ constexpr std::size_t MOST = 5000; // far more allocations than any operation ma
 TEST_P(Allocation, FailingGivesOneAnswerAndLeavesNothing)
 {
     const OperationCase& operation = GetParam();
-    const Arguments arguments = longArguments(operation, folder);
+    const Arguments arguments = operation.longArgumentsIn(folder); // made beforehand: what a caller allocates does not count
     std::size_t number = 0;
     for (bool reached = true; reached; ++number) {
         ASSERT_LT(number, MOST);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "FailingAllocator.h"
 
-#include "KLService/KLService.h"
+#include "W/Http.h"
 #include "plugin/support/Allocation.h"
 
 #include <atomic>

@@ -298,6 +298,32 @@ Arguments OperationCase::argumentsIn(const TempFolder& folder) const
     return arguments;
 }
 
+Arguments OperationCase::longArgumentsIn(const TempFolder& folder) const
+{
+    const char* const text = "a text that is too long to be kept inside a string object";
+    Arguments arguments = argumentsIn(folder);
+    arguments.person.setUID(text);
+    for (WGroup* group : {&arguments.group, &arguments.newGroup}) {
+        group->setUID(text);
+        group->setName(text);
+        group->setDescription(text);
+    }
+    for (WContent* content : {&arguments.content, &arguments.newContent}) {
+        content->setUID(text);
+        content->setMIMEType("image/jpeg");
+        content->setDescription(text);
+    }
+    for (WComment* comment : {&arguments.comment, &arguments.newComment}) {
+        comment->setUID(text);
+        comment->setComment(text);
+    }
+    arguments.after = text;
+    arguments.base = KL_BASE_CONTENT_ID; // of which no form is asked
+    arguments.include = KL_INCLUDE_ALL;
+    arguments.fileName = text;
+    return arguments;
+}
+
 WSTATUS OperationCase::start(WKLOAI& oai, Recorder* recorder, const TempFolder& folder) const
 {
     return startWith(oai, argumentsIn(folder), recorder);

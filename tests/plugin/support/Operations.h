@@ -89,6 +89,8 @@ struct OperationCase {
 
     /// Good arguments; makes the file that the operation reads.
     Arguments argumentsIn(const TempFolder& folder) const;
+    /// The same with texts too long for what a string object has in itself.
+    Arguments longArgumentsIn(const TempFolder& folder) const;
     /// Starts the operation with them.
     W::WSTATUS start(W::WKLOAI& oai, Recorder* recorder, const TempFolder& folder) const;
 };

@@ -3,7 +3,12 @@
 #ifndef PLUGIN_SUPPORT_RECORDS_H
 #define PLUGIN_SUPPORT_RECORDS_H
 
-#include "W/WKinloomOAI.h"
+#include "W/WComment.h"
+#include "W/WContent.h"
+#include "W/WContentProvider.h"
+#include "W/WGroup.h"
+#include "W/WPerson.h"
+#include "W/WTypes.h"
 #include "support/TempDir.h"
 
 namespace kinloom_test {
