@@ -6,7 +6,6 @@
 #include <array>
 #include <charconv>
 #include <optional>
-#include <vector>
 
 namespace kinloom {
 

@@ -3,7 +3,9 @@
 
 #include "httpd/Text.h"
 
-#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <vector>
 
 namespace httpd {
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The program's command line.
 #include "commands/Commands.h"
-#include "core/Text.h"
 #include "operations/Faults.h"
 
 #include <CLI/CLI.hpp>

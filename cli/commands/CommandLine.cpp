@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "commands/CommandLine.h"
 
-#include "core/Text.h"
-
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>

@@ -4,8 +4,6 @@
 #include "core/Text.h"
 #include "output/Records.h"
 
-#include <algorithm>
-
 namespace kinloom {
 
 namespace {

@@ -6,8 +6,6 @@
 
 #include "W/WConfigManager.h"
 
-#include <algorithm>
-
 namespace kinloom {
 
 namespace {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Downloads.
 #include "commands/Download.h"
+#include "commands/Command.h"
 #include "core/Text.h"
 #include "files/FileName.h"
 #include "output/Progress.h"

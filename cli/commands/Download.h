@@ -3,8 +3,10 @@
 #ifndef KINLOOM_COMMANDS_DOWNLOAD_H
 #define KINLOOM_COMMANDS_DOWNLOAD_H
 
-#include "commands/Command.h"
+#include "commands/Context.h"
 #include "files/LocalFile.h"
+
+#include <string>
 
 namespace kinloom {
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Feeds.
 #include "commands/Feed.h"
+#include "commands/Command.h"
 #include "commands/Words.h"
-#include "core/Text.h"
+#include "core/Paging.h"
 #include "output/Records.h"
 
 namespace kinloom {

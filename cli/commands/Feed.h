@@ -3,8 +3,8 @@
 #ifndef KINLOOM_COMMANDS_FEED_H
 #define KINLOOM_COMMANDS_FEED_H
 
-#include "commands/Command.h"
-#include "core/Paging.h"
+#include "commands/Context.h"
+#include "kinloom/Operations.h"
 
 #include <functional>
 

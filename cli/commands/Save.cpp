@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Mirrors of groups.
+#include "commands/Command.h"
 #include "commands/Download.h"
 #include "commands/Feed.h"
 #include "core/Text.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Pictures in the terminal.
+#include "commands/Command.h"
 #include "commands/Download.h"
-#include "commands/Words.h"
 #include "output/Picture.h"
 
 #include <algorithm>

@@ -2,7 +2,6 @@
 #include "core/Errors.h"
 
 #include <cstring>
-#include <iterator>
 
 namespace kinloom {
 

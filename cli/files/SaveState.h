@@ -7,8 +7,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
-#include <set>
 #include <string>
 
 namespace kinloom {

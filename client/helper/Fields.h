@@ -7,7 +7,14 @@
 #ifndef KINLOOM_CLIENT_FIELDS_H
 #define KINLOOM_CLIENT_FIELDS_H
 
-#include "W/WKinloomOAI.h"
+#include "W/WComment.h"
+#include "W/WContent.h"
+#include "W/WEvent.h"
+#include "W/WGroup.h"
+#include "W/WMediaResource.h"
+#include "W/WMessage.h"
+#include "W/WPerson.h"
+#include "W/WResource.h"
 #include "kinloom/Call.h"
 #include "kinloom/Settings.h"
 

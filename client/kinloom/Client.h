@@ -3,6 +3,7 @@
 #ifndef KINLOOM_CLIENT_H
 #define KINLOOM_CLIENT_H
 
+// IWYU pragma: begin_exports
 #include "kinloom/Call.h"
 #include "kinloom/Encode.h"
 #include "kinloom/Failure.h"
@@ -13,5 +14,6 @@
 #include "kinloom/Operations.h"
 #include "kinloom/Route.h"
 #include "kinloom/Settings.h"
+// IWYU pragma: end_exports
 
 #endif

@@ -3,7 +3,9 @@
 #ifndef KINLOOM_LANES_H
 #define KINLOOM_LANES_H
 
-#include "kinloom/Lane.h"
+#include "kinloom/Call.h"
+#include "kinloom/Export.h"
+#include "kinloom/Settings.h"
 
 #include <cstddef>
 #include <memory>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 /// \file HttpDelegator on the scripted client, and what a request asks of its client.
 #include "fake/Stage.h"
-#include "http/StatusMap.h"
 
 namespace W {
 

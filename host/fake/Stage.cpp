@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <new>
+#include <thread>
 
 namespace W {
 namespace fake {

@@ -10,7 +10,6 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <thread>
 
 namespace W {
 namespace fake {

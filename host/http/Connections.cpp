@@ -2,8 +2,8 @@
 #include "http/Connections.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 

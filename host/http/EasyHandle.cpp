@@ -2,7 +2,6 @@
 #include "http/EasyHandle.h"
 
 #include "Mutex.h"
-#include "http/Options.h"
 
 #include <array>
 #include <new>

@@ -9,7 +9,6 @@
 #include "http/Transfer.h"
 
 #include <algorithm>
-#include <new>
 #include <vector>
 
 namespace W {

@@ -2,8 +2,9 @@
 #include "http/Reception.h"
 
 #include "http/Connections.h"
-#include "http/Options.h"
+#include "http/Options.h" // IWYU pragma: keep -- whose values are read through the request
 #include "http/RequestImpl.h"
+#include "whost/HttpOptions.h"
 
 #include <algorithm>
 #include <new>

@@ -9,7 +9,6 @@
 #include "http/Url.h"
 
 #include <algorithm>
-#include <new>
 
 namespace W {
 namespace WHOST_INTERNAL http {

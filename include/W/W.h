@@ -3,6 +3,7 @@
 #ifndef W_W_H
 #define W_W_H
 
+// IWYU pragma: begin_exports
 #include "W/Http.h"
 #include "W/WAbstractOAI.h"
 #include "W/WComment.h"
@@ -25,5 +26,6 @@
 #include "W/WSize.h"
 #include "W/WStatus.h"
 #include "W/WTypes.h"
+// IWYU pragma: end_exports
 
 #endif

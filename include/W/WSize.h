@@ -3,7 +3,7 @@
 #ifndef W_WSIZE_H
 #define W_WSIZE_H
 
-#include "W/WTypes.h"
+#include <cstdint>
 
 namespace W {
 

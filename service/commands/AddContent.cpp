@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: MIT
+#include "commands/Commands.h"
 #include "commands/Lookup.h"
-#include "core/Digest.h"
+#include "core/Text.h"
+#include "media/Formats.h"
 #include "media/MediaStore.h"
 #include "media/Pictures.h"
 #include "store/Contents.h"
 #include "store/Groups.h"
-#include "store/People.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
-#include <system_error>
 
 namespace kinloomd {
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "commands/Commands.h"
 #include "commands/Lookup.h"
 #include "core/Digest.h"
+#include "core/Text.h"
 #include "media/MediaStore.h"
 #include "media/Pictures.h"
 #include "store/Contents.h"

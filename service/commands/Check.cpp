@@ -2,10 +2,8 @@
 #include "commands/Commands.h"
 #include "media/MediaStore.h"
 #include "store/Contents.h"
-#include "store/Groups.h"
 #include "store/People.h"
 
-#include <algorithm>
 #include <cstdio>
 
 namespace kinloomd {

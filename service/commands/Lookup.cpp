@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "commands/Lookup.h"
 
+#include "core/Text.h"
 #include "store/Groups.h"
 #include "store/People.h"
 

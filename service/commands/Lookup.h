@@ -3,13 +3,12 @@
 #ifndef KINLOOMD_COMMANDS_LOOKUP_H
 #define KINLOOMD_COMMANDS_LOOKUP_H
 
-#include "commands/Commands.h"
 #include "core/Failure.h"
-#include "core/Text.h"
 #include "store/Database.h"
 #include "store/Records.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace kinloomd {
 

@@ -7,7 +7,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <pthread.h>
 
 namespace kinloomd {
 

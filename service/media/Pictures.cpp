@@ -2,6 +2,7 @@
 #include "media/Pictures.h"
 
 #include "core/Failure.h"
+#include "media/Formats.h"
 
 #include <cstring>
 #include <memory>

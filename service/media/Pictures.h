@@ -3,8 +3,8 @@
 #ifndef KINLOOMD_MEDIA_PICTURES_H
 #define KINLOOMD_MEDIA_PICTURES_H
 
-#include "media/Formats.h"
 #include "media/MediaStore.h"
+#include "store/Records.h"
 
 #include <functional>
 #include <optional>

@@ -2,12 +2,12 @@
 #include "core/Digest.h"
 #include "core/Failure.h"
 #include "core/Text.h"
+#include "media/Formats.h"
 #include "media/Pictures.h"
 #include "operations/Handlers.h"
 #include "operations/Parameters.h"
 #include "operations/Service.h"
 #include "store/Contents.h"
-#include "store/People.h"
 #include "wire/ByteRange.h"
 
 namespace kinloomd {

@@ -4,7 +4,9 @@
 #define KINLOOMD_OPERATIONS_PARAMETERS_H
 
 #include "operations/Documents.h"
-#include "operations/Request.h"
+
+#include <cstdint>
+#include <string>
 
 namespace kinloomd {
 

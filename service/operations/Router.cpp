@@ -4,6 +4,7 @@
 #include "core/Failure.h"
 #include "media/MediaStore.h"
 #include "operations/Handlers.h"
+#include "operations/Paths.h"
 
 namespace kinloomd {
 

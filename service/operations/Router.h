@@ -3,7 +3,6 @@
 #ifndef KINLOOMD_OPERATIONS_ROUTER_H
 #define KINLOOMD_OPERATIONS_ROUTER_H
 
-#include "operations/Paths.h"
 #include "operations/Request.h"
 
 #include <memory>

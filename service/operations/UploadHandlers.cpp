@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "core/Text.h"
+#include "media/Formats.h"
 #include "media/Pictures.h"
 #include "operations/Documents.h"
 #include "operations/Handlers.h"

@@ -2,7 +2,7 @@
 // The session's credentials: where they come from, and how they change.
 #include "KLService/Session.h"
 
-#include "KLService/Dispatch.h"
+#include "KLService/Dispatch.h" // IWYU pragma: keep -- the body of dispatch
 #include "W/WConfigManager.h"
 
 #include <algorithm>

@@ -4,7 +4,15 @@
 #ifndef WKLOAI_CALLBACKS_H
 #define WKLOAI_CALLBACKS_H
 
-#include "W/WKinloomOAI.h"
+#include "W/WComment.h"
+#include "W/WContainer.h"
+#include "W/WContent.h"
+#include "W/WContentProvider.h"
+#include "W/WException.h"
+#include "W/WGroup.h"
+#include "W/WMediaResource.h"
+#include "W/WPerson.h"
+#include "W/WTypes.h"
 
 #include <istream>
 

@@ -7,6 +7,7 @@
 #define WKLOAI_COMMANDS_H
 
 #include "KLService/KLServiceCMD.h"
+#include "W/WKinloomOAI.h"
 #include "WKLOAI/Callbacks.h"
 
 namespace W {

@@ -8,7 +8,6 @@
 #include "WKLOAI/WKLOAI.h"
 
 #include <string_view>
-#include <utility>
 
 namespace W {
 

@@ -4,6 +4,7 @@
 #define WKLOAI_WKLOAI_H
 
 #include "KLService/KLService.h"
+#include "W/WKinloomOAI.h"
 #include "WKLOAI/Callbacks.h"
 #include "WKLOAI/Commands.h"
 

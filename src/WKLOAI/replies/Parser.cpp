@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <libxml/dict.h>
+#include <libxml/parser.h>
 
 namespace W::replies {
 

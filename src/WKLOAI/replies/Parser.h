@@ -4,7 +4,7 @@
 #define WKLOAI_REPLIES_PARSER_H
 
 #include <exception>
-#include <libxml/parser.h>
+#include <libxml/tree.h>
 #include <libxml/xmlerror.h>
 #include <memory>
 

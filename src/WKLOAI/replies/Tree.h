@@ -6,7 +6,7 @@
 #include "WKLOAI/replies/Budget.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <libxml/tree.h>
 #include <memory>
 #include <string_view>
