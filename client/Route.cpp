@@ -34,8 +34,8 @@ bool isHost(std::string_view host)
 {
     constexpr std::string_view ALLOWED = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_";
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
-        return host.substr(1, host.size() - 2).find_first_not_of("0123456789abcdefABCDEF:.") == host.npos;
-    return !host.empty() && host.find_first_not_of(ALLOWED) == host.npos;
+        return host.substr(1, host.size() - 2).find_first_not_of("0123456789abcdefABCDEF:.") == std::string_view::npos;
+    return !host.empty() && host.find_first_not_of(ALLOWED) == std::string_view::npos;
 }
 
 /// The four parts of a connect-to line; colons inside brackets do not count.

@@ -33,7 +33,7 @@ std::string quoted(std::string_view text)
 
 std::string keyText(std::string_view key)
 {
-    return key.empty() || key.find_first_not_of(BARE) != key.npos ? quoted(key) : std::string(key);
+    return key.empty() || key.find_first_not_of(BARE) != std::string_view::npos ? quoted(key) : std::string(key);
 }
 
 bool isSection(const toml::node& node)

@@ -4,7 +4,6 @@
 #include "support/OrdinaryUser.h"
 #include "support/TempDir.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

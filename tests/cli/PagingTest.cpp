@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "core/Paging.h"
-#include "W/WKinloomOAI.h"
+#include "W/WContent.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 using namespace kinloom;
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "output/Picture.h"
 #include "core/Errors.h"
-#include "core/Text.h"
 #include "support/TempDir.h"
 
 #include <cstdlib>

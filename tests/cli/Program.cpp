@@ -9,7 +9,6 @@
 #include <stdexcept>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace test {

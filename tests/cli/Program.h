@@ -3,7 +3,6 @@
 #ifndef TESTS_CLI_PROGRAM_H
 #define TESTS_CLI_PROGRAM_H
 
-#include <chrono>
 #include <functional>
 #include <map>
 #include <string>

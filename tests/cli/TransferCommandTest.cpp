@@ -5,7 +5,6 @@
 #include <csignal>
 #include <sys/stat.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace test;
 using testing::ElementsAre;

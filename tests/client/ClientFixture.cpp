@@ -17,8 +17,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 
 namespace test {
 

@@ -6,7 +6,7 @@
 #include "KinloomdProcess.h"
 #include "kinloom/Client.h"
 #include "support/TempDir.h"
-#include "support/Wait.h"
+#include "support/Wait.h" // IWYU pragma: export
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

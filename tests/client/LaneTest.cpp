@@ -2,9 +2,7 @@
 // One lane, in this program and in a helper.
 #include "ClientFixture.h"
 
-#include "core/CallState.h"
 #include "plugin/Library.h"
-#include "plugin/LocalTurn.h"
 
 #include <thread>
 

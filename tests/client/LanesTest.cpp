@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>

@@ -4,13 +4,12 @@
 #define HOST_CLIENT_H
 
 #include "W/Http.h"
-#include "W/WStatus.h"
+#include "W/WStatus.h" // IWYU pragma: export
 #include "support/RawServer.h"
-#include "support/TempDir.h"
+#include "support/TempDir.h" // IWYU pragma: export
 #include "support/Wait.h"
 #include "whost/HttpOptions.h"
 
-#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <gmock/gmock.h>

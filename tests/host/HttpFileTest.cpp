@@ -2,7 +2,6 @@
 #include "host/Client.h"
 
 #include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <random>
 #include <sys/mount.h>

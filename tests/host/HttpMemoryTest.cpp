@@ -2,6 +2,7 @@
 /// \file Every allocation of the client's own fails in turn. This program has its own operator new.
 #include "host/Client.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/Client.h"
 
+#include <atomic>
+
 using namespace test;
 
 namespace {

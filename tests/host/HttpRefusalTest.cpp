@@ -3,7 +3,6 @@
 #include "support/OrdinaryUser.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace test;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/Client.h"
 
+#include <atomic>
 #include <random>
 #include <set>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/Client.h"
 
-#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 

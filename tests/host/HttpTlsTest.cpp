@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "host/Client.h"
 
-#include <arpa/inet.h>
+#include <atomic>
 #include <csignal>
 #include <curl/curl.h>
+#include <netinet/in.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ServerFixture.h"
 
+#include <future>
+
 namespace {
 
 using namespace httpd_test;

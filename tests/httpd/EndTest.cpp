@@ -3,6 +3,8 @@
 
 #include "httpd/Channel.h"
 
+#include <future>
+
 namespace {
 
 using namespace httpd_test;

@@ -9,7 +9,6 @@
 
 #include <condition_variable>
 #include <csignal>
-#include <future>
 #include <gtest/gtest.h>
 #include <mutex>
 

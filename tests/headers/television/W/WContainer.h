@@ -3,7 +3,7 @@
 #ifndef TELEVISION_W_WCONTAINER_H
 #define TELEVISION_W_WCONTAINER_H
 
-#include "W/WExtendedProperty.h"
+#include "W/WExtendedProperty.h" // IWYU pragma: export
 
 #include <cstdint>
 #include <list>

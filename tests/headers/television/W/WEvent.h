@@ -5,8 +5,6 @@
 
 #include "W/WPerson.h"
 
-#include <list>
-
 namespace W {
 
 class WKLEvent {

@@ -7,7 +7,7 @@
 #include "W/WContainer.h"
 #include "W/WContent.h"
 #include "W/WGroup.h"
-#include "W/WKLGallery.h"
+#include "W/WKLGallery.h" // IWYU pragma: export
 
 namespace W {
 

@@ -3,7 +3,7 @@
 #ifndef TELEVISION_W_WPLUGIN_H
 #define TELEVISION_W_WPLUGIN_H
 
-#include "W/WTypes.h"
+#include "W/WTypes.h" // IWYU pragma: export
 
 namespace W {
 

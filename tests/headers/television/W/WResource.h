@@ -4,7 +4,7 @@
 #define TELEVISION_W_WRESOURCE_H
 
 #include "W/WContentProvider.h"
-#include "W/WExtendedProperty.h"
+#include "W/WExtendedProperty.h" // IWYU pragma: export
 
 namespace W {
 
