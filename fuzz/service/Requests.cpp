@@ -6,6 +6,7 @@
 #include "httpd/Address.h"
 #include "httpd/Framing.h"
 #include "operations/Parameters.h"
+#include "operations/Paths.h"
 #include "operations/Router.h"
 #include "wire/Authorization.h"
 #include "wire/ByteRange.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "media/Pictures.h"
 
+#include "media/Formats.h"
+
 #include "core/Failure.h"
 
 #include "TestPictures.h"
