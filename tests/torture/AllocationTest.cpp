@@ -40,7 +40,7 @@ protected:
         ASSERT_TRUE(oai.service()->isLoggedIn());
     }
 
-    const TempFolder folder;
+    const TempFolder folder{};
     WKLOAI oai;
 };
 
