@@ -131,7 +131,7 @@ protected:
         const std::size_t flushes = client().flushes();
         const Library library;
         void* const plugin = library.createPlugin();
-        ASSERT_EQ(callSlot<WSTATUS>(plugin, REGISTER_KL, neverCalled, static_cast<VOID*>(nullptr)), 0);
+        ASSERT_EQ(interfaceOf(plugin).registerKL(neverCalled, nullptr), 0);
         ASSERT_TRUE(server.waitForRequests(requests + 1));
         library.destroyPlugin(plugin);
         EXPECT_GT(client().flushes(), flushes) << "the plugin's flush went elsewhere";

@@ -53,7 +53,7 @@ VOID neverCalled(WSTATUS, const WContentProvider&, VOID*) { ADD_FAILURE() << "a 
 WSTATUS signIn(void* plugin)
 {
     std::promise<WSTATUS> signedIn;
-    const WSTATUS status = callSlot<WSTATUS>(plugin, AUTH_KL, noteStatus, static_cast<VOID*>(&signedIn));
+    const WSTATUS status = interfaceOf(plugin).authKL(noteStatus, &signedIn);
     return status < 0 ? status : signedIn.get_future().get();
 }
 
@@ -70,7 +70,7 @@ void loadUseAndUnload(int rounds)
         ASSERT_EQ(signIn(plugin), 0) << round;
         double done = -1;
         double total = -1;
-        EXPECT_EQ(callSlot<WSTATUS>(plugin, PROGRESS_STATUS, &PROVIDER, &done, &total, static_cast<VOID*>(nullptr)), 0) << round;
+        EXPECT_EQ(interfaceOf(plugin).progressStatus(PROVIDER, done, total, nullptr), 0) << round;
         library.destroyPlugin(plugin);
     }
     EXPECT_EQ(server.requestCount(), static_cast<std::size_t>(rounds));
@@ -172,7 +172,7 @@ TEST(Loading, MayEndWhileRequestsRun)
         const Library library;
         void* const plugin = library.createPlugin();
         ASSERT_EQ(signIn(plugin), 0);
-        ASSERT_EQ(callSlot<WSTATUS>(plugin, REGISTER_KL, neverCalled, static_cast<VOID*>(nullptr)), 0);
+        ASSERT_EQ(interfaceOf(plugin).registerKL(neverCalled, nullptr), 0);
         ASSERT_TRUE(server.waitForRequests(2 * static_cast<std::size_t>(round) + 2));
         library.destroyPlugin(plugin);
     } // the code is gone here: a completion that came now would not find it
@@ -202,8 +202,8 @@ TEST(Loading, HasSeveralPluginsBesideEachOther)
     EXPECT_EQ(signIn(a), 0);
     double done = -1;
     double total = -1;
-    EXPECT_EQ(callSlot<WSTATUS>(a, PROGRESS_STATUS, &PROVIDER, &done, &total, static_cast<VOID*>(nullptr)), 0);
-    EXPECT_EQ(callSlot<WSTATUS>(b, PROGRESS_STATUS, &PROVIDER, &done, &total, static_cast<VOID*>(nullptr)), -202);
+    EXPECT_EQ(interfaceOf(a).progressStatus(PROVIDER, done, total, nullptr), 0);
+    EXPECT_EQ(interfaceOf(b).progressStatus(PROVIDER, done, total, nullptr), -202);
     library.destroyPlugin(a);
     EXPECT_EQ(signIn(b), 0);
     library.destroyPlugin(b);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The one way in which every request completes: each branch, for each kind of command.
 #include "plugin/support/Allocation.h"
-#include "plugin/support/Commands.h"
 #include "plugin/support/Facade.h"
+#include "plugin/support/Operations.h"
 
 using namespace W;
 using namespace kinloom_test;
@@ -11,7 +11,7 @@ using testing::Not;
 
 namespace {
 
-class Completion : public SignedInTest, public testing::WithParamInterface<CommandCase> {
+class Completion : public SignedInTest, public testing::WithParamInterface<OperationCase> {
 protected:
     /// Completes a command that is in the facade's list.
     void complete(SESSION_STATUS status, UINT32 code, const STRING& payload, Recorder* to)
@@ -206,4 +206,4 @@ TEST_P(Completion, SurvivesTheFailureOfEachAllocation)
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, Completion, testing::ValuesIn(commands()),
-                         [](const auto& test) { return STRING(test.param.name); });
+                         [](const auto& test) { return STRING(test.param.command); });

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Programming errors end the process, and say which.
 #include "plugin/support/Allocation.h"
-#include "plugin/support/Commands.h"
-#include "plugin/support/Facade.h"
 #include "plugin/support/Operations.h"
 
-#include <sys/wait.h>
+#include <csignal>
+#include <cstdlib>
+#include <gtest/gtest.h>
 
 using namespace W;
 using namespace kinloom_test;
@@ -35,7 +35,7 @@ protected:
 };
 
 class EachOperationDeathTest : public PluginDeathTest, public testing::WithParamInterface<OperationCase> {};
-class EachHandlerDeathTest : public PluginDeathTest, public testing::WithParamInterface<CommandCase> {};
+class EachHandlerDeathTest : public PluginDeathTest, public testing::WithParamInterface<OperationCase> {};
 
 } // namespace
 
@@ -84,4 +84,4 @@ TEST_P(EachHandlerDeathTest, EndsTheProcessForACommandWithoutAnOwner)
 INSTANTIATE_TEST_SUITE_P(Every, EachOperationDeathTest, testing::ValuesIn(operations()),
                          [](const auto& test) { return STRING(test.param.name); });
 INSTANTIATE_TEST_SUITE_P(Every, EachHandlerDeathTest, testing::ValuesIn(commands()),
-                         [](const auto& test) { return STRING(test.param.name); });
+                         [](const auto& test) { return STRING(test.param.command); });

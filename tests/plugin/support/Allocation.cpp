@@ -49,8 +49,8 @@ FailingAllocation::~FailingAllocation() { t_untilFailure = NEVER; }
 
 bool FailingAllocation::happened() const { return t_failed; }
 
-Unfailing::Unfailing() : m_untilFailure(t_untilFailure) { t_untilFailure = NEVER; }
-Unfailing::~Unfailing() { t_untilFailure = m_untilFailure; }
+Unfailing::Unfailing() : m_before(t_untilFailure) { t_untilFailure = NEVER; }
+Unfailing::~Unfailing() { t_untilFailure = m_before; }
 
 NoMemory::NoMemory() { t_noMemory = true; }
 NoMemory::~NoMemory() { t_noMemory = false; }

@@ -19,7 +19,8 @@ public:
     bool happened() const;
 };
 
-/// Suspends a failing allocation of the calling thread, for code that is not meant.
+/// Suspends a failing allocation of the calling thread, for code that is not meant. A program with an allocator of its own, as the
+/// torture test has, defines the two functions itself.
 class Unfailing {
 public:
     Unfailing();
@@ -28,7 +29,7 @@ public:
     Unfailing& operator=(const Unfailing&) = delete;
 
 private:
-    long m_untilFailure;
+    long m_before; ///< what the program's allocator restores
 };
 
 /// Has every allocation of the calling thread that asks for null instead of an exception get it, while it lives.

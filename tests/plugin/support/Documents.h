@@ -46,6 +46,28 @@ inline W::STRING comments(unsigned int count)
     return "<rsp><result><stat>ok</stat></result>" + records(count, "comment", "commentId", "m") + "<data/></rsp>";
 }
 
+// With all that is read of a record, in texts too long for what a string object has in itself.
+
+inline const W::STRING RICH_GROUP =
+    "<rsp><result><stat>ok</stat></result><data><group><groupId>group-of-a-very-long-name</groupId><groupName>"
+    "The whole family and its friends</groupName><groupImage><groupImageUrl>http://h/some/where/picture.jpg"
+    "</groupImageUrl><thumbnail><groupImageThumbnail_274X204>http://h/some/where/thumbnail.jpg"
+    "</groupImageThumbnail_274X204></thumbnail></groupImage><groupMaster><userId>somebody-with-a-long-id"
+    "</userId><thumbnail userImageThumbnail_72X72='http://h/some/where/face.jpg'/></groupMaster></group>"
+    "</data></rsp>";
+
+inline const W::STRING RICH_CONTENTS =
+    "<rsp><result><stat>ok</stat></result><data><content><contentId>content-with-a-long-identifier</contentId><contentDetail>"
+    "<contentUrl>http://h/some/where/photograph.jpg</contentUrl><thumbnail><contentThumbnail_540X405>http://h/some/where/540.jpg"
+    "</contentThumbnail_540X405></thumbnail></contentDetail></content><group><content id='content-two-with-a-long-id' "
+    "galleryID='gallery'><contentRegisterMember id='member-with-a-long-identifier'/><comment commentId='comment-with-a-long-id'>"
+    "<commentText>What a beautiful picture this is</commentText></comment><eventLink><contentLink ID='event-with-a-long-id'/>"
+    "</eventLink></content></group></data></rsp>";
+
+inline const W::STRING RICH_COMMENT =
+    "<rsp><comment><commentId>comment-with-a-long-id</commentId><commentText>What a beautiful picture this is"
+    "</commentText></comment><data/></rsp>";
+
 } // namespace kinloom_test::documents
 
 #endif

@@ -5,7 +5,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <optional>
 #include <regex>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace kinloom_test {
@@ -38,15 +42,40 @@ std::vector<STRING> linesOf(const STRING& text)
     return lines;
 }
 
+/// A file's two parts: what stands before the separator and what stands behind it.
+std::optional<std::pair<STRING, STRING>> partsOf(const STRING& path)
+{
+    const STRING separator = GoldenExchange::SEPARATOR;
+    const STRING text = test::readFile(path);
+    const std::size_t at = text.find(separator);
+    if (at == STRING::npos)
+        return std::nullopt;
+    return std::make_pair(text.substr(0, at), text.substr(at + separator.size()));
+}
+
+/// Exchanges are used by several tests at once, so a file is never to be seen half written.
+void replaceFile(const STRING& path, const STRING& content)
+{
+    const STRING fresh = path + "." + std::to_string(getpid());
+    test::writeFile(fresh, content);
+    std::filesystem::rename(fresh, path);
+}
+
 } // namespace
 
-STRING GoldenExchange::requestPath() const { return STRING(GOLDEN_DIR) + "/" + family + "/" + name + ".request.txt"; }
-STRING GoldenExchange::responsePath() const { return STRING(GOLDEN_DIR) + "/" + family + "/" + name + ".response.txt"; }
+STRING GoldenExchange::path() const { return STRING(GOLDEN_DIR) + "/" + family + "/" + name + ".txt"; }
+
+STRING GoldenExchange::request() const
+{
+    const auto parts = partsOf(path());
+    return parts ? parts->first : "";
+}
 
 STRING GoldenExchange::response() const
 {
-    EXPECT_TRUE(test::exists(responsePath())) << responsePath();
-    return test::readFile(responsePath());
+    const auto parts = partsOf(path());
+    EXPECT_TRUE(parts) << path() << " has no reply";
+    return parts ? parts->second : "";
 }
 
 testing::AssertionResult matchesGolden(const GoldenExchange& exchange, const STRING& request)
@@ -54,16 +83,15 @@ testing::AssertionResult matchesGolden(const GoldenExchange& exchange, const STR
     const STRING actual = masked(request);
     const char* const update = std::getenv("KINLOOM_UPDATE_GOLDEN");
     if (update && *update && STRING(update) != "0") {
-        test::writeFile(exchange.requestPath(), actual);
+        replaceFile(exchange.path(), actual + GoldenExchange::SEPARATOR + exchange.response());
         return testing::AssertionSuccess();
     }
-    if (!test::exists(exchange.requestPath()))
-        return testing::AssertionFailure() << "there is no " << exchange.requestPath() << "; what came:\n"
-                                           << differenceOf("", actual);
-    const STRING expected = test::readFile(exchange.requestPath());
+    if (!test::exists(exchange.path()))
+        return testing::AssertionFailure() << "there is no " << exchange.path() << "; what came:\n" << differenceOf("", actual);
+    const STRING expected = exchange.request();
     if (expected == actual)
         return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "not as in " << exchange.requestPath() << ":\n" << differenceOf(expected, actual);
+    return testing::AssertionFailure() << "not as in " << exchange.path() << ":\n" << differenceOf(expected, actual);
 }
 
 STRING differenceOf(const STRING& expected, const STRING& actual)

@@ -3,7 +3,12 @@
 #ifndef PLUGIN_SUPPORT_RECORDS_H
 #define PLUGIN_SUPPORT_RECORDS_H
 
-#include "W/WKinloomOAI.h"
+#include "W/WComment.h"
+#include "W/WContent.h"
+#include "W/WContentProvider.h"
+#include "W/WGroup.h"
+#include "W/WPerson.h"
+#include "W/WTypes.h"
 #include "support/TempDir.h"
 
 namespace kinloom_test {
@@ -12,6 +17,9 @@ namespace kinloom_test {
 inline const W::STRING APP_ID = "app-7";
 inline const W::STRING AUTH_TOKEN = "token-of-tv";
 inline const W::STRING DUID = "duid-0001";
+
+/// What is in the photo that is uploaded.
+inline const W::STRING PHOTO_FILE = "the bytes of a photo\n";
 
 /// The provider that the plugin goes by.
 W::WContentProvider kinloomProvider();
