@@ -2,6 +2,8 @@
 // Many calls at a time.
 #include "ClientFixture.h"
 
+#include "core/Descriptor.h"
+
 #include <atomic>
 #include <csignal>
 #include <poll.h>
@@ -144,15 +146,14 @@ TEST_F(LanesTest, CancelOfATransferHasItsProgressBeforeAndLeavesNoFile)
 
 TEST_F(LanesTest, AnEventLoopNeedsNoThreadToWait)
 {
+    const client::Descriptor bell(eventfd(0, EFD_CLOEXEC)); // outlives the lanes, whose threads ring it
     Lanes lanes(settings(), 2);
-    const int bell = eventfd(0, EFD_CLOEXEC);
     auto call = lanes.submit(ListGroups());
-    call.onEnd([&] { eventfd_write(bell, 1); });
-    pollfd event{bell, POLLIN, 0};
+    call.onEnd([&] { eventfd_write(bell.get(), 1); });
+    pollfd event{bell.get(), POLLIN, 0};
     EXPECT_EQ(poll(&event, 1, static_cast<int>(PATIENCE.count())), 1);
     EXPECT_TRUE(call.ended());
     EXPECT_TRUE(call.outcome().ok());
-    close(bell);
 }
 
 TEST_F(LanesTest, AWaitThatRunsOutLeavesTheCallAsItIs)
