@@ -103,7 +103,7 @@ private:
     void wait()
     {
         const int connection = accept(m_listener, nullptr, nullptr);
-        char byte;
+        char byte = 0;
         if (recv(connection, &byte, 1, 0) == 1)
             m_time = now();
         ::close(connection);

@@ -21,7 +21,10 @@ import sys
 GOALS = """parse_30 parse_1000 parse_10000 parse_groups_1000 parse_comments_1000 parse_gallery_1000 parse_vs_naive_1000 parse_rss
 parse_growth request_c1 request_c8 request_c64 request_cpu call_us call_share sign_us sign_us_changed download_tmpfs download_disk
 download_cpu upload upload_expect rss_flat rss_idle load_ms flush_10000 feed_1000_e2e
-service_page_1000""".split()
+service_page_1000 page_size page_first_photos page_month_jump page_longest_task page_memory page_upload
+tv_first_picture_cold tv_first_picture_warm tv_show_start tv_key_to_focus_p99 tv_month_jump tv_index_whole tv_longest_task
+tv_frames_dropped tv_elements tv_full_pictures tv_latest_slide tv_missing_slides tv_broken_shown tv_slides_heap_growth
+tv_slides_memory_growth tv_memory""".split()
 
 MARKS = ("<!-- figures: written by scripts/bench -->", "<!-- figures: end -->")
 

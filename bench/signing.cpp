@@ -45,7 +45,7 @@ void signHeaders(W::KLService& service)
 void signUnchanged(benchmark::State& state)
 {
     SignedIn service;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         signHeaders(*service);
 }
 
@@ -56,10 +56,11 @@ void signChanged(benchmark::State& state)
 {
     SignedIn service;
     std::vector<std::string> users;
+    users.reserve(CHANGES);
     for (int i = 0; i < CHANGES; ++i)
         users.push_back("a-user-identifier-of-some-length-" + std::to_string(i));
     std::size_t next = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         (*service).setUserID(users.at(next++));
         signHeaders(*service);
     }

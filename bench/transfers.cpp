@@ -203,6 +203,7 @@ private:
     {
         const auto speedOf = [this](const std::vector<double>& seconds) {
             std::vector<double> all;
+            all.reserve(seconds.size());
             for (const double time : seconds)
                 all.push_back(static_cast<double>(m_size) / MB / time);
             return summarise(all);

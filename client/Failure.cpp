@@ -77,17 +77,28 @@ std::string statusText(W::WSTATUS status, std::string_view address)
     return text;
 }
 
+std::string numbersOf(const CallFailure& failure)
+{
+    std::string text;
+    const auto add = [&](const std::string& word) { text.append(text.empty() ? "" : ", ").append(word); };
+    if (failure.status != W::WSTATUS_OK) {
+        add(W::WSTATUS2STRING(static_cast<unsigned int>(failure.status)));
+        add(std::to_string(failure.status));
+    }
+    const bool wellAnswered = failure.httpCode >= 200 && failure.httpCode <= 299; // what failed is not the answer's fault then
+    if (failure.httpCode != 0 && !wellAnswered)
+        add("HTTP " + std::to_string(failure.httpCode));
+    return text;
+}
+
 std::string CallFailure::text() const
 {
     std::string line = attempt;
     if (!line.empty())
         line += ": ";
     line += detail.empty() ? statusText(status, address) : detail;
-    if (status != W::WSTATUS_OK)
-        line.append(" (")
-            .append(W::WSTATUS2STRING(static_cast<unsigned int>(status)))
-            .append(", ")
-            .append(std::to_string(status)) += ")";
+    if (const std::string numbers = numbersOf(*this); !numbers.empty())
+        line.append(" (").append(numbers).append(")");
     const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
     std::replace_if(line.begin(), line.end(), isControl, '?');
     return line;

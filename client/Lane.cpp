@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "kinloom/Lane.h"
 
+#include "core/Retrying.h"
 #include "core/Turn.h"
 #include "helper/HelperLane.h"
 #include "kinloom/Route.h"
@@ -46,7 +47,7 @@ CallResult Lane::run(Operation operation, const CallOptions& options)
         state->finish(state->granted());
         return state->result();
     }
-    m_impl->engine->run(operation, *state);
+    runAgainAndAgain(*m_impl->engine, operation, *state);
     m_impl->turn.give();
     CallResult result = state->result();
     // A record from here is as one from a helper: without the function that fetches its file, which belongs to a plugin object

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "kinloom/Lanes.h"
 
+#include "core/Retrying.h"
 #include "helper/HelperLane.h"
 #include "kinloom/Route.h"
 #include "plugin/Execute.h"
@@ -66,7 +67,7 @@ void Lanes::Impl::work(std::size_t lane)
         const Queued next = takeNext();
         running[lane] = next.state;
         lock.unlock();
-        engine.run(next.operation, *next.state);
+        runAgainAndAgain(engine, next.operation, *next.state);
         lock.lock();
         running[lane] = nullptr;
         changed.notify_all(); // whose turn it is may have changed with the lanes that are free

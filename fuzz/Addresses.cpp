@@ -51,14 +51,16 @@ void serviceUrl(std::string_view input)
     const std::string text(input);
     W::HttpOptions options;
     options.connectTo = {text};
+    options.leadTo = {text};
     kinloom::addressOf(options);
     try {
         const kinloom::ServiceUrl read = kinloom::ServiceUrl::parse(text);
         require(kinloom::ServiceUrl::parse(read.text()).text() == read.text(), "an address reads back as it is written");
-        if (read.scheme != kinloom::endpoint().scheme)
-            return;
+        W::HttpOptions led;
+        kinloom::leadTo(led, text);
         W::ConfigFile file("kinloom/host.toml");
-        file.setClientOption("connect_to", kinloom::routeTo(text));
+        for (const W::ClientOption& option : W::clientOptions())
+            file.setClientOption(option.key, option.text(led));
         require(kinloom::addressOf(file.httpOptions()) == read.text(), "the way leads to the address");
     } catch (const kinloom::CallError& error) {
         require(error.failure().kind == kinloom::FailureKind::INVALID, "an address is read or refused");

@@ -22,7 +22,7 @@ auto members(const HttpOptions& o)
 {
     return std::tie(o.connectTo, o.connectTimeoutMs, o.stallTimeoutMs, o.stallBytesPerSecond, o.totalTimeoutMs, o.maxRedirects,
                     o.maxMemoryBody, o.maxFileBody, o.maxHeaderBytes, o.maxTransfers, o.maxConnectionsPerHost, o.maxRequests,
-                    o.downloadBufferBytes, o.uploadBufferBytes, o.userAgent, o.proxy);
+                    o.downloadBufferBytes, o.uploadBufferBytes, o.userAgent, o.proxy, o.leadTo, o.caFile);
 }
 
 bool onOneLine(const STRING& text)

@@ -4,6 +4,7 @@
 // Usage: fuzz_seeds FOLDER     makes FOLDER/TARGET/... for each target
 #include "SeedTexts.h"
 #include "Targets.h"
+#include "helper/Messages.h"
 #include "plugin/replies/Hostile.h"
 #include "replies/Samples.h"
 
@@ -11,6 +12,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 namespace {
 
@@ -54,6 +56,28 @@ Inputs hostileReplies()
     return inputs;
 }
 
+Inputs helperMessages()
+{
+    namespace message = kinloom::message;
+    kinloom::Settings settings;
+    settings.plugin = "libwkloai.so";
+    settings.options = {{"app_id", "a"}, {"AuthToken", "t"}, {"duid", "d"}};
+    W::WContent content;
+    content.setUID("7");
+    content.setComments(std::list<W::WComment>(2));
+    const kinloom::CallFailure failure{kinloom::FailureKind::FAILED, W::WSTATUS_UNREACHABLE, "sign in", "http://h", "why"};
+    Inputs inputs;
+    for (const message::Message& each :
+         {message::Message(message::Hello{}), message::Message(message::SetUp{settings}),
+          message::Message(message::Order{1, std::chrono::seconds(45), kinloom::ReadFeed{}}),
+          message::Message(message::Order{2, std::chrono::seconds(45), kinloom::DownloadFile{"http://h/x", "/tmp", "", "x"}}),
+          message::Message(message::Cancel{1}), message::Message(message::Begun{1}), message::Message(message::Moved{2, {1.5, 3}}),
+          message::Message(message::Warned{"not encrypted"}), message::Message(message::Ended{1, failure}),
+          message::Message(message::Ended{2, kinloom::CallValue(content)})})
+        inputs.push_back(message::encode(each));
+    return inputs;
+}
+
 const Inputs VERDICTS = {
     "<rsp><result><stat>ok</stat></result></rsp>",   "<rsp><result><stat>fail</stat><code>24</code><desc>d</desc></result></rsp>",
     "<rsp><stat>ok</stat><userId>u1</userId></rsp>", "<rsp userId='u1'><stat>ok</stat></rsp>",
@@ -86,9 +110,11 @@ int main(int argc, char** argv)
     }
     try {
         const Inputs documents = join({replies(), hostileReplies(), VERDICTS});
+        std::map<std::string, Inputs> seeds = fuzz::seedTexts();
+        seeds["helper_message"] = helperMessages();
         for (const fuzz::Target& target : fuzz::TARGETS) {
-            const auto texts = fuzz::seedTexts().find(target.name);
-            write(fs::path(argv[1]) / target.name, texts == fuzz::seedTexts().end() ? documents : texts->second);
+            const auto own = seeds.find(target.name);
+            write(fs::path(argv[1]) / target.name, own == seeds.end() ? documents : own->second);
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s: %s\n", argv[0], error.what());

@@ -145,6 +145,7 @@ const std::map<std::string, Inputs>& seedTexts()
         {"service_url", SERVICE_URLS},
         {"configuration", CONFIGURATIONS},
         {"request", REQUESTS},
+        {"http", REQUESTS},
         {"form", FORMS},
         {"multipart", MULTIPARTS},
     };

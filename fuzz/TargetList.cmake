@@ -19,10 +19,16 @@ set(KINLOOM_FUZZ_TARGETS
   configuration  configuration  toml.dict
   url            url            url.dict
   service_url    serviceUrl     url.dict
+  error_document errorDocument  reply.dict
+  helper_message helperMessage  text.dict
+  pairing_reply  pairingReply   error.dict
   request        request        request.dict
+  browser        browser        request.dict
+  http           http           http.dict
   form           form           form.dict
   multipart      multipart      multipart.dict
-  service_text   serviceText    text.dict)
+  service_text   serviceText    text.dict
+  picture        pictureHeader  picture.dict)
 
 # kinloom_fuzz_table(FOLDER): writes FOLDER/TargetTable.inc, the rows of the table in Targets.h, and FOLDER/targets, a line with name
 # and dictionary for each target.

@@ -41,15 +41,27 @@ void configuration(std::string_view input);
 void url(std::string_view input);
 /// The address of a service, as the command line is given it.
 void serviceUrl(std::string_view input);
+/// What the client library takes out of the body of a refusal.
+void errorDocument(std::string_view input);
+/// What a program and its helper processes say to each other.
+void helperMessage(std::string_view input);
+/// What a service answers to a device that is being paired.
+void pairingReply(std::string_view input);
 
 /// A request to the service: its first line and its headers.
 void request(std::string_view input);
+/// Headers of a browser: the lines are the cookie, the origin, the host, what it accepts, the path, and its name for itself.
+void browser(std::string_view input);
+/// The bytes of a connection to the service: a head, and a body in chunks behind it.
+void http(std::string_view input);
 /// A query or a body of a request, and documents with what it holds.
 void form(std::string_view input);
 /// The body of an upload: a line with its type, a line whose bytes are the sizes of the pieces that it comes in, and the body.
 void multipart(std::string_view input);
 /// Texts, dates, file names and faults that the service is given.
 void serviceText(std::string_view input);
+/// The header of a file that is said to be a picture: a letter for the format, and the file.
+void pictureHeader(std::string_view input);
 
 constexpr Target TARGETS[] = {
 #include "TargetTable.inc" // made of the list in TargetList.cmake

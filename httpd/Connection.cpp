@@ -12,6 +12,8 @@ namespace httpd {
 
 void Connection::hold() { m_watch.hold(m_socket); }
 
+const Counters& Connection::counters() const { return m_watch.counters(); }
+
 Connection::Event Connection::wait(int fd, std::chrono::milliseconds time) const
 {
     using Clock = std::chrono::steady_clock;

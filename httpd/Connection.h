@@ -8,6 +8,7 @@
 namespace httpd {
 
 class ConnectionWatch;
+struct Counters;
 class StopSignal;
 
 /// Given to whoever handles a request, and good until the request ends. Only for the thread that it is given to.
@@ -33,6 +34,8 @@ public:
     Event wait(int fd, std::chrono::milliseconds time = FOREVER) const;
 
     int socket() const { return m_socket; }
+    /// What the server has done so far.
+    const Counters& counters() const;
 
 private:
     int m_socket;

@@ -2,22 +2,19 @@
 #include "httpd/Exchange.h"
 
 #include "httpd/Address.h"
+#include "httpd/ChunkReader.h"
+#include "httpd/Forwarding.h"
 #include "httpd/Framing.h"
 #include "httpd/Sending.h"
 
-#include <cassert>
+#include <algorithm>
 #include <sys/socket.h>
 
 namespace httpd {
 
 namespace {
 
-MHD_Result addHeader(void* context, MHD_ValueKind, const char* name, std::size_t nameSize, const char* value, std::size_t valueSize)
-{
-    auto& headers = *static_cast<std::vector<Header>*>(context);
-    headers.push_back({std::string(name, nameSize), value == nullptr ? std::string() : std::string(value, valueSize)});
-    return MHD_YES;
-}
+constexpr unsigned FIRST_REFUSAL = 400; ///< from this status on a request has brought its client nothing
 
 /// Ends a connection with a reset.
 void resetConnection(int socket)
@@ -30,38 +27,25 @@ void resetConnection(int socket)
 
 } // namespace
 
-Exchange::Exchange(Serving& serving, std::string target) : m_serving(serving) { m_head.target = std::move(target); }
+Exchange::Exchange(Serving& serving, Transport& transport, Intake& intake, Incoming incoming)
+    : m_serving(serving),
+      m_transport(transport),
+      m_intake(intake),
+      m_incoming(std::move(incoming)),
+      m_head(m_incoming.head),
+      m_connection(transport.socket(), serving.watch, serving.closing)
+{
+    m_serving.watch.requestBegun(transport.socket());
+}
 
 Exchange::~Exchange()
 {
-    if (!m_connection)
-        return; // the headers never became whole
-    if (m_timeoutOff)
-        MHD_set_connection_option(m_mhd, MHD_CONNECTION_OPTION_TIMEOUT, idleSeconds(m_serving.limits));
     m_decision.reset();
     m_reply.reset();
-    m_serving.handler.ended(m_head, m_status, std::chrono::steady_clock::now() - m_begun);
-    m_serving.watch.requestEnded(m_connection->socket());
-}
-
-MHD_Result Exchange::handle(MHD_Connection* connection, const char* method, const char* data, std::size_t* size)
-{
-    m_mhd = connection;
-    try {
-        if (m_stage == Stage::HEAD)
-            return begin(method);
-        if (*size != 0) {
-            const std::string_view piece(data, *size);
-            *size = 0;
-            return take(piece);
-        }
-        if (m_stage == Stage::BODY)
-            guarded([&] { finish(); });
-        return send(m_closeAfter);
-    } catch (...) {
-        // Not even a refusal could be made. The library is C, and is only told to close the connection.
-        return MHD_NO;
-    }
+    m_serving.handler.ended(m_head, m_status, std::chrono::steady_clock::now() - m_incoming.begun);
+    if (m_counted)
+        m_serving.watch.forwardedEnded(m_network);
+    m_serving.watch.requestEnded(m_transport.socket());
 }
 
 /// Runs a step of the handler, which should not throw.
@@ -70,73 +54,125 @@ template <typename Step> void Exchange::guarded(Step step)
     try {
         step();
     } catch (...) {
-        refuse({MHD_HTTP_INTERNAL_SERVER_ERROR, "The server has failed."});
+        refuse({500, "The server has failed."});
     }
 }
 
-MHD_Result Exchange::begin(const char* method)
+bool Exchange::run()
 {
-    readHead(method);
-    m_serving.watch.requestBegun(m_connection->socket());
     check();
     if (!m_reply)
         guarded([&] { decide(); });
     if (m_decision && std::holds_alternative<Reset>(m_decision->what)) {
-        resetConnection(m_connection->socket());
-        return MHD_NO;
+        resetConnection(m_transport.socket());
+        m_reset = true;
+        return false;
     }
+    if (m_decision && m_decision->known)
+        m_serving.watch.worked(m_transport.socket());
     const bool tooLarge = m_head.bodySize && static_cast<std::uint64_t>(*m_head.bodySize) > m_dropLimit;
-    if (m_reply && (m_closeAfter || tooLarge))
+    // A client that waits for leave to send its body need not send it for nothing.
+    const bool spared = m_incoming.traits.waits && m_head.bodySize != 0;
+    if (m_reply && (m_closeAfter || tooLarge || spared))
         return send(true);
-    m_stage = m_reply ? Stage::DROPPING_BODY : Stage::BODY;
-    return MHD_YES;
-}
-
-void Exchange::readHead(const char* method)
-{
-    m_head.method = method;
-    m_head.address = addressText(MHD_get_connection_info(m_mhd, MHD_CONNECTION_INFO_CLIENT_ADDRESS)->client_addr);
-    MHD_get_connection_values_n(m_mhd, MHD_HEADER_KIND, &addHeader, &m_head.headers);
-    const int socket = MHD_get_connection_info(m_mhd, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-    m_connection.emplace(socket, m_serving.watch, m_serving.closing);
+    if (!readBody())
+        return m_reply && m_dropped > m_dropLimit && send(true);
+    if (!m_reply)
+        guarded([&] { finish(); });
+    return send(m_closeAfter);
 }
 
 /// What must hold before the handler is asked. After a request whose end is in doubt the connection is closed: what follows on it
 /// might be taken for the next request.
 void Exchange::check()
 {
+    if (m_incoming.fault)
+        return refuseForGood(*m_incoming.fault);
     const Framing framing = readFraming(m_head.headers);
-    if (framing.error != nullptr) {
-        m_closeAfter = true;
-        return refuse({MHD_HTTP_BAD_REQUEST, framing.error});
-    }
-    if (MHD_get_connection_info(m_mhd, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size > m_serving.limits.headerBytes) {
-        m_closeAfter = true;
-        return refuse({MHD_HTTP_REQUEST_HEADER_FIELDS_TOO_LARGE, "The headers are too large."});
-    }
+    if (framing.error != nullptr)
+        return refuseForGood({400, framing.error});
+    // Versions before 1.1 know no chunks: some readers of such a request would not see where it ends.
+    if (!framing.bodySize && !m_incoming.traits.chunks)
+        return refuseForGood({400, "The transfer encoding is not known."});
+    if (const char* const error = applyForwarding(m_head, m_serving.settings.trustedProxies); error != nullptr)
+        return refuseForGood({400, error});
     m_head.bodySize = framing.bodySize;
-    m_serving.watch.transferring(m_connection->socket(), m_head.bodySize.value_or(m_serving.limits.chunkedBytes));
-    if (!m_serving.rate.admit(m_head.address))
-        refuse({MHD_HTTP_TOO_MANY_REQUESTS, "Too many requests from this address."});
-}
-
-MHD_Result Exchange::take(std::string_view piece)
-{
-    if (m_stage == Stage::BODY)
-        guarded([&] { feed(piece); });
-    else
-        m_dropped += piece.size();
-    return m_dropped > m_dropLimit ? MHD_NO : MHD_YES;
+    m_serving.watch.transferring(m_transport.socket(), m_head.bodySize.value_or(m_serving.limits.chunkedBytes));
+    m_network = networkOf(m_head.address);
+    m_counted = m_head.forwarded && m_serving.watch.forwardedBegun(m_network);
+    if (m_head.forwarded && !m_counted)
+        refuse({429, "Too many requests at a time from this address."});
+    else if (!m_serving.rate.admit(m_network))
+        refuse({429, "Too many requests from this address."});
 }
 
 void Exchange::decide()
 {
-    m_decision.emplace(m_serving.handler.decide(m_head, *m_connection));
+    m_decision.emplace(m_serving.handler.decide(m_head, m_connection));
     m_dropLimit = m_decision->dropLimit;
     if (auto* const reply = std::get_if<Reply>(&m_decision->what))
         answer(std::move(*reply));
     else if (auto* const body = std::get_if<BodyInMemory>(&m_decision->what))
         collect(*body, {});
+}
+
+/// \return false when the rest of the body will not come, or is not waited for.
+bool Exchange::readBody()
+{
+    const bool any = m_head.bodySize != 0;
+    if (any && m_incoming.traits.waits && m_intake.bytes().empty() && !m_transport.write("HTTP/1.1 100 Continue\r\n\r\n"))
+        return false;
+    return m_head.bodySize ? readSized() : readChunks();
+}
+
+bool Exchange::readSized()
+{
+    auto left = static_cast<std::uint64_t>(*m_head.bodySize);
+    while (left > 0) {
+        const std::string_view there =
+            m_intake.bytes().substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(left, SIZE_MAX)));
+        if (there.empty()) {
+            if (!m_intake.fill())
+                return false;
+            continue;
+        }
+        if (!take(there))
+            return false;
+        left -= there.size();
+        m_intake.take(there.size());
+    }
+    return true;
+}
+
+bool Exchange::readChunks()
+{
+    ChunkReader reader;
+    while (reader.state() == ChunkReader::State::MORE) {
+        std::string_view rest = m_intake.bytes();
+        if (rest.empty()) {
+            if (!m_intake.fill())
+                return false;
+            continue;
+        }
+        const std::size_t there = rest.size();
+        const std::string_view piece = reader.take(rest);
+        if (!piece.empty() && !take(piece))
+            return false;
+        m_intake.take(there - rest.size());
+    }
+    if (reader.state() == ChunkReader::State::BROKEN)
+        refuseForGood({400, "The body is not made of chunks."});
+    return true;
+}
+
+/// \return false when too much has been dropped.
+bool Exchange::take(std::string_view piece)
+{
+    if (m_stage == Stage::WANTED)
+        guarded([&] { feed(piece); });
+    else
+        m_dropped += piece.size();
+    return m_dropped <= m_dropLimit;
 }
 
 void Exchange::feed(std::string_view data)
@@ -156,7 +192,7 @@ void Exchange::collect(BodyInMemory& body, std::string_view data)
     else if (body.tooLarge)
         answer(body.tooLarge());
     else
-        refuse({MHD_HTTP_CONTENT_TOO_LARGE, "The request is too large."});
+        refuse({413, "The request is too large."});
 }
 
 void Exchange::finish()
@@ -176,21 +212,31 @@ void Exchange::refuse(const Refusal& refusal)
     }
 }
 
+/// Refuses a request after which nothing can be read from the connection.
+void Exchange::refuseForGood(const Refusal& refusal)
+{
+    m_closeAfter = true;
+    refuse(refusal);
+}
+
 /// Settles what the request is answered with. What took its body goes now: what it holds is free before the client sees the reply.
 void Exchange::answer(Reply reply)
 {
     m_reply = std::move(reply);
-    m_stage = Stage::DROPPING_BODY;
+    m_stage = Stage::DROPPED;
     m_decision.reset();
 }
 
-MHD_Result Exchange::send(bool close)
+bool Exchange::send(bool close)
 {
-    m_stage = Stage::DONE;
-    assert(m_reply);
     m_status = m_reply->status;
-    m_timeoutOff = std::holds_alternative<StreamBody>(m_reply->body);
-    return Sender(m_mhd, *m_connection, m_serving.watch).send(*m_reply, close);
+    if (*m_status < FIRST_REFUSAL)
+        m_serving.watch.worked(m_transport.socket());
+    Sender::Manner manner;
+    manner.close = close || !m_incoming.traits.persistent || !m_serving.closing.sleepFor(std::chrono::milliseconds(0));
+    manner.headOnly = m_head.method == "HEAD";
+    manner.chunks = m_incoming.traits.chunks;
+    return Sender(m_transport, m_connection, m_serving.watch).send(*m_reply, manner);
 }
 
 } // namespace httpd

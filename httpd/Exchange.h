@@ -5,64 +5,85 @@
 
 #include "httpd/ConnectionWatch.h"
 #include "httpd/Handler.h"
-#include "httpd/Limits.h"
+#include "httpd/HeadParser.h"
+#include "httpd/Intake.h"
 #include "httpd/RateLimit.h"
+#include "httpd/Settings.h"
 #include "httpd/StopSignal.h"
-
-#include <microhttpd.h>
 
 namespace httpd {
 
 /// What all exchanges of a server share.
 struct Serving {
-    Serving(const Limits& given, Handler& user) : limits(given), handler(user), watch(given), rate(given.requestsPerSecond) {}
+    Serving(Settings given, Handler& user)
+        : settings(std::move(given)),
+          limits(settings.limits),
+          handler(user),
+          watch(limits, counters),
+          rate(limits.requestsPerSecond)
+    {
+    }
 
-    const Limits limits;
+    const Settings settings;
+    const Limits& limits;
     Handler& handler;
     StopSignal closing; ///< given when the server is being ended
+    Counters counters;
     ConnectionWatch watch;
     RateLimit rate;
 };
 
-/// The idle time as the HTTP library counts it.
-inline unsigned idleSeconds(const Limits& limits) { return static_cast<unsigned>((limits.idleTime.count() + 999) / 1000); }
+/// A request as it came.
+struct Incoming {
+    RequestHead head;
+    HeadTraits traits;
+    std::optional<Refusal> fault; ///< why it is refused before it is looked at
+    std::chrono::steady_clock::time_point begun;
+};
 
 /// Takes one request from its headers to its reply. Everything runs on the thread of its connection.
 class Exchange {
 public:
-    /// \param target the second word of the request line.
-    Exchange(Serving& serving, std::string target);
+    Exchange(Serving& serving, Transport& transport, Intake& intake, Incoming incoming);
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
     ~Exchange();
 
-    /// The library's calls for this request: once for the headers, then for each piece of the body, then once more for its end.
-    MHD_Result handle(MHD_Connection* connection, const char* method, const char* data, std::size_t* size);
+    /// \return whether another request can follow on the connection.
+    bool run();
+    /// \return whether the connection is to be left without a word: the client has had its reset.
+    bool isReset() const { return m_reset; }
 
 private:
-    enum class Stage { HEAD, BODY, DROPPING_BODY, DONE };
+    /// What the body is for.
+    enum class Stage { WANTED, DROPPED };
 
-    MHD_Result begin(const char* method);
-    void readHead(const char* method);
     void check();
     void decide();
-    MHD_Result take(std::string_view piece);
+    bool readBody();
+    bool readSized();
+    bool readChunks();
+    bool take(std::string_view piece);
     void feed(std::string_view data);
     void collect(BodyInMemory& body, std::string_view data);
     void finish();
     void refuse(const Refusal& refusal);
+    void refuseForGood(const Refusal& refusal);
     void answer(Reply reply);
-    MHD_Result send(bool close);
+    bool send(bool close);
     template <typename Step> void guarded(Step step);
 
     Serving& m_serving;
-    const std::chrono::steady_clock::time_point m_begun = std::chrono::steady_clock::now();
-    RequestHead m_head;
-    MHD_Connection* m_mhd = nullptr;
-    std::optional<Connection> m_connection; ///< from the head on
-    Stage m_stage = Stage::HEAD;
+    Transport& m_transport;
+    Intake& m_intake;
+    Incoming m_incoming;
+    RequestHead& m_head;
+    Connection m_connection;
+    Stage m_stage = Stage::WANTED;
     bool m_closeAfter = false;
-    bool m_timeoutOff = false;          ///< the HTTP library's time-out of the connection is off for the reply
+    std::string m_network;  ///< of the client, as limits count it
+    bool m_counted = false; ///< among the forwarded requests of its network
+    bool m_reset = false;
     std::optional<Decision> m_decision; ///< while the body is wanted
     std::uint64_t m_dropLimit = Decision::DROP_LIMIT;
     std::uint64_t m_dropped = 0;

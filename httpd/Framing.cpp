@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "httpd/Framing.h"
 
+#include "httpd/Address.h"
 #include "httpd/Text.h"
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -26,10 +28,22 @@ std::vector<std::string_view> valuesOf(const std::vector<Header>& headers, std::
     return values;
 }
 
+/// \return whether a value holds what ends a line or a text for some readers, or any other control character.
+bool holdsControl(std::string_view value)
+{
+    return std::any_of(value.begin(), value.end(), [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; });
+}
+
 } // namespace
 
 Framing readFraming(const std::vector<Header>& headers)
 {
+    for (const Header& header : headers) {
+        if (!isToken(header.name))
+            return {"A header has no name, or one that holds what no name may."};
+        if (holdsControl(header.value))
+            return {"The value of a header holds a control character."};
+    }
     const auto lengths = valuesOf(headers, LENGTH);
     const auto encodings = valuesOf(headers, ENCODING);
     if (lengths.size() + encodings.size() > 1)
@@ -40,11 +54,14 @@ Framing readFraming(const std::vector<Header>& headers)
         if (valuesOf(headers, name).size() > 1)
             return {"A header is there twice."};
     }
+    const auto hosts = valuesOf(headers, "Host");
+    if (!hosts.empty() && !isHostHeader(trim(hosts[0])))
+        return {"The Host header is malformed."};
     if (!encodings.empty())
         return {nullptr, std::nullopt};
     if (lengths.empty())
         return {};
-    const auto length = parseSize(trim(lengths[0]));
+    const auto length = parseDecimal<std::int64_t>(trim(lengths[0]));
     if (!length)
         return {"The content length is not a number."};
     return {nullptr, length};

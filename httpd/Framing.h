@@ -13,7 +13,8 @@ struct Framing {
 };
 
 /// Reads how long the body is. Refuses two lengths, a length beside chunks, other encodings than chunks, lengths that are no
-/// number, and headers that must not stand twice.
+/// number, headers that must not stand twice, names that are empty or hold blanks, values that hold control characters, and a Host
+/// that is none.
 Framing readFraming(const std::vector<Header>& headers);
 
 } // namespace httpd

@@ -49,11 +49,14 @@ struct Decision {
 
     std::variant<Reply, BodyInMemory, std::unique_ptr<BodySink>, Reset> what; ///< a reply drops the body
     std::uint64_t dropLimit = DROP_LIMIT;
+    /// The handler knows whose request it is: the connection counts as one that works from here on, and not only from a reply that
+    /// refuses nothing.
+    bool known = false;
 };
 
 /// A request that the server refuses without asking.
 struct Refusal {
-    unsigned status;    ///< 400, 413, 429, 431, or 500 when the handler has thrown something
+    unsigned status;    ///< 400, 413, 429, 431, 505, or 500 when the handler has thrown something
     const char* reason; ///< a sentence
 };
 
@@ -71,7 +74,8 @@ public:
     /// answered with a refusal, 500.
     virtual Decision decide(const RequestHead& head, Connection& connection) = 0;
 
-    /// The reply to a request that the server refuses; a line of text unless it is overridden.
+    /// The reply to a request that the server refuses; a line of text unless it is overridden. Of a head that cannot be read, parts
+    /// may be missing.
     virtual Reply refusal(const RequestHead& head, const Refusal& refusal);
 
     /// A request has ended; its sink and source are gone already. \param status that of the reply; nothing when there was none.

@@ -2,12 +2,13 @@
 #include "httpd/Listener.h"
 
 #include "httpd/Address.h"
+#include "httpd/AddressRange.h"
 #include "httpd/Text.h"
 
 #include <cerrno>
 #include <memory>
 #include <netdb.h>
-#include <netinet/in.h>
+#include <optional>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <system_error>
@@ -23,25 +24,28 @@ struct HostAndPort {
     std::string port;
 };
 
-HostAndPort splitAddress(const std::string& text)
+std::optional<HostAndPort> splitAddress(const std::string& text)
 {
     const auto colon = text.rfind(':');
     const std::string host = text.substr(0, colon);
     const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
-    const auto port = colon == std::string::npos ? std::nullopt : parsePort(std::string_view(text).substr(colon + 1));
+    const auto port =
+        colon == std::string::npos ? std::nullopt : parseDecimal<std::uint16_t>(std::string_view(text).substr(colon + 1));
     if (!port || host.empty() || (!bracketed && host.find(':') != std::string::npos))
-        throw std::runtime_error("'" + text + "' is not an address; it looks like 127.0.0.1:8750 or [::1]:8750");
-    return {bracketed ? host.substr(1, host.size() - 2) : host, std::to_string(*port)};
+        return std::nullopt;
+    return HostAndPort{bracketed ? host.substr(1, host.size() - 2) : host, std::to_string(*port)};
 }
 
 UniqueFd listenOn(const std::string& address)
 {
-    const HostAndPort parts = splitAddress(address);
+    const auto parts = splitAddress(address);
+    if (!parts)
+        throw std::runtime_error("'" + address + "' " + Listener::complaintAbout(address));
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
     addrinfo* found = nullptr;
-    if (const int error = ::getaddrinfo(parts.host.c_str(), parts.port.c_str(), &hints, &found); error != 0)
+    if (const int error = ::getaddrinfo(parts->host.c_str(), parts->port.c_str(), &hints, &found); error != 0)
         throw std::runtime_error("cannot listen on " + address + ": " + ::gai_strerror(error));
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(found, &::freeaddrinfo);
     int error = 0;
@@ -58,6 +62,11 @@ UniqueFd listenOn(const std::string& address)
 
 } // namespace
 
+std::string Listener::complaintAbout(const std::string& address)
+{
+    return splitAddress(address) ? "" : "is not an address; it looks like 127.0.0.1:8750 or [::1]:8750";
+}
+
 Listener::Listener(const std::string& address) : m_socket(listenOn(address))
 {
     sockaddr_storage storage{};
@@ -66,13 +75,8 @@ Listener::Listener(const std::string& address) : m_socket(listenOn(address))
     if (::getsockname(m_socket.get(), name, &length) != 0)
         throw std::system_error(errno, std::generic_category(), "cannot look at the listening socket");
     const std::string text = addressText(name);
-    if (storage.ss_family == AF_INET6) {
-        const auto* const v6 = reinterpret_cast<const sockaddr_in6*>(&storage);
-        m_address = "[" + text + "]:" + std::to_string(ntohs(v6->sin6_port));
-    } else {
-        const auto* const v4 = reinterpret_cast<const sockaddr_in*>(&storage);
-        m_address = text + ":" + std::to_string(ntohs(v4->sin_port));
-    }
+    m_address = authorityOf(text, portOf(name));
+    m_onPrivate = isPrivate(text);
     m_onLoopback = isLoopback(text);
 }
 

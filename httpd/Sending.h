@@ -5,29 +5,34 @@
 
 #include "httpd/ConnectionWatch.h"
 #include "httpd/Reply.h"
-
-#include <microhttpd.h>
+#include "httpd/Transport.h"
 
 namespace httpd {
 
-/// Hands one reply to the HTTP library.
+/// Writes one reply.
 class Sender {
 public:
-    Sender(MHD_Connection* mhd, Connection& connection, ConnectionWatch& watch)
-        : m_mhd(mhd), m_connection(connection), m_watch(watch)
+    /// How a reply goes out.
+    struct Manner {
+        bool close = false;    ///< the connection is closed after it, and the client is told so
+        bool headOnly = false; ///< the client wants no body
+        bool chunks = true;    ///< the client understands chunks; without them a body of unknown length ends with the connection
+    };
+
+    Sender(Transport& transport, Connection& connection, ConnectionWatch& watch)
+        : m_transport(transport), m_connection(connection), m_watch(watch)
     {
     }
 
-    /// Takes text or file out of the reply; the source of a stream stays there, and must stay until the request ends.
-    /// \param close the connection is closed after the reply. \return the library's verdict.
-    MHD_Result send(Reply& reply, bool close);
+    /// \return false when the client has not got all of it, or cannot be sent another one.
+    bool send(Reply& reply, Manner manner);
 
 private:
-    MHD_Response* responseOf(std::string& text);
-    MHD_Response* responseOf(FileBody& body);
-    MHD_Response* responseOf(StreamBody& body);
+    bool sendBody(const std::string& text, bool chunks);
+    bool sendBody(const FileBody& file, bool chunks);
+    bool sendBody(const StreamBody& stream, bool chunks);
 
-    MHD_Connection* m_mhd;
+    Transport& m_transport;
     Connection& m_connection;
     ConnectionWatch& m_watch;
 };

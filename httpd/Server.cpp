@@ -1,110 +1,170 @@
 // SPDX-License-Identifier: MIT
 #include "httpd/Server.h"
 
-#include "httpd/Exchange.h"
+#include "httpd/Address.h"
+#include "httpd/Session.h"
+#include "httpd/Tls.h"
 
-#include <microhttpd.h>
-#include <stdexcept>
+#include <cerrno>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <thread>
 
 namespace httpd {
 
 namespace {
 
-constexpr std::chrono::milliseconds FAREWELL{1000}; ///< what running requests may still take when the server ends
-constexpr std::size_t MEMORY_PER_CONNECTION = 256 * 1024;
-constexpr std::size_t MEMORY_INCREMENT = 16 * 1024;
+constexpr std::chrono::milliseconds FAREWELL{1000};  ///< what running requests may still take when the server ends
+constexpr std::chrono::milliseconds SHORTAGE{50};    ///< what is waited when the system gives no more descriptors or threads
 constexpr unsigned REMOTE_REQUESTS_PER_SECOND = 500; ///< from one address, when others than this computer can connect
 
-Limits withDefaults(Limits limits, const Listener& listener)
+Settings withDefaults(Settings settings, const Listener& listener)
 {
-    if (limits.requestsPerSecond == 0 && !listener.isOnLoopback())
-        limits.requestsPerSecond = REMOTE_REQUESTS_PER_SECOND;
-    return limits;
+    if (settings.limits.requestsPerSecond == 0 && !listener.isOnLoopback())
+        settings.limits.requestsPerSecond = REMOTE_REQUESTS_PER_SECOND;
+    return settings;
 }
-
-int socketOf(MHD_Connection* connection)
-{
-    return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-}
-
-/// Called with the raw request line before anything else is known; what it returns is the exchange's place in the library.
-void* beginExchange(void* context, const char* target, MHD_Connection*)
-{
-    return std::make_unique<Exchange>(*static_cast<Serving*>(context), target).release();
-}
-
-MHD_Result handleRequest(void*, MHD_Connection* connection, const char*, const char* method, const char*, const char* data,
-                         std::size_t* size, void** exchange)
-{
-    return static_cast<Exchange*>(*exchange)->handle(connection, method, data, size);
-}
-
-void endExchange(void*, MHD_Connection*, void** exchange, MHD_RequestTerminationCode)
-{
-    delete static_cast<Exchange*>(*exchange);
-    *exchange = nullptr;
-}
-
-void noteConnection(void* context, MHD_Connection* connection, void**, MHD_ConnectionNotificationCode code)
-{
-    ConnectionWatch& watch = static_cast<Serving*>(context)->watch;
-    if (code == MHD_CONNECTION_NOTIFY_STARTED)
-        watch.opened(socketOf(connection));
-    else
-        watch.closed(socketOf(connection));
-}
-
-/// Paths and queries are handed on as they were sent.
-std::size_t leaveEscaped(void*, MHD_Connection*, char* text) { return std::char_traits<char>::length(text); }
 
 } // namespace
 
-struct Server::Daemon {
-    Daemon(const Listener& listener, const Limits& limits, Handler& handler)
-        : address(listener.address()), serving(withDefaults(limits, listener), handler)
+/// The server behind its interface: one thread takes connections, and each gets a thread of its own.
+class Server::Daemon {
+public:
+    Daemon(Listener listener, Settings settings, Handler& handler)
+        : m_address(listener.address()), m_serving(withDefaults(std::move(settings), listener), handler)
     {
+        if (m_serving.settings.tls)
+            m_tls = std::make_unique<Tls>(*m_serving.settings.tls);
+        m_listening = listener.release();
+        m_acceptor = std::thread([this] { accept(); });
+    }
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+    ~Daemon()
+    {
+        m_serving.closing.give();
+        m_acceptor.join();
+        m_serving.watch.waitForRequests(FAREWELL);
+        m_serving.handler.stopping();
+        m_serving.watch.endAll();
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_allEnded.wait(lock, [this] { return m_running == 0; });
     }
 
-    std::string address;
-    Serving serving;
-    MHD_Daemon* mhd = nullptr;
+    const std::string& address() const { return m_address; }
+
+    bool reloadTls()
+    {
+        if (m_tls)
+            m_tls->reload();
+        return m_tls != nullptr;
+    }
+
+private:
+    void accept()
+    {
+        for (;;) {
+            pollfd events[] = {{m_listening.get(), POLLIN, 0}, {m_serving.closing.fd(), POLLIN, 0}};
+            if (::poll(events, 2, -1) < 0 && errno != EINTR)
+                return;
+            if (events[1].revents != 0)
+                return;
+            try {
+                acceptOne();
+            } catch (const std::exception&) {
+                // Memory is short: this connection is closed, and others may find some.
+                m_serving.closing.sleepFor(SHORTAGE);
+            }
+        }
+    }
+
+    void acceptOne()
+    {
+        sockaddr_storage storage{};
+        auto* const name = reinterpret_cast<sockaddr*>(&storage);
+        socklen_t length = sizeof storage;
+        UniqueFd socket(::accept4(m_listening.get(), name, &length, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!socket) {
+            if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+                m_serving.closing.sleepFor(SHORTAGE);
+            return;
+        }
+        const int on = 1;
+        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        Peer peer{addressText(name), portOf(name), ++m_connections};
+        if (m_serving.watch.opened(socket.get(), peer.address, isInAny(m_serving.settings.trustedProxies, peer.address)))
+            begin(std::move(socket), std::move(peer));
+    }
+
+    void begin(UniqueFd socket, Peer peer)
+    {
+        const int number = socket.release();
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            ++m_running;
+        }
+        try {
+            std::thread([this, number, peer = std::move(peer)]() mutable { serve(UniqueFd(number), std::move(peer)); }).detach();
+        } catch (const std::exception&) {
+            // The system has no thread for it, or no memory.
+            close(UniqueFd(number));
+        }
+    }
+
+    void serve(UniqueFd socket, Peer peer)
+    {
+        try {
+            const auto idleTime = m_serving.limits.idleTime;
+            const auto transport = m_tls ? m_tls->accept(socket.get(), idleTime, m_serving.counters)
+                                         : std::make_unique<Transport>(socket.get(), idleTime, m_serving.counters);
+            Session(m_serving, *transport, std::move(peer)).run();
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
+            // Not even a refusal could be made: memory is short. The connection is closed, and the others go on.
+        }
+        close(std::move(socket));
+    }
+
+    void close(UniqueFd socket)
+    {
+        m_serving.watch.closed(socket.get());
+        socket.reset();
+        // With the lock: the server may be gone as soon as it is given back.
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (--m_running == 0)
+            m_allEnded.notify_all();
+    }
+
+    const std::string m_address;
+    Serving m_serving;
+    std::unique_ptr<Tls> m_tls;
+    UniqueFd m_listening;
+    std::uint64_t m_connections = 0; ///< so far; of the thread that takes them
+    std::mutex m_mutex;
+    std::condition_variable m_allEnded;
+    std::size_t m_running = 0; ///< threads of connections; guarded by m_mutex
+    std::thread m_acceptor;
 };
 
 Server::Server(Listener listener, const Limits& limits, Handler& handler)
-    : m_daemon(std::make_unique<Daemon>(listener, limits, handler))
+    : Server(std::move(listener), Settings{limits, std::nullopt, {}}, handler)
 {
-    UniqueFd socket = listener.release();
-    Serving* const serving = &m_daemon->serving;
-    const unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL | MHD_USE_ITC;
-    m_daemon->mhd = MHD_start_daemon(flags, 0, nullptr, nullptr, &handleRequest, nullptr,              //
-                                     MHD_OPTION_LISTEN_SOCKET, socket.get(),                           //
-                                     MHD_OPTION_CONNECTION_LIMIT, limits.connections,                  //
-                                     MHD_OPTION_PER_IP_CONNECTION_LIMIT, limits.connectionsPerAddress, //
-                                     MHD_OPTION_CONNECTION_TIMEOUT, idleSeconds(limits),               //
-                                     MHD_OPTION_CONNECTION_MEMORY_LIMIT, MEMORY_PER_CONNECTION,        //
-                                     MHD_OPTION_CONNECTION_MEMORY_INCREMENT, MEMORY_INCREMENT,         //
-                                     MHD_OPTION_URI_LOG_CALLBACK, &beginExchange, serving,             //
-                                     MHD_OPTION_NOTIFY_COMPLETED, &endExchange, nullptr,               //
-                                     MHD_OPTION_NOTIFY_CONNECTION, &noteConnection, serving,           //
-                                     MHD_OPTION_UNESCAPE_CALLBACK, &leaveEscaped, nullptr,             //
-                                     MHD_OPTION_STRICT_FOR_CLIENT, 1,                                  //
-                                     MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1,                             //
-                                     MHD_OPTION_END);
-    if (m_daemon->mhd == nullptr)
-        throw std::runtime_error("cannot start the HTTP server on " + address());
-    socket.release(); // the library closes it
 }
 
-Server::~Server()
+Server::Server(Listener listener, Settings settings, Handler& handler)
+    : m_daemon(std::make_unique<Daemon>(std::move(listener), std::move(settings), handler))
 {
-    const UniqueFd listening(MHD_quiesce_daemon(m_daemon->mhd));
-    Serving& serving = m_daemon->serving;
-    serving.closing.give();
-    serving.watch.waitForRequests(FAREWELL);
-    serving.handler.stopping();
-    MHD_stop_daemon(m_daemon->mhd);
 }
 
-const std::string& Server::address() const { return m_daemon->address; }
+Server::~Server() = default;
+
+const std::string& Server::address() const { return m_daemon->address(); }
+
+bool Server::reloadTls() { return m_daemon->reloadTls(); }
 
 } // namespace httpd

@@ -16,20 +16,23 @@
 #define HTTPD_SERVER_H
 
 #include "httpd/Handler.h"
-#include "httpd/Limits.h"
 #include "httpd/Listener.h"
+#include "httpd/Settings.h"
 
 #include <memory>
 
 namespace httpd {
 
-/// Serves HTTP/1.1 from construction to destruction, each connection on a thread of its own.
+/// Serves HTTP/1.1, plain or over TLS, from construction to destruction, each connection on a thread of its own.
 ///
-/// Before a handler is asked, a request is checked: its framing, the size of its headers, the rate of its address. The process must
-/// ignore SIGPIPE.
+/// Before a handler is asked, a request is checked: its syntax and framing, the size of its headers, the rate of its address. The
+/// process must ignore SIGPIPE.
 class Server {
 public:
-    /// The handler must outlive the server. Throws std::runtime_error when the server cannot be started.
+    /// The handler must outlive the server. Throws std::runtime_error when the server cannot be started, with a sentence that names
+    /// the file where its certificate or its key cannot be used.
+    Server(Listener listener, Settings settings, Handler& handler);
+    /// Over plain HTTP, and with no proxy before it.
     Server(Listener listener, const Limits& limits, Handler& handler);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -40,8 +43,12 @@ public:
     /// "ADDR:PORT", the port being the real one.
     const std::string& address() const;
 
+    /// Reads certificate and key again, for the connections to come; those that are there go on. Throws std::runtime_error with a
+    /// sentence when they cannot be used: nothing changes then. \return false, with nothing done, without encryption.
+    bool reloadTls();
+
 private:
-    struct Daemon;
+    class Daemon;
     std::unique_ptr<Daemon> m_daemon;
 };
 

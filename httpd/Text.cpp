@@ -2,24 +2,12 @@
 #include "httpd/Text.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace httpd {
 
 namespace {
 
 char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-template <typename Number> std::optional<Number> parseDigits(std::string_view text)
-{
-    Number value{};
-    if (text.empty() || text[0] < '0' || text[0] > '9')
-        return std::nullopt;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return value;
-}
 
 } // namespace
 
@@ -36,8 +24,21 @@ std::string_view trim(std::string_view text)
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-std::optional<std::int64_t> parseSize(std::string_view text) { return parseDigits<std::int64_t>(text); }
+bool isToken(std::string_view text)
+{
+    constexpr std::string_view MARKS = "!#$%&'*+-.^_`|~";
+    return !text.empty() && std::all_of(text.begin(), text.end(), [&](char c) {
+        const char letter = lowerCase(c);
+        return (letter >= 'a' && letter <= 'z') || (c >= '0' && c <= '9') || MARKS.find(c) != std::string_view::npos;
+    });
+}
 
-std::optional<std::uint16_t> parsePort(std::string_view text) { return parseDigits<std::uint16_t>(text); }
+int hexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    const char letter = lowerCase(c);
+    return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
+}
 
 } // namespace httpd

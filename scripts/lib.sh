@@ -107,13 +107,15 @@ only_what_matters() {
     done
 }
 
-# test_preset PRESET [ctest option...]: runs the tests of a built preset. Shows what failed and CTest's own summary.
+# test_preset PRESET [ctest option...]: runs the tests of a built preset, half as many again at a time as there are jobs, since much of
+# what tests of whole programs do is wait. Shows what failed and CTest's own summary.
 test_preset() {
     local preset=$1 status=0
     shift
     cd "$root"
     mkdir -p "$logs"
-    { ctest --preset "$preset" --parallel "$jobs" "$@" </dev/null 2>&1 || echo "$?" >"$logs/$preset-test.status"; } |
+    rm -f "$logs/$preset-test.status" # of a run that was broken off
+    { ctest --preset "$preset" --parallel $((jobs + (jobs + 1) / 2)) "$@" </dev/null 2>&1 || echo "$?" >"$logs/$preset-test.status"; } |
         tee "$logs/$preset-test.log" | only_what_matters
     if [ -e "$logs/$preset-test.status" ]; then
         read -r status <"$logs/$preset-test.status"

@@ -1,26 +1,27 @@
 // SPDX-License-Identifier: MIT
 // The program's command line.
+#include "Administration.h"
+#include "commandline/Command.h"
+#include "commandline/Mistake.h"
 #include "commands/Commands.h"
+#include "core/Text.h"
+#include "core/TimeZone.h"
+#include "httpd/Listener.h"
 #include "operations/Faults.h"
+#include "pictures/PictureProcess.h"
+#include "pictures/PictureProgram.h"
 
-#include <CLI/CLI.hpp>
+#include <cstdint>
 #include <cstdio>
-#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
 using namespace kinloomd;
-
-/// The command that was chosen; run when the whole command line is understood.
-using Command = std::function<int()>;
-
-template <typename Run> Command done(Run run)
-{
-    return [run] {
-        run();
-        return static_cast<int>(EXIT_DONE);
-    };
-}
+using commandline::Command;
 
 std::string checkFault(const std::string& text)
 {
@@ -32,219 +33,259 @@ std::string checkFault(const std::string& text)
     }
 }
 
-std::string checkPublicUrl(const std::string& url)
+std::string checkAddresses(const std::string& text)
 {
-    const bool known = url.compare(0, 7, "http://") == 0 || url.compare(0, 8, "https://") == 0;
-    const auto authority = url.find("//") + 2;
-    if (!known || url.size() == authority || url.find_first_of("/?# \"<>", authority) != std::string::npos)
-        return "needs a scheme and a host, such as http://photos.example:8750, without a slash at its end";
-    return {};
+    return httpd::AddressRange::parse(text) ? "" : "needs an address, or several as in 10.0.0.0/8";
+}
+
+std::vector<httpd::AddressRange> rangesOf(const std::vector<std::string>& texts)
+{
+    std::vector<httpd::AddressRange> ranges;
+    ranges.reserve(texts.size());
+    for (const std::string& text : texts)
+        ranges.push_back(*httpd::AddressRange::parse(text));
+    return ranges;
+}
+
+/// What people look for in vain.
+const std::vector<commandline::Elsewhere>& elsewhere()
+{
+    static const std::vector<commandline::Elsewhere> all = {
+        {{"group", "create"}, "people make groups: 'kinloom group create', from a device of the master's"},
+        {{"group", "rename"}, "a group keeps its name and description"},
+        {{"group", "delete"}, "people delete groups: 'kinloom group delete', from a device of the master's"},
+        {{"group", "remove"}, "people delete groups: 'kinloom group delete', from a device of the master's"},
+        {{"content", "list"}, "'kinloom feed GROUP' lists contents"},
+        {{"content", "delete"}, "people delete contents: 'kinloom content delete'"},
+        {{"comment"}, "people write and delete comments: 'kinloom comment --help' tells how"},
+        {{"help"}, "'kinloomd --help' shows all commands, 'kinloomd COMMAND --help' tells of one, 'man kinloomd' of everything"},
+        {{"version"}, "'kinloomd --version' prints it"},
+    };
+    return all;
 }
 
 struct Arguments {
     ServeArguments serve;
-    std::string name;
-    std::string group;
-    std::string phone;
-    std::string file;
+    httpd::TlsFiles tls;
+    std::vector<std::string> trustedProxies;
+    std::vector<std::string> metricsFrom;
     EventArguments event;
     ContentArguments content;
-    unsigned long long idleMs = 0;
-    unsigned long long headerMs = 0;
-    unsigned long long slotSeconds = 0;
+    std::string backup; ///< its folder
+    int replyShape = static_cast<int>(ReplyShape::ELEMENTS);
+    std::uint64_t idleMs = 0;
+    std::uint64_t headerMs = 0;
+    std::uint64_t slotSeconds = 0;
+
+    std::string& data() { return serve.service.dataFolder; }
 };
 
-void dataOption(CLI::App& app, Arguments& arguments)
+int serveAsAsked(Arguments& arguments)
 {
-    app.add_option("--data", arguments.serve.service.dataFolder, "the folder that holds everything")->required()->type_name("DIR");
+    const httpd::TlsFiles& tls = arguments.tls;
+    if (tls.certificate.empty() != tls.key.empty()) {
+        std::fprintf(stderr, "kinloomd: --tls-certificate and --tls-key belong together: %s is missing\n",
+                     tls.key.empty() ? "--tls-key" : "--tls-certificate");
+        return EXIT_USAGE;
+    }
+    if (!tls.key.empty())
+        arguments.serve.http.tls = tls;
+    return serve(arguments.serve);
 }
 
-void defineServe(CLI::App& program, Arguments& arguments, Command& command)
+/// \return the exit code.
+int complain(const std::exception& error, int exitCode)
 {
-    auto& app = *program.add_subcommand("serve", "serve until SIGTERM or SIGINT");
+    std::fprintf(stderr, "kinloomd: %s\n", visibleSentence(error.what()).c_str());
+    return exitCode;
+}
+
+std::string checkTimeZone(const std::string& name)
+{
+    if (name.empty())
+        return "needs a name such as Europe/Berlin";
+    try {
+        const TimeZone zone(name);
+        return {};
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+}
+
+void timeZoneOption(Command app, std::string& name)
+{
+    app.option("--time-zone", name, "where pictures were taken whose camera did not note it, such as Europe/Berlin [the system's]")
+        .typeName("ZONE")
+        .check(checkTimeZone);
+}
+
+void defineServe(Command program, Arguments& arguments, Action& action)
+{
+    const Command app = program.command("serve", "serve until SIGTERM or SIGINT; SIGHUP reads the certificate again");
     Options& options = arguments.serve.service;
     Limits& limits = options.limits;
-    httpd::Limits& http = arguments.serve.http;
-    dataOption(app, arguments);
-    app.add_option("--listen", arguments.serve.listenAddress, "where to listen; port 0 takes a free one")
-        ->type_name("ADDR:PORT")
-        ->capture_default_str();
-    app.add_option("--public-url", options.publicUrl, "scheme and host of addresses in replies [the host that each request names]")
-        ->type_name("URL")
-        ->check(checkPublicUrl);
-    app.add_option("--reply-shape", options.replyShape, "how replies hold their fields")
-        ->type_name("elements|attributes")
-        ->transform(CLI::Transformer(
-            std::map<std::string, ReplyShape>{{"elements", ReplyShape::ELEMENTS}, {"attributes", ReplyShape::ATTRIBUTES}}))
-        ->check(CLI::IsMember({ReplyShape::ELEMENTS, ReplyShape::ATTRIBUTES}));
-    app.add_option("--fault", options.faults, "misbehave, for tests: OPERATION:WHAT[,WHAT...][*TIMES]; may be repeated")
-        ->type_name("RULE")
-        ->check(checkFault)
-        ->allow_extra_args(false);
-    app.add_flag("--control", options.control, "let programs on this computer set faults and read hit counts under /control/");
-    app.add_flag("--log-requests", options.logRequests, "write a line for each request on standard error");
-    app.add_option("--max-upload", limits.uploadBytes, "largest file")->type_name("BYTES")->capture_default_str();
-    app.add_option("--max-form", limits.formBytes, "largest other body")->type_name("BYTES")->capture_default_str();
-    app.add_option("--max-headers", http.headerBytes, "largest headers")->type_name("BYTES")->capture_default_str();
-    app.add_option("--max-pixels", limits.pixels, "largest picture")->type_name("PIXELS")->capture_default_str();
-    app.add_option("--max-connections", http.connections, "connections in all")->type_name("N")->capture_default_str();
-    app.add_option("--max-connections-per-address", http.connectionsPerAddress, "connections from one address")
-        ->type_name("N")
-        ->capture_default_str();
-    app.add_option("--max-rate", http.requestsPerSecond, "requests a second from one address [no limit on loopback, else 500]")
-        ->type_name("N");
-    app.add_option("--idle-timeout", arguments.idleMs, "time without a byte before a connection is closed [30000]")
-        ->type_name("MS");
-    app.add_option("--request-timeout", arguments.headerMs, "time for the headers of a request [60000]")->type_name("MS");
-    app.add_option("--min-rate", http.bytesPerSecond, "slowest transfer that is put up with, in bytes a second")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
-    app.add_option("--slot-lifetime", arguments.slotSeconds, "time to keep a place for an upload that was announced [3600]")
-        ->type_name("SECONDS");
-    app.callback([&] {
+    httpd::Limits& http = arguments.serve.http.limits;
+    dataOption(app, arguments.data());
+    app.option("--listen", arguments.serve.listenAddress, "where to listen; port 0 takes a free one")
+        .typeName("ADDR:PORT")
+        .check(httpd::Listener::complaintAbout)
+        .showDefault();
+    app.option("--public-url", options.publicUrl, "scheme and host of addresses in replies [the host that each request names]")
+        .typeName("URL")
+        .check(checkPublicUrl);
+    app.option("--web", options.webFolder, "the folder of the family's page; 'none' goes without [what is installed]")
+        .typeName("DIR");
+    app.option("--reply-shape", arguments.replyShape, "how replies hold their fields")
+        .typeName("elements|attributes")
+        .among({{"elements", static_cast<int>(ReplyShape::ELEMENTS)}, {"attributes", static_cast<int>(ReplyShape::ATTRIBUTES)}});
+    app.option("--fault", options.faults, "misbehave, for tests: OPERATION:WHAT[,WHAT...][*TIMES]; may be repeated")
+        .typeName("RULE")
+        .check(checkFault)
+        .oneAtATime();
+    app.flag("--control", options.control, "let programs on this computer set faults and read hit counts under /control/");
+    app.flag("--log-requests", options.logRequests, "write a line for each request on standard error");
+    app.option("--tls-certificate", arguments.tls.certificate,
+               "speak https with the certificate in this file, and those that lead to it")
+        .typeName("FILE");
+    app.option("--tls-key", arguments.tls.key, "the key of the certificate").typeName("FILE");
+    app.option("--trusted-proxy", arguments.trustedProxies, "take a proxy's word on its clients; may be repeated")
+        .typeName("ADDR[/BITS]")
+        .check(checkAddresses)
+        .oneAtATime();
+    app.option("--metrics-from", arguments.metricsFrom,
+               "who may ask for /healthz and /metrics beside this computer; may be repeated")
+        .typeName("ADDR[/BITS]")
+        .check(checkAddresses)
+        .oneAtATime();
+    timeZoneOption(app, options.timeZone);
+    app.option("--max-upload", limits.uploadBytes, "largest file").typeName("BYTES").showDefault();
+    app.option("--max-form", limits.formBytes, "largest other body").typeName("BYTES").showDefault();
+    app.option("--max-headers", http.headerBytes, "largest headers").typeName("BYTES").showDefault();
+    app.option("--max-pixels", limits.pixels, "largest picture").typeName("PIXELS").showDefault();
+    app.option("--max-connections", http.connections, "connections in all").typeName("N").showDefault();
+    app.option("--max-connections-per-address", http.connectionsPerAddress, "connections from one address")
+        .typeName("N")
+        .showDefault();
+    app.option("--max-rate", http.requestsPerSecond, "requests a second from one address [no limit on loopback, else 500]")
+        .typeName("N");
+    app.option("--idle-timeout", arguments.idleMs, "time without a byte before a connection is closed [30000]").typeName("MS");
+    app.option("--request-timeout", arguments.headerMs, "time for the headers of a request [60000]").typeName("MS");
+    app.option("--min-rate", http.bytesPerSecond, "slowest transfer that is put up with, in bytes a second")
+        .typeName("N")
+        .positive()
+        .showDefault();
+    app.option("--max-slots", limits.slots, "places for uploads that a person can have open").typeName("N").showDefault();
+    app.option("--max-groups", limits.groups, "groups that a person can be the master of").typeName("N").showDefault();
+    app.option("--quota", limits.quotaBytes, "room for the files of a person's contents together [no limit]")
+        .typeName("BYTES")
+        .within(0.0, 1e18);
+    app.option("--slot-lifetime", arguments.slotSeconds, "time to keep a place for an upload that was announced [3600]")
+        .typeName("SECONDS");
+    app.whenChosen([&] {
+        options.replyShape = static_cast<ReplyShape>(arguments.replyShape);
         if (arguments.idleMs != 0)
             http.idleTime = std::chrono::milliseconds(arguments.idleMs);
         if (arguments.headerMs != 0)
             http.headerTime = std::chrono::milliseconds(arguments.headerMs);
         if (arguments.slotSeconds != 0)
             limits.slotTime = std::chrono::seconds(arguments.slotSeconds);
-        command = [&arguments] { return serve(arguments.serve); };
+        options.metricsFrom = rangesOf(arguments.metricsFrom);
+        arguments.serve.http.trustedProxies = rangesOf(arguments.trustedProxies);
+        action = [&arguments] { return serveAsAsked(arguments); };
     });
 }
 
-void definePerson(CLI::App& program, Arguments& arguments, Command& command)
+void defineContent(Command program, Arguments& arguments, Action& action)
 {
-    auto& person = *program.add_subcommand("person", "people")->require_subcommand(1);
-    const std::string& data = arguments.serve.service.dataFolder;
-
-    auto& add = *person.add_subcommand("add", "add a person");
-    dataOption(add, arguments);
-    add.add_option("NAME", arguments.name, "the person's name")->required();
-    add.add_option("--phone", arguments.phone, "the person's telephone number")->type_name("NUMBER");
-    add.callback([&] { command = done([&] { addPerson(data, arguments.name, arguments.phone); }); });
-
-    auto& list = *person.add_subcommand("list", "list all people: number, name, since when");
-    dataOption(list, arguments);
-    list.callback([&] { command = done([&] { listPeople(data); }); });
-
-    auto& image = *person.add_subcommand("image", "give a person a picture");
-    dataOption(image, arguments);
-    image.add_option("PERSON", arguments.name, "name or number")->required();
-    image.add_option("FILE", arguments.file, "a JPEG, PNG, WebP or GIF file")->required();
-    image.callback([&] { command = done([&] { setPersonImage(data, arguments.name, arguments.file); }); });
+    const Command content = program.command("content", "contents of groups").needsCommand();
+    const Command add = content.command("add", "put a picture into a group without an upload");
+    dataOption(add, arguments.data());
+    add.option("--group", arguments.content.group, "name or number").required().typeName("GROUP");
+    add.option("--person", arguments.content.person, "who it comes from").required().typeName("PERSON");
+    add.option("--desc", arguments.content.description, "its description").typeName("TEXT");
+    add.option("--copies", arguments.content.copies, "how many contents to make of it").typeName("N").positive();
+    timeZoneOption(add, arguments.content.timeZone);
+    add.option("FILE", arguments.content.file, "a JPEG, PNG, WebP, GIF or HEIC file").required();
+    add.whenChosen([&] { action = done([&] { addContent(arguments.serve.service.dataFolder, arguments.content); }); });
 }
 
-void defineDevice(CLI::App& program, Arguments& arguments, Command& command)
+void defineEvent(Command program, Arguments& arguments, Action& action)
 {
-    auto& device = *program.add_subcommand("device", "devices")->require_subcommand(1);
-    const std::string& data = arguments.serve.service.dataFolder;
-
-    auto& add = *device.add_subcommand("add", "add a device and print the section for its host's configuration file");
-    dataOption(add, arguments);
-    add.add_option("--person", arguments.name, "whose device it is; added when new")->required()->type_name("NAME");
-    add.callback([&] { command = done([&] { addDevice(data, arguments.name); }); });
-
-    auto& remove = *device.add_subcommand("remove", "end the use of a device");
-    dataOption(remove, arguments);
-    remove.add_option("DUID", arguments.name, "as in the list")->required();
-    remove.callback([&] { command = done([&] { removeDevice(data, arguments.name); }); });
-
-    auto& list = *device.add_subcommand("list", "list all devices, without their secrets");
-    dataOption(list, arguments);
-    list.callback([&] { command = done([&] { listDevices(data); }); });
-}
-
-void defineGroup(CLI::App& program, Arguments& arguments, Command& command)
-{
-    auto& group = *program.add_subcommand("group", "groups")->require_subcommand(1);
-    const std::string& data = arguments.serve.service.dataFolder;
-    auto& list = *group.add_subcommand("list", "list all groups");
-    dataOption(list, arguments);
-    list.callback([&] { command = done([&] { listGroups(data); }); });
-}
-
-void defineMember(CLI::App& program, Arguments& arguments, Command& command)
-{
-    auto& member = *program.add_subcommand("member", "members of groups")->require_subcommand(1);
-    const std::string& data = arguments.serve.service.dataFolder;
-    const auto define = [&](const char* name, const char* description,
-                            void (*run)(const std::string&, const std::string&, const std::string&)) {
-        auto& app = *member.add_subcommand(name, description);
-        dataOption(app, arguments);
-        app.add_option("GROUP", arguments.group, "name or number")->required();
-        app.add_option("PERSON", arguments.name, "name or number")->required();
-        app.callback([&, run] { command = done([&, run] { run(data, arguments.group, arguments.name); }); });
-    };
-    define("add", "make a person a member of a group", &addMember);
-    define("remove", "end a membership; addresses of the group's media change", &removeMember);
-}
-
-void defineContent(CLI::App& program, Arguments& arguments, Command& command)
-{
-    auto& content = *program.add_subcommand("content", "contents of groups")->require_subcommand(1);
-    auto& add = *content.add_subcommand("add", "put a picture into a group without an upload");
-    dataOption(add, arguments);
-    add.add_option("--group", arguments.content.group, "name or number")->required()->type_name("GROUP");
-    add.add_option("--person", arguments.content.person, "who it comes from")->required()->type_name("PERSON");
-    add.add_option("--desc", arguments.content.description, "its description")->type_name("TEXT");
-    add.add_option("--copies", arguments.content.copies, "how many contents to make of it")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber);
-    add.add_option("FILE", arguments.content.file, "a JPEG, PNG, WebP or GIF file")->required();
-    add.callback([&] { command = done([&] { addContent(arguments.serve.service.dataFolder, arguments.content); }); });
-}
-
-void defineEvent(CLI::App& program, Arguments& arguments, Command& command)
-{
-    auto& event = *program.add_subcommand("event", "events linked to contents")->require_subcommand(1);
-    auto& add = *event.add_subcommand("add", "link an event to a content");
+    const Command event = program.command("event", "events linked to contents").needsCommand();
+    const Command add = event.command("add", "link an event to a content");
     EventArguments& values = arguments.event;
-    dataOption(add, arguments);
-    add.add_option("CONTENT", values.content, "the content's number")->required();
-    add.add_option("--person", values.person, "who enters it")->required()->type_name("PERSON");
-    add.add_option("--title", values.title, "its title")->required()->type_name("TEXT");
-    add.add_option("--type", values.type, "its type")->type_name("TEXT");
-    add.add_option("--desc", values.description, "its description")->type_name("TEXT");
-    add.add_option("--start", values.starts, "when it begins")->required()->type_name("TIME");
-    add.add_option("--end", values.ends, "when it ends [when it begins]")->type_name("TIME");
-    add.callback([&] { command = done([&] { addEvent(arguments.serve.service.dataFolder, values); }); });
+    dataOption(add, arguments.data());
+    add.option("CONTENT", values.content, "the content's number").required();
+    add.option("--person", values.person, "who enters it").required().typeName("PERSON");
+    add.option("--title", values.title, "its title").required().typeName("TEXT");
+    add.option("--type", values.type, "its type").typeName("TEXT");
+    add.option("--desc", values.description, "its description").typeName("TEXT");
+    add.option("--start", values.starts, "when it begins").required().typeName("TIME");
+    add.option("--end", values.ends, "when it ends [when it begins]").typeName("TIME");
+    add.whenChosen([&] { action = done([&] { addEvent(arguments.serve.service.dataFolder, values); }); });
 }
 
-void defineCheck(CLI::App& program, Arguments& arguments, Command& command)
+void defineCheck(Command program, Arguments& arguments, Action& action)
 {
-    auto& app = *program.add_subcommand("check", "compare records, files and totals");
-    dataOption(app, arguments);
-    app.callback([&] { command = [&arguments] { return check(arguments.serve.service.dataFolder); }; });
+    const Command app = program.command("check", "compare records, files and totals, and find pictures that cannot be decoded");
+    dataOption(app, arguments.data());
+    app.whenChosen([&] { action = [&arguments] { return check(arguments.serve.service.dataFolder); }; });
+}
+
+void defineBackup(Command program, Arguments& arguments, Action& action)
+{
+    std::string& data = arguments.data();
+    const Command keep = program.command("backup", "bring a backup up to date, while the service goes on");
+    dataOption(keep, data);
+    keep.option("--to", arguments.backup, "the folder of the backup, the same each time").required().typeName("DIR");
+    keep.whenChosen([&] { action = [&] { return backup(data, arguments.backup); }; });
+
+    const Command fetch = program.command("restore", "make a service's folder of a backup");
+    fetch.option("--from", arguments.backup, "the folder of the backup").required().typeName("DIR");
+    fetch.option("--data", data, "a new or empty folder").required().typeName("DIR");
+    fetch.whenChosen([&] { action = [&] { return restore(arguments.backup, data); }; });
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    CLI::App program("The Kinloom service for development, demonstration and tests.", "kinloomd");
-    program.require_subcommand(1);
-    program.set_version_flag("--version", "kinloomd " KINLOOM_VERSION);
-    program.footer("Exit codes: 0 done, 1 failed, 2 wrong command line, 3 'check' found something.");
+    pictures::usePictureProgram(pictures::programBesideThis());
+    commandline::Program program("A Kinloom service of one's own", "kinloomd");
+    program.needsCommand();
+    program.version("kinloomd " KINLOOM_VERSION);
+    program.footer("\nExamples:\n"
+                   "  kinloomd device add --data /srv/photos --person Anna\n"
+                   "  kinloomd serve --data /srv/photos\n"
+                   "  kinloomd backup --data /srv/photos --to /mnt/backup/photos\n"
+                   "\nExit codes: 0 done, 1 failed, 2 wrong command line or nobody to ask, 3 'check' or 'backup' found something.");
     Arguments arguments;
-    Command command;
-    defineServe(program, arguments, command);
-    definePerson(program, arguments, command);
-    defineDevice(program, arguments, command);
-    defineGroup(program, arguments, command);
-    defineMember(program, arguments, command);
-    defineContent(program, arguments, command);
-    defineEvent(program, arguments, command);
-    defineCheck(program, arguments, command);
+    Action action;
+    Administration administration(arguments.data(), action);
+    const Command top = program.at("");
+    defineServe(top, arguments, action);
+    administration.define(program);
+    defineContent(top, arguments, action);
+    defineEvent(top, arguments, action);
+    defineCheck(top, arguments, action);
+    defineBackup(top, arguments, action);
     try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
-    }
-    try {
-        return command();
+        const std::vector<std::string> words(argv + 1, argv + argc);
+        const commandline::Reading reading = program.read(words);
+        if (reading.outcome == commandline::Reading::Outcome::MISTAKE)
+            throw UsageError(commandline::explainMistake(program.describe(), words, reading.text, elsewhere(), visibleText));
+        if (reading.outcome != commandline::Reading::Outcome::UNDERSTOOD) {
+            std::printf("%s\n", reading.text.c_str());
+            requirePrinted();
+            return EXIT_DONE;
+        }
+        administration.requireFormOfList();
+        const int status = action();
+        requirePrinted();
+        return status;
+    } catch (const UsageError& error) {
+        return complain(error, EXIT_USAGE);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "kinloomd: %s\n", error.what());
-        return EXIT_FAILED;
+        return complain(error, EXIT_FAILED);
     }
 }

@@ -21,6 +21,7 @@ constexpr int NOT_STARTED = 127;
 std::vector<char*> pointers(const std::vector<std::string>& texts)
 {
     std::vector<char*> all;
+    all.reserve(texts.size() + 1);
     for (const std::string& text : texts)
         all.push_back(const_cast<char*>(text.c_str()));
     all.push_back(nullptr);
@@ -97,9 +98,11 @@ std::string findProgram(const std::string& name)
 {
     const char* const path = std::getenv("PATH");
     std::istringstream folders(std::string(path ? path : "") + ":/usr/sbin:/usr/local/sbin");
-    for (std::string folder; std::getline(folders, folder, ':');)
-        if (access((folder + "/" + name).c_str(), X_OK) == 0)
-            return folder + "/" + name;
+    for (std::string file; std::getline(folders, file, ':');) {
+        file.append("/").append(name);
+        if (access(file.c_str(), X_OK) == 0)
+            return file;
+    }
     throw std::runtime_error(name + " is not installed; scripts/setup --for bench installs it");
 }
 

@@ -53,8 +53,9 @@ std::vector<Mapping> mappings()
         std::string skipped;
         Mapping mapping;
         fields >> std::hex >> begin >> dash >> end >> access >> skipped >> skipped >> skipped >> mapping.path;
-        mapping.begin = reinterpret_cast<const volatile char*>(begin);
-        mapping.end = reinterpret_cast<const volatile char*>(end);
+        // The kernel writes addresses as numbers.
+        mapping.begin = reinterpret_cast<const volatile char*>(begin); // NOLINT(performance-no-int-to-ptr)
+        mapping.end = reinterpret_cast<const volatile char*>(end);     // NOLINT(performance-no-int-to-ptr)
         mapping.readable = access.compare(0, 1, "r") == 0;
         all.push_back(mapping);
     }

@@ -3,12 +3,13 @@
 #ifndef KINLOOM_COMMANDS_COMMAND_H
 #define KINLOOM_COMMANDS_COMMAND_H
 
+#include "commandline/Command.h"
 #include "commands/Context.h"
 
-#include <CLI/App.hpp>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace kinloom {
 
@@ -16,18 +17,22 @@ namespace kinloom {
 using Action = std::function<Exit(Context&)>;
 
 /// Adds a family's commands to the program; the command that is chosen sets the action.
-using AddCommands = void (*)(CLI::App& app, Action& action);
+using AddCommands = void (*)(commandline::Command program, Action& action);
 
-void addConfigCommands(CLI::App& app, Action& action);
-void addAccountCommands(CLI::App& app, Action& action);
-void addGroupCommands(CLI::App& app, Action& action);
-void addFeedCommands(CLI::App& app, Action& action);
-void addContentCommands(CLI::App& app, Action& action);
-void addUploadCommands(CLI::App& app, Action& action);
-void addDownloadCommands(CLI::App& app, Action& action);
-void addSaveCommands(CLI::App& app, Action& action);
-void addCommentCommands(CLI::App& app, Action& action);
-void addShowCommands(CLI::App& app, Action& action);
+void addConfigCommands(commandline::Command program, Action& action);
+void addPairCommands(commandline::Command program, Action& action);
+void addAccountCommands(commandline::Command program, Action& action);
+void addGroupCommands(commandline::Command program, Action& action);
+void addFeedCommands(commandline::Command program, Action& action);
+void addContentCommands(commandline::Command program, Action& action);
+void addUploadCommands(commandline::Command program, Action& action);
+void addDownloadCommands(commandline::Command program, Action& action);
+void addSaveCommands(commandline::Command program, Action& action);
+void addCommentCommands(commandline::Command program, Action& action);
+void addShowCommands(commandline::Command program, Action& action);
+
+/// The keys of all options that 'kinloom config' knows.
+std::vector<std::string> configKeys();
 
 /// A word of the command line and what it stands for.
 template <class Value> struct Word {
@@ -37,32 +42,34 @@ template <class Value> struct Word {
 
 /// Adds an option that takes one of a table's words; the first is the default.
 template <class Value, std::size_t COUNT>
-CLI::Option* addWordOption(CLI::App& command, const std::string& name, Value& value, const Word<Value> (&words)[COUNT],
-                           const std::string& description)
+commandline::Option addWordOption(commandline::Command command, const std::string& name, Value& value,
+                                  const Word<Value> (&words)[COUNT], const std::string& description)
 {
     value = words[0].value;
     std::string names;
     for (const Word<Value>& entry : words)
         names.append(names.empty() ? "" : "|").append(entry.word);
-    const auto take = [&value, &words, name, names](const std::string& text) {
+    const auto take = [&value, &words, names](const std::string& text) {
         for (const Word<Value>& entry : words) {
             if (text == entry.word) {
                 value = entry.value;
-                return;
+                return std::string();
             }
         }
-        throw CLI::ValidationError(name, "'" + text + "' is none of " + names);
+        return "'" + text + "' is none of " + names;
     };
-    return command.add_option_function<std::string>(name, take, description + ": " + names)->type_name("WORD");
+    return command.textOption(name, take, description + ": " + names).typeName("WORD");
 }
+
+/// The options of a command that has none.
+struct NoOptions {};
 
 /// Makes a command set its action: a function of the context and of options of its own, which \p bind ties to the command line.
 template <class Options>
-std::shared_ptr<Options> onCommand(CLI::App& command, Action& action, Exit (*run)(Context&, const Options&))
+std::shared_ptr<Options> onCommand(commandline::Command command, Action& action, Exit (*run)(Context&, const Options&))
 {
     auto options = std::make_shared<Options>();
-    command.final_callback(
-        [&action, options, run] { action = [options, run](Context& context) { return run(context, *options); }; });
+    command.whenChosen([&action, options, run] { action = [options, run](Context& context) { return run(context, *options); }; });
     return options;
 }
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "commands/CommandLine.h"
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
+#include "commands/Completion.h"
+#include "commands/Help.h"
+
 #include <algorithm>
 #include <csignal>
 
@@ -12,38 +13,37 @@ namespace {
 
 /// All families of commands, in the order in which help shows them.
 constexpr AddCommands FAMILIES[] = {
-    addConfigCommands, addAccountCommands,  addGroupCommands, addFeedCommands,    addContentCommands,
-    addUploadCommands, addDownloadCommands, addSaveCommands,  addCommentCommands, addShowCommands,
+    addPairCommands,   addConfigCommands,   addAccountCommands, addGroupCommands,   addFeedCommands, addContentCommands,
+    addUploadCommands, addDownloadCommands, addSaveCommands,    addCommentCommands, addShowCommands,
 };
 
-constexpr const char* FOOTER =
-    "\nExit codes: 0 done, 1 failed, 2 bad usage, 3 not configured or not signed in, 4 service unreachable,\n"
-    "5 a local file cannot be used, 130 interrupted. 'man kinloom' tells all.";
+constexpr const char* NAME = "kinloom";
+constexpr const char* DESCRIPTION = "kinloom: Kinloom's groups and photos on the command line";
+/// The word with which shells ask what a word may become. It is no command of the table: people have no use for it.
+constexpr const char* COMPLETE = "complete";
 
 constexpr double LONGEST_TIMEOUT = 86'400; // seconds
 
-void addGlobalOptions(CLI::App& app, GlobalOptions& options)
+void addGlobalOptions(commandline::Command program, GlobalOptions& options)
 {
-    app.add_option("--service", options.service, "Leads all requests to this service, such as http://127.0.0.1:8750")
-        ->type_name("URL");
-    app.add_option("--config", options.config, "The configuration file, instead of ~/.config/kinloom/host.toml")->type_name("FILE");
-    app.add_option("--plugin", options.plugin, "The plugin's library")->type_name("FILE");
-    app.add_option("--timeout", options.timeout, "The longest wait for a reply, or for a transfer to move on")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, LONGEST_TIMEOUT).description(""));
-    app.add_flag("--json", options.json, "Prints JSON");
-    app.add_flag("--verbose", options.verbose, "Tells what happens, with the plugin's own log, on standard error");
-    app.add_flag("--no-color", options.noColour, "Prints without colours");
-    app.add_flag("--table", options.tables, "Aligns tables also where the output is no terminal");
-    app.set_version_flag("--version", "kinloom " KINLOOM_VERSION);
-}
-
-/// Lets every command take the global options behind its own.
-void fallThrough(CLI::App& app)
-{
-    app.fallthrough();
-    for (CLI::App* const command : app.get_subcommands({}))
-        fallThrough(*command);
+    program
+        .option("--service", options.service,
+                "Leads what goes to the plugin's endpoint to this service, such as http://127.0.0.1:8750")
+        .typeName("URL");
+    program.option("--config", options.config, "The configuration file, instead of ~/.config/kinloom/host.toml").typeName("FILE");
+    program.option("--plugin", options.plugin, "The plugin's library").typeName("FILE");
+    program.option("--timeout", options.timeout, "The longest wait for a reply, or for a transfer to move on")
+        .typeName("SECONDS")
+        .within(0.001, LONGEST_TIMEOUT);
+    program.option("--retries", options.retries, "How often to try again what failed in passing; 0: never")
+        .typeName("N")
+        .showDefault()
+        .within(0, 100);
+    program.flag("--json", options.json, "Prints JSON");
+    program.flag("--verbose", options.verbose, "Tells what happens, with the plugin's own log, on standard error");
+    program.flag("--no-color", options.noColour, "Prints without colours");
+    program.flag("--quiet", options.quiet, "Tells no more than was asked for: no progress, no hints, no word when all goes well");
+    program.flag("--table", options.tables, "Aligns tables also where the output is no terminal");
 }
 
 bool wantsJson(const std::vector<std::string>& arguments)
@@ -61,8 +61,11 @@ int report(Output& output, bool json, const Failure& failure)
             output.json({{"error",
                           {{"message", failure.what()},
                            {"exit", static_cast<int>(failure.exitCode())},
-                           {"status", failure.status()},
-                           {"name", W::WSTATUS2STRING(static_cast<unsigned int>(failure.status()))}}}});
+                           {"status", statusOrNull(failure.status())},
+                           {"http", failure.httpCode() == 0 ? Json(nullptr) : Json(failure.httpCode())},
+                           {"name", failure.status() == W::WSTATUS_OK
+                                        ? Json(nullptr)
+                                        : Json(W::WSTATUS2STRING(static_cast<unsigned int>(failure.status())))}}}});
         } catch (const Failure&) {
             // Standard output cannot be written to; the message has been written to standard error above.
         }
@@ -70,8 +73,23 @@ int report(Output& output, bool json, const Failure& failure)
     return static_cast<int>(failure.exitCode());
 }
 
+/// Makes the words of the program. What they are bound to is the request's.
+void addWords(commandline::Program& program, Request& request)
+{
+    const commandline::Command& words = program;
+    program.needsCommand();
+    addGlobalOptions(words, request.options);
+    program.version("kinloom " KINLOOM_VERSION);
+    for (const AddCommands add : FAMILIES)
+        add(words, request.action);
+    addExamples(program);
+    program.shareOptions();
+}
+
 int runGuarded(Output& output, const std::vector<std::string>& arguments)
 {
+    if (!arguments.empty() && arguments.front() == COMPLETE)
+        return answerShell(output, commandTable(), std::vector<std::string>(arguments.begin() + 1, arguments.end()));
     const std::unique_ptr<Request> request = readCommandLine(arguments);
     if (!request->action) {
         output.write(request->toPrint);
@@ -81,6 +99,7 @@ int runGuarded(Output& output, const std::vector<std::string>& arguments)
         output.setColour(false);
     if (request->options.tables)
         output.setTables();
+    Output::setQuiet(request->options.quiet);
     const Interrupt interrupt;
     Context context(request->options, output, interrupt);
     return static_cast<int>(request->action(context));
@@ -91,26 +110,24 @@ int runGuarded(Output& output, const std::vector<std::string>& arguments)
 std::unique_ptr<Request> readCommandLine(const std::vector<std::string>& arguments)
 {
     auto request = std::make_unique<Request>();
-    CLI::App app("kinloom: Kinloom's groups and photos on the command line", "kinloom");
-    app.require_subcommand(1);
-    app.footer(FOOTER);
-    addGlobalOptions(app, request->options);
-    for (const AddCommands add : FAMILIES)
-        add(app, request->action);
-    fallThrough(app);
-    try {
-        // The library takes arguments from the back.
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-    } catch (const CLI::CallForHelp&) {
+    commandline::Program program(DESCRIPTION, NAME);
+    addWords(program, *request);
+    const commandline::Reading reading = program.read(arguments);
+    if (reading.outcome == commandline::Reading::Outcome::MISTAKE)
+        throw Failure(Exit::USAGE, explainMistake(program.describe(), arguments, reading.text));
+    if (reading.outcome != commandline::Reading::Outcome::UNDERSTOOD) {
         request->action = nullptr;
-        request->toPrint = app.help() + "\n";
-    } catch (const CLI::CallForVersion& version) {
-        request->action = nullptr;
-        request->toPrint = std::string(version.what()) + "\n";
-    } catch (const CLI::ParseError& error) {
-        throw Failure(Exit::USAGE, std::string(error.what()) + ". 'kinloom --help' shows what there is.");
+        request->toPrint = reading.text + "\n";
     }
     return request;
+}
+
+commandline::CommandEntry commandTable()
+{
+    Request request;
+    commandline::Program program(DESCRIPTION, NAME);
+    addWords(program, request);
+    return program.describe();
 }
 
 int runProgram(const std::vector<std::string>& arguments)

@@ -21,6 +21,9 @@ struct Request {
 /// Reads a command line without the program's name. \throw Failure (usage) when it makes no sense.
 std::unique_ptr<Request> readCommandLine(const std::vector<std::string>& arguments);
 
+/// All words that there are.
+commandline::CommandEntry commandTable();
+
 /// Runs the program. \return its exit code. Nothing is thrown.
 int runProgram(const std::vector<std::string>& arguments);
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Comments.
 #include "commands/Command.h"
-#include "core/Text.h"
+#include "commands/Deletion.h"
+#include "core/Naming.h"
+#include "output/Openable.h"
 #include "output/Records.h"
 
 namespace kinloom {
@@ -28,51 +30,75 @@ const W::WComment* newest(const std::list<W::WComment>& comments, const std::str
     return found;
 }
 
-Exit add(Context& context, const AddOptions& options)
+/// The identifier of a comment that was made just now; empty when it is not to be had. That is no failure: whoever is told of one
+/// comments again.
+std::string numberOf(Context& context, const AddOptions& options)
+{
+    try {
+        const W::WContent content = context.call(ViewContent{options.content});
+        const W::WComment* const comment = newest(content.getComments(), options.text);
+        return comment == nullptr ? "" : comment->getUID();
+    } catch (const Failure&) {
+        return {};
+    }
+}
+
+Exit addComment(Context& context, const AddOptions& options)
 {
     if (options.text.empty())
         throw Failure(Exit::USAGE, "a comment needs a text");
+    requireText(options.text, "the comment");
     context.call(CreateComment{options.content, options.text});
-    const W::WContent content = context.call(ViewContent{options.content});
-    const W::WComment* const comment = newest(content.getComments(), options.text);
-    const std::string uid = comment == nullptr ? "" : comment->getUID();
+    const std::string uid = numberOf(context, options);
     Json document = {{"content", options.content}, {"text", options.text}, {"id", uid.empty() ? Json(nullptr) : Json(uid)}};
-    context.say(document, uid.empty() ? "Commented on " + neutralised(options.content) + "."
-                                      : "Commented on " + neutralised(options.content) + ": comment " + neutralised(uid) + ".");
+    context.confirm(document, "Commented on " + options.content + (uid.empty() ? "." : ": comment " + uid + "."));
     return Exit::OK;
 }
 
-Exit show(Context& context, const CommentOptions& options)
+Exit showComment(Context& context, const CommentOptions& options)
 {
-    const W::WComment comment = context.call(ViewComment{options.uid});
+    W::WComment comment = context.call(ViewComment{options.uid});
+    makeOpenable(comment, context.lane().address());
     context.result(toJson(comment), [&] { commentSheet(comment).print(context.output); });
     return Exit::OK;
 }
 
-Exit remove(Context& context, const CommentOptions& options)
+Doomed doomedComment(Context& context, const std::string& uid)
 {
-    context.call(DeleteComment{options.uid});
-    context.say({{"deleted", options.uid}}, "Deleted comment " + neutralised(options.uid) + ".");
-    return Exit::OK;
+    W::WComment comment = context.callTo("cannot delete the comment", ViewComment{uid});
+    makeOpenable(comment, context.lane().address());
+    std::string sentence = "comment " + uid + " " + quoted(comment.getComment());
+    if (!comment.getUser().getName().empty())
+        sentence += " by " + comment.getUser().getName();
+    if (const std::string date = dateText(comment.getRegisterDate()); !date.empty())
+        sentence += " of " + date;
+    return {"comment", uid, sentence, toJson(comment)};
+}
+
+Exit deleteComment(Context& context, const DeletionOptions& options)
+{
+    return deleteAsked(
+        context, options, [&] { return doomedComment(context, options.what); },
+        [&](const Doomed& comment) { context.call(DeleteComment{comment.uid}); });
 }
 
 } // namespace
 
-void addCommentCommands(CLI::App& app, Action& action)
+void addCommentCommands(commandline::Command program, Action& action)
 {
-    CLI::App* const comment = app.add_subcommand("comment", "Writes, shows and deletes comments");
-    comment->require_subcommand(1);
+    const commandline::Command comment = program.command("comment", "Writes, shows and deletes comments");
+    comment.needsCommand();
 
-    CLI::App* const addCommand = comment->add_subcommand("add", "Comments on a content");
-    const auto addOptions = onCommand(*addCommand, action, add);
-    addCommand->add_option("CONTENT", addOptions->content, "The content's identifier")->required();
-    addCommand->add_option("TEXT", addOptions->text, "What to say")->required();
+    const commandline::Command addCommand = comment.command("add", "Comments on a content");
+    const auto addOptions = onCommand(addCommand, action, addComment);
+    addCommand.option("CONTENT", addOptions->content, "The content's identifier").required();
+    addCommand.option("TEXT", addOptions->text, "What to say").required();
 
-    CLI::App* const showCommand = comment->add_subcommand("show", "Shows a comment");
-    showCommand->add_option("UID", onCommand(*showCommand, action, show)->uid, "The comment's identifier")->required();
+    const commandline::Command showCommand = comment.command("show", "Shows a comment");
+    showCommand.option("UID", onCommand(showCommand, action, showComment)->uid, "The comment's identifier").required();
 
-    CLI::App* const deleteCommand = comment->add_subcommand("delete", "Deletes a comment");
-    deleteCommand->add_option("UID", onCommand(*deleteCommand, action, remove)->uid, "The comment's identifier")->required();
+    const commandline::Command deleteCommand = comment.command("delete", "Deletes a comment");
+    addDeletionOptions(deleteCommand, *onCommand(deleteCommand, action, deleteComment), "UID", "The comment's identifier");
 }
 
 } // namespace kinloom

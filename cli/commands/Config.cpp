@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <iterator>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -17,7 +18,9 @@ namespace kinloom {
 namespace {
 
 constexpr const char* SERVICE = "service";
-constexpr std::size_t MOST_INPUT = 64 << 10; // of a configuration that is piped in
+constexpr const char* AUTHORITIES = "ca_file";
+constexpr const char* ROUTES[] = {"connect_to", "lead_to"}; // the client's options that say together where requests go
+constexpr std::size_t MOST_INPUT = 64 << 10;                // of a configuration that is piped in
 
 struct SetOptions {
     std::string key;
@@ -26,12 +29,13 @@ struct SetOptions {
 struct GetOptions {
     std::string key;
 };
-struct NoOptions {};
 
-bool isProviderKey(const std::string& key)
+template <std::size_t COUNT> bool isOneOf(const char* const (&keys)[COUNT], const std::string& key)
 {
-    return std::any_of(std::begin(PROVIDER_KEYS), std::end(PROVIDER_KEYS), [&](const char* known) { return key == known; });
+    return std::any_of(std::begin(keys), std::end(keys), [&](const char* known) { return key == known; });
 }
+
+bool isProviderKey(const std::string& key) { return isOneOf(PROVIDER_KEYS, key); }
 
 const W::ClientOption* findClientOption(const std::string& key)
 {
@@ -42,11 +46,9 @@ const W::ClientOption* findClientOption(const std::string& key)
 
 [[noreturn]] void refuseKey(const std::string& key)
 {
-    std::string known = SERVICE;
-    for (const char* name : PROVIDER_KEYS)
-        known.append(", ").append(name);
-    for (const W::ClientOption& option : W::clientOptions())
-        known.append(", ").append(option.key);
+    std::string known;
+    for (const std::string& name : configKeys())
+        known.append(known.empty() ? "" : ", ").append(name);
     throw Failure(Exit::USAGE, "there is no option '" + key + "'; there are " + known);
 }
 
@@ -90,14 +92,22 @@ std::string optionText(W::ConfigFile& file, const std::string& key)
     return client->text(file.httpOptions());
 }
 
+/// A file as it is found from any folder.
+std::string absoluteFile(const std::string& path)
+{
+    const std::string absolute = path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
+    requireAuthorities(absolute);
+    return absolute;
+}
+
 void setOption(W::ConfigFile& file, const std::string& key, const std::string& value)
 {
     if (isProviderKey(key))
         file.setOption(PROVIDER_NAME, key, value);
     else if (key == SERVICE)
-        file.setClientOption("connect_to", wayTo(value));
+        setService(file, value);
     else if (findClientOption(key) != nullptr)
-        file.setClientOption(key, value);
+        file.setClientOption(key, key == AUTHORITIES ? absoluteFile(value) : value);
     else
         refuseKey(key);
 }
@@ -121,7 +131,7 @@ Exit set(Context& context, const SetOptions& options)
     }
     save(file);
     const std::string text = masked(options.key, optionText(file, options.key));
-    context.say({{"key", options.key}, {"value", text}, {"path", file.path()}}, options.key + " is now " + neutralised(text));
+    context.confirm({{"key", options.key}, {"value", text}, {"path", file.path()}}, options.key + " is now " + neutralised(text));
     return Exit::OK;
 }
 
@@ -135,7 +145,7 @@ Exit get(Context& context, const GetOptions& options)
     return Exit::OK;
 }
 
-Exit show(Context& context, const NoOptions&)
+Exit showConfiguration(Context& context, const NoOptions&)
 {
     W::ConfigFile& file = context.config();
     Json provider = Json::object();
@@ -160,6 +170,21 @@ Exit show(Context& context, const NoOptions&)
         {"path", file.path()}, {"service", addressOf(options)}, {"provider", std::move(provider)}, {"client", std::move(client)}};
     context.result(document, [&] { sheet.print(context.output); });
     return Exit::OK;
+}
+
+/// Takes over the client's options that differ from the defaults. Where one of them says where requests go, so does the other: what
+/// is left of another way would lead the new credentials to the service before.
+void takeClientOptions(W::ConfigFile& file, const W::HttpOptions& taken)
+{
+    const W::HttpOptions defaults;
+    const std::vector<W::ClientOption>& all = W::clientOptions();
+    const auto differs = [&](const W::ClientOption& option) { return option.text(taken) != option.text(defaults); };
+    const auto isRoute = [](const W::ClientOption& option) { return isOneOf(ROUTES, option.key); };
+    const bool routed =
+        std::any_of(all.begin(), all.end(), [&](const W::ClientOption& option) { return isRoute(option) && differs(option); });
+    for (const W::ClientOption& option : all)
+        if (differs(option) || (routed && isRoute(option)))
+            file.setClientOption(option.key, option.text(taken));
 }
 
 /// Text in a file in memory, which ends with its descriptor. The text holds a token, which must not be left behind on a disk.
@@ -190,11 +215,7 @@ Exit import(Context& context, const NoOptions&)
                 ++taken;
             }
         }
-        const W::HttpOptions defaults;
-        const W::HttpOptions client = piped.httpOptions();
-        for (const W::ClientOption& option : W::clientOptions())
-            if (option.text(client) != option.text(defaults))
-                file.setClientOption(option.key, option.text(client));
+        takeClientOptions(file, piped.httpOptions());
     } catch (const W::ConfigError& error) {
         std::string message = error.what();
         if (const std::size_t at = message.find(input.path()); at != std::string::npos)
@@ -204,32 +225,40 @@ Exit import(Context& context, const NoOptions&)
     if (taken == 0)
         throw Failure(Exit::USAGE, "standard input holds no section [provider.Kinloom]; 'kinloomd device add' prints one");
     save(file);
-    context.say({{"options", taken}, {"path", file.path()}},
-                "Took " + std::to_string(taken) + " options over into " + file.path() + ".");
+    context.confirm({{"options", taken}, {"path", file.path()}},
+                    "Took " + std::to_string(taken) + " options over into " + file.path() + ".");
     return Exit::OK;
 }
 
 } // namespace
 
-void addConfigCommands(CLI::App& app, Action& action)
+std::vector<std::string> configKeys()
 {
-    CLI::App* const config = app.add_subcommand("config", "Sets and shows what this device is");
-    config->require_subcommand(1);
+    std::vector<std::string> keys = {SERVICE};
+    keys.insert(keys.end(), std::begin(PROVIDER_KEYS), std::end(PROVIDER_KEYS));
+    for (const W::ClientOption& option : W::clientOptions())
+        keys.emplace_back(option.key);
+    return keys;
+}
 
-    CLI::App* const setCommand =
-        config->add_subcommand("set", "Sets an option: app_id, AuthToken, duid, service, or one of the client's");
-    const auto setOptions = onCommand(*setCommand, action, set);
-    setCommand->add_option("KEY", setOptions->key, "The option")->required();
-    setCommand->add_option("VALUE", setOptions->value, "Its value; - reads it from standard input, as is wise for a token")
-        ->required();
+void addConfigCommands(commandline::Command program, Action& action)
+{
+    const commandline::Command config = program.command("config", "Sets and shows what this device is");
+    config.needsCommand();
 
-    CLI::App* const getCommand = config->add_subcommand("get", "Prints an option; a token is masked");
-    const auto getOptions = onCommand(*getCommand, action, get);
-    getCommand->add_option("KEY", getOptions->key, "The option")->required();
+    const commandline::Command setCommand =
+        config.command("set", "Sets an option: app_id, AuthToken, duid, service, or one of the client's");
+    const auto setOptions = onCommand(setCommand, action, set);
+    setCommand.option("KEY", setOptions->key, "The option").required();
+    setCommand.option("VALUE", setOptions->value, "Its value; - reads it from standard input, as is wise for a token").required();
 
-    onCommand(*config->add_subcommand("show", "Prints all options; a token is masked"), action, show);
-    onCommand(*config->add_subcommand("import", "Takes over the section that 'kinloomd device add' prints, from standard input"),
-              action, import);
+    const commandline::Command getCommand = config.command("get", "Prints an option; a token is masked");
+    const auto getOptions = onCommand(getCommand, action, get);
+    getCommand.option("KEY", getOptions->key, "The option").required();
+
+    onCommand(config.command("show", "Prints all options; a token is masked"), action, showConfiguration);
+    onCommand(config.command("import", "Takes over the section that 'kinloomd device add' prints, from standard input"), action,
+              import);
 }
 
 } // namespace kinloom

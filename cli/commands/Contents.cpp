@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Single contents.
 #include "commands/Command.h"
+#include "commands/Deletion.h"
 #include "core/Text.h"
+#include "output/Openable.h"
 #include "output/Records.h"
 
 namespace kinloom {
@@ -16,25 +18,39 @@ struct MimeOptions {
     bool thumbnail = false;
 };
 
-Exit show(Context& context, const ContentOptions& options)
+Exit showContent(Context& context, const ContentOptions& options)
 {
-    const W::WContent content = context.call(ViewContent{options.uid});
+    W::WContent content = context.call(ViewContent{options.uid});
+    makeOpenable(content, context.lane().address());
     context.result(toJson(content), [&] {
         contentSheet(content).print(context.output);
-        const Table comments = commentTable(content.getComments());
-        if (!comments.empty()) {
-            context.output.line("");
-            comments.print(context.output);
-        }
+        const std::string comments =
+            commentTexts(content.getComments(), context.output.tables() ? context.output.size().columns : 0);
+        if (!comments.empty())
+            context.output.write("\n" + comments);
     });
     return Exit::OK;
 }
 
-Exit remove(Context& context, const ContentOptions& options)
+Doomed doomedContent(Context& context, const std::string& uid)
 {
-    context.call(DeleteContent{options.uid});
-    context.say({{"deleted", options.uid}}, "Deleted content " + neutralised(options.uid) + ".");
-    return Exit::OK;
+    W::WContent content = context.callTo("cannot delete the content", ViewContent{uid});
+    makeOpenable(content, context.lane().address());
+    std::string sentence = "content " + uid;
+    if (!content.getDescription().empty())
+        sentence += " " + quoted(content.getDescription());
+    if (const std::string date = dateText(madeAt(content)); !date.empty())
+        sentence += " of " + date;
+    if (!content.getUser().getName().empty())
+        sentence += " by " + content.getUser().getName();
+    return {"content", uid, sentence + " with " + counted(content.getCommentCount(), "comment"), toJson(content)};
+}
+
+Exit deleteContent(Context& context, const DeletionOptions& options)
+{
+    return deleteAsked(
+        context, options, [&] { return doomedContent(context, options.what); },
+        [&](const Doomed& content) { context.call(DeleteContent{content.uid}); });
 }
 
 /// The address of a content's first thumbnail; empty when it has none.
@@ -58,21 +74,21 @@ Exit mime(Context& context, const MimeOptions& options)
 
 } // namespace
 
-void addContentCommands(CLI::App& app, Action& action)
+void addContentCommands(commandline::Command program, Action& action)
 {
-    CLI::App* const content = app.add_subcommand("content", "Shows and deletes contents");
-    content->require_subcommand(1);
+    const commandline::Command content = program.command("content", "Shows and deletes contents");
+    content.needsCommand();
 
-    CLI::App* const showCommand = content->add_subcommand("show", "Shows a content with its comments");
-    showCommand->add_option("UID", onCommand(*showCommand, action, show)->uid, "The content's identifier")->required();
+    const commandline::Command showCommand = content.command("show", "Shows a content with its comments");
+    showCommand.option("UID", onCommand(showCommand, action, showContent)->uid, "The content's identifier").required();
 
-    CLI::App* const deleteCommand = content->add_subcommand("delete", "Deletes a content");
-    deleteCommand->add_option("UID", onCommand(*deleteCommand, action, remove)->uid, "The content's identifier")->required();
+    const commandline::Command deleteCommand = content.command("delete", "Deletes a content");
+    addDeletionOptions(deleteCommand, *onCommand(deleteCommand, action, deleteContent), "UID", "The content's identifier");
 
-    CLI::App* const mimeCommand = content->add_subcommand("mime", "Asks the service for the MIME type of a content's file");
-    const auto mimeOptions = onCommand(*mimeCommand, action, mime);
-    mimeCommand->add_option("UID", mimeOptions->uid, "The content's identifier")->required();
-    mimeCommand->add_flag("--thumbnail", mimeOptions->thumbnail, "Asks for its thumbnail instead");
+    const commandline::Command mimeCommand = content.command("mime", "Asks the service for the MIME type of a content's file");
+    const auto mimeOptions = onCommand(mimeCommand, action, mime);
+    mimeCommand.option("UID", mimeOptions->uid, "The content's identifier").required();
+    mimeCommand.flag("--thumbnail", mimeOptions->thumbnail, "Asks for its thumbnail instead");
 }
 
 } // namespace kinloom

@@ -2,9 +2,14 @@
 #include "commands/Context.h"
 #include "commands/Options.h"
 #include "core/Text.h"
+#include "core/Waiting.h"
 #include "kinloom/Route.h"
+#include "kinloom/Warning.h"
 
 #include "W/WConfigManager.h"
+
+#include <cerrno>
+#include <unistd.h>
 
 namespace kinloom {
 
@@ -18,7 +23,7 @@ W::HttpOptions clientOptions(const GlobalOptions& options)
     W::HttpOptions client = W::httpOptions();
     client.userAgent = "kinloom/" KINLOOM_VERSION;
     if (!options.service.empty())
-        client.connectTo = {wayTo(options.service)};
+        setService(client, options.service);
     if (options.timeout) {
         const auto limit = static_cast<long>(*options.timeout * 1000);
         client.connectTimeoutMs = limit;
@@ -37,20 +42,32 @@ void requireOptions(const W::WContentProvider& provider, const std::string& path
     for (const char* key : PROVIDER_KEYS) {
         if (!W::WConfigManager::getInstance()->getCPOption(provider, key).isEmpty())
             continue;
-        throw Failure(Exit::NOT_SIGNED_IN, std::string("this device is not configured: ") + key + " is not set in " + path +
-                                               ". 'kinloomd device add' prints what 'kinloom config import' takes.");
+        throw Failure(
+            Exit::NOT_SIGNED_IN,
+            std::string("this device is not configured: ") + key + " is not set in " + path +
+                ". 'kinloom pair URL' does that; so does 'kinloom config import', with what 'kinloomd device add' prints.");
+    }
+}
+
+template <typename Target> void leadOrRefuse(Target& target, const std::string& address)
+{
+    try {
+        leadTo(target, address);
+    } catch (const CallError& error) {
+        throw Failure(Exit::USAGE, neutralised(error.failure().detail));
     }
 }
 
 } // namespace
 
-std::string wayTo(const std::string& address)
+void setService(W::HttpOptions& client, const std::string& address) { leadOrRefuse(client, address); }
+
+void setService(W::ConfigFile& file, const std::string& address) { leadOrRefuse(file, address); }
+
+void requireAuthorities(const std::string& path)
 {
-    try {
-        return routeTo(address);
-    } catch (const CallError& error) {
-        throw Failure(Exit::USAGE, neutralised(error.failure().detail));
-    }
+    if (!path.empty() && access(path.c_str(), R_OK) != 0)
+        throw fileFailure(path, "which ca_file names, cannot be read", errno);
 }
 
 Context::Context(const GlobalOptions& globalOptions, Output& out, const Interrupt& interruption)
@@ -63,24 +80,36 @@ W::ConfigFile& Context::config()
     if (m_config)
         return *m_config;
     W::ConfigFile file(options.config.empty() ? W::ConfigFile::defaultPath() : options.config);
+    if (file.path().empty())
+        throw Failure(Exit::LOCAL_FILE, "it is not known where the configuration is: HOME is not set, and this person has no home "
+                                        "folder. --config FILE names it.");
     try {
         file.load();
     } catch (const W::ConfigError& error) {
         throw Failure(Exit::LOCAL_FILE, error.what());
     }
     if (file.readableByOthers())
-        Output::note("note: " + file.path() + " can be read by others, although it holds a token. 'chmod 600' mends that.");
+        Output::hint("note: " + file.path() + " can be read by others, although it holds a token. 'chmod 600' mends that.");
     return m_config.emplace(std::move(file));
 }
 
-Lane& Context::lane()
+const W::HttpOptions& Context::client()
 {
-    if (m_lane)
-        return *m_lane;
+    if (m_client)
+        return *m_client;
     config().apply();
+    m_client = clientOptions(options);
+    requireAuthorities(m_client->caFile);
+    W::setHttpOptions(*m_client);
+    return *m_client;
+}
+
+const Settings& Context::settings()
+{
+    if (m_settings)
+        return *m_settings;
     Settings settings;
-    settings.client = clientOptions(options);
-    W::setHttpOptions(settings.client);
+    settings.client = client();
     const W::WContentProvider provider(PROVIDER_NAME, W::WContentProvider::SERVICE_KINLOOM);
     requireOptions(provider, config().path());
     for (const char* key : PROVIDER_KEYS)
@@ -91,27 +120,47 @@ Lane& Context::lane()
     settings.signInAgain = false; // when the service stops accepting the device, the command fails
     if (options.verbose)
         Output::note("the service is at " + addressOf(settings.client) + ", the plugin is " + settings.plugin);
-    m_lane = std::make_unique<Lane>(std::move(settings));
+    // Whoever wants quiet is told of this all the same: a token that others can read is worth a line.
+    onWarning([](const std::string& sentence) { Output::note("note: " + sentence); });
+    settings.log = options.verbose ? PluginLog::STANDARD_ERROR : PluginLog::NOWHERE;
+    return m_settings.emplace(std::move(settings));
+}
+
+Lane& Context::lane()
+{
+    if (!m_lane)
+        m_lane = std::make_unique<Lane>(settings());
     return *m_lane;
 }
 
-/// Makes a call of the account. A refusal, whatever its status, means that the service does not accept this device.
-template <class Order> void Context::makeAccountCall()
+CallOptions Context::callOptions(std::function<void(double done, double total)> progress,
+                                 std::function<void(const std::string& text)> note) const
+{
+    CallOptions callOptions;
+    callOptions.interruption = interrupt.interruption();
+    callOptions.progress = std::move(progress);
+    callOptions.retries.count = options.retries;
+    callOptions.retries.waiting = [note = std::move(note)](const RetryWait& wait) {
+        if (note)
+            note(waitingText(wait));
+        else
+            Output::hint(waitingText(wait));
+    };
+    return callOptions;
+}
+
+Failure Context::failureOf(const CallFailure& failure) const
 {
     try {
-        make(Order());
-    } catch (const Interrupted&) {
-        throw;
-    } catch (const Failure& failure) {
-        if (failure.exitCode() != Exit::FAILED)
-            throw;
-        throw Failure(Exit::NOT_SIGNED_IN, failure.what(), failure.status());
+        throwFailure(failure, interrupt.exitCode());
+    } catch (const Failure& meaning) {
+        return meaning;
     }
 }
 
 void Context::registerDevice()
 {
-    makeAccountCall<RegisterDevice>();
+    make(RegisterDevice(), callOptions());
     // The plugin reports success even when the service has refused the registration; signing in shows which it was.
     signIn();
 }
@@ -119,13 +168,19 @@ void Context::registerDevice()
 void Context::signIn()
 {
     if (!m_signedIn)
-        makeAccountCall<SignIn>();
+        make(SignIn(), callOptions());
     m_signedIn = true;
 }
 
 void Context::say(const Json& document, const std::string& sentence)
 {
-    result(document, [&] { output.line(sentence); });
+    result(document, [&] { output.line(neutralised(sentence)); });
+}
+
+void Context::confirm(const Json& document, const std::string& sentence)
+{
+    if (options.json || !options.quiet)
+        say(document, sentence);
 }
 
 } // namespace kinloom

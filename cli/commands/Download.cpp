@@ -4,7 +4,12 @@
 #include "commands/Command.h"
 #include "core/Text.h"
 #include "files/FileName.h"
-#include "output/Progress.h"
+#include "output/Bars.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <strings.h>
 
 namespace kinloom {
 
@@ -17,8 +22,18 @@ struct DownloadOptions {
     bool force = false;
 };
 
+bool isAddress(const std::string& text)
+{
+    constexpr std::string_view SCHEMES[] = {"http://", "https://"};
+    return std::any_of(std::begin(SCHEMES), std::end(SCHEMES), [&](std::string_view scheme) {
+        return text.size() > scheme.size() && strncasecmp(text.c_str(), scheme.data(), scheme.size()) == 0;
+    });
+}
+
 Exit download(Context& context, const DownloadOptions& options)
 {
+    if (!isAddress(options.url))
+        throw Failure(Exit::USAGE, "'" + neutralised(options.url) + "' is no address: it should begin with http:// or https://");
     if (!options.name.empty())
         requireFileName(options.name);
     const std::string name = options.name.empty() ? nameFromUrl(options.url, "download") : options.name;
@@ -35,8 +50,8 @@ Exit download(Context& context, const DownloadOptions& options)
     if (!staging.publish(name, options.force))
         throw taken();
     const std::uint64_t size = folder.sizeOf(name).value_or(0);
-    context.say({{"url", options.url}, {"path", path}, {"name", name}, {"size", size}},
-                "Downloaded " + neutralised(path) + " (" + sizeText(static_cast<double>(size)) + ").");
+    context.confirm({{"url", options.url}, {"path", path}, {"name", name}, {"size", size}},
+                    "Downloaded " + neutralised(path) + " (" + sizeText(static_cast<double>(size)) + ").");
     return Exit::OK;
 }
 
@@ -44,19 +59,21 @@ Exit download(Context& context, const DownloadOptions& options)
 
 void fetch(Context& context, const std::string& url, const Staging& staging, const std::string& name)
 {
-    Progress progress(name);
+    Bars bars(1, 0);
+    Bars::Bar bar(bars, name, 0);
     context.call(DownloadFile{url, staging.folder(), Staging::FILE_NAME, name},
-                 [&](double done, double total) { progress.update(done, total); });
+                 context.callOptions([&](double done, double total) { bar.update(done, total); },
+                                     [&](const std::string& text) { bars.above([&] { Output::hint(text); }); }));
 }
 
-void addDownloadCommands(CLI::App& app, Action& action)
+void addDownloadCommands(commandline::Command program, Action& action)
 {
-    CLI::App* const command = app.add_subcommand("download", "Downloads a file");
-    const auto options = onCommand(*command, action, download);
-    command->add_option("URL", options->url, "Its address, as 'content show' gives it")->required();
-    command->add_option("DIR", options->folder, "The folder it goes to")->required();
-    command->add_option("--name", options->name, "Its name there; without it, the one in the address")->type_name("NAME");
-    command->add_flag("--force", options->force, "Replaces a file of that name");
+    const commandline::Command command = program.command("download", "Downloads a file");
+    const auto options = onCommand(command, action, download);
+    command.option("URL", options->url, "Its address, as 'content show' gives it").required();
+    command.option("DIR", options->folder, "The folder it goes to").required();
+    command.option("--name", options->name, "Its name there; without it, the one in the address").typeName("NAME");
+    command.flag("--force", options->force, "Replaces a file of that name");
 }
 
 } // namespace kinloom

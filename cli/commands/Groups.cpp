@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Groups.
 #include "commands/Command.h"
+#include "commands/Completion.h"
+#include "commands/Deletion.h"
+#include "commands/Lookup.h"
 #include "commands/Words.h"
 #include "core/Paging.h"
 #include "core/Text.h"
+#include "output/Openable.h"
 #include "output/Records.h"
+
+#include <algorithm>
 
 namespace kinloom {
 
@@ -18,13 +24,11 @@ struct CreateOptions {
     std::string name;
     std::string description;
 };
-struct DeleteOptions {
-    std::string uid;
-};
-
 Records<W::WGroup> read(Context& context, const ListOptions& options)
 {
     ListGroups query = options.query;
+    if (!query.person.empty())
+        query.person = personNumber(context, query.person);
     if (!options.all)
         return onePage(context.call(query), query.count);
     Records<W::WGroup> all;
@@ -36,67 +40,96 @@ Records<W::WGroup> read(Context& context, const ListOptions& options)
     return all;
 }
 
-Exit list(Context& context, const ListOptions& options)
+Exit listGroups(Context& context, const ListOptions& options)
 {
-    const Records<W::WGroup> groups = read(context, options);
+    Records<W::WGroup> groups = read(context, options);
+    for (W::WGroup& group : groups.records)
+        makeOpenable(group, context.lane().address());
     const unsigned int next = options.query.index + options.query.count;
     const Included included = includedBy(options.query.include);
     Json document = {{"groups", Json::array()}, {"more", groups.more}};
     for (const W::WGroup& group : groups.records)
         document["groups"].push_back(toJson(group, included));
-    if (groups.more)
-        document["next_index"] = next;
+    document["next_index"] = groups.more ? Json(next) : Json(nullptr);
     context.result(document, [&] {
         groupTable(groups.records, included).print(context.output);
         if (groups.more)
-            Output::note("there are more: --index " + std::to_string(next) + " shows the next ones, --all shows all");
+            Output::hint("there are more: --index " + std::to_string(next) + " shows the next ones, --all shows all");
         else if (groups.records.empty())
-            Output::note("there are no groups here");
+            Output::hint("there are no groups here");
     });
     return Exit::OK;
 }
 
-Exit create(Context& context, const CreateOptions& options)
+Exit createGroup(Context& context, const CreateOptions& options)
 {
     if (options.name.empty())
         throw Failure(Exit::USAGE, "a group needs a name");
+    requireText(options.name, "the name");
+    requireText(options.description, "the description");
     const W::WGroup group = context.call(CreateGroup{options.name, options.description});
-    context.say({{"id", group.getUID()}, {"name", group.getName()}, {"description", group.getDescription()}},
-                "Created group " + neutralised(group.getUID()) + ": " + neutralised(group.getName()));
+    GroupNames::forget(context);
+    context.confirm({{"id", group.getUID()}, {"name", group.getName()}, {"description", group.getDescription()}},
+                    "Created group " + group.getUID() + ": " + group.getName());
     return Exit::OK;
 }
 
-Exit remove(Context& context, const DeleteOptions& options)
+/// What goes with the group. Where it is none of the person's, there is nothing to tell, and the service refuses it.
+Doomed doomedGroup(Context& context, const DeletionOptions& options)
 {
-    context.call(DeleteGroup{options.uid});
-    context.say({{"deleted", options.uid}}, "Deleted group " + neutralised(options.uid) + ".");
-    return Exit::OK;
+    const std::string uid = groupNumber(context, options.what);
+    const std::vector<W::WGroup> groups = allGroups(context, W::KL_INCLUDE_ALL);
+    const auto found = std::find_if(groups.begin(), groups.end(), [&](const W::WGroup& group) { return group.getUID() == uid; });
+    if (found != groups.end()) {
+        W::WGroup record = *found;
+        makeOpenable(record, context.lane().address());
+        return {"group", uid,
+                "group " + uid + " " + quoted(found->getName()) + " with " +
+                    counted(found->getTotalCount(), found->getTotalCount() == found->getPhotoCount() ? "photo" : "content") +
+                    " and " + counted(found->getCommentCount(), "comment"),
+                toJson(record, {true, true})};
+    }
+    if (options.yes)
+        return {"group", uid, "group " + uid, nullptr};
+    CallFailure failure{FailureKind::FAILED, W::WSTATUS_REJECTED, "cannot delete the group", context.lane().address(),
+                        "there is no group '" + uid + "' of yours"};
+    failure.reason = FailureReason::NOT_FOUND;
+    throwFailure(failure);
+}
+
+Exit deleteGroup(Context& context, const DeletionOptions& options)
+{
+    return deleteAsked(
+        context, options, [&] { return doomedGroup(context, options); },
+        [&](const Doomed& group) {
+            context.call(DeleteGroup{group.uid});
+            GroupNames::forget(context);
+        });
 }
 
 } // namespace
 
-void addGroupCommands(CLI::App& app, Action& action)
+void addGroupCommands(commandline::Command program, Action& action)
 {
-    CLI::App* const groups = app.add_subcommand("groups", "Lists groups");
-    const auto listOptions = onCommand(*groups, action, list);
-    groups->add_option("--person", listOptions->query.person, "Whose groups: a person's identifier; yours without it")
-        ->type_name("UID");
-    groups->add_option("--index", listOptions->query.index, "The first group to show, counted from 0");
-    addCountOption(*groups, listOptions->query.count, "How many groups to show, with --all how many to ask for at a time");
-    groups->add_flag("--all", listOptions->all, "Shows all groups");
-    addWordOption(*groups, "--sort", listOptions->query.sort, SORT_WORDS, "Their order");
-    addWordOption(*groups, "--include", listOptions->query.include, GROUP_INCLUDE_WORDS, "What to ask for beside names");
+    const commandline::Command groups = program.command("groups", "Lists groups");
+    const auto listOptions = onCommand(groups, action, listGroups);
+    groups.option("--person", listOptions->query.person, "Whose groups: a person's name or number; yours without it")
+        .typeName("PERSON");
+    groups.option("--index", listOptions->query.index, "The first group to show, counted from 0");
+    addCountOption(groups, listOptions->query.count, "How many groups to show, with --all how many to ask for at a time");
+    groups.flag("--all", listOptions->all, "Shows all groups");
+    addWordOption(groups, "--sort", listOptions->query.sort, SORT_WORDS, "Their order");
+    addWordOption(groups, "--include", listOptions->query.include, GROUP_INCLUDE_WORDS, "What to ask for beside names");
 
-    CLI::App* const group = app.add_subcommand("group", "Creates and deletes groups");
-    group->require_subcommand(1);
-    CLI::App* const createCommand = group->add_subcommand("create", "Creates a group");
-    const auto createOptions = onCommand(*createCommand, action, create);
-    createCommand->add_option("NAME", createOptions->name, "Its name, in any text")->required();
-    createCommand->add_option("--desc", createOptions->description, "Its description")->type_name("TEXT");
+    const commandline::Command group = program.command("group", "Creates and deletes groups");
+    group.needsCommand();
+    const commandline::Command createCommand = group.command("create", "Creates a group");
+    const auto createOptions = onCommand(createCommand, action, createGroup);
+    createCommand.option("NAME", createOptions->name, "Its name, in any text").required();
+    createCommand.option("--desc", createOptions->description, "Its description").typeName("TEXT");
 
-    CLI::App* const deleteCommand = group->add_subcommand("delete", "Deletes a group that is yours, with all its contents");
-    const auto deleteOptions = onCommand(*deleteCommand, action, remove);
-    deleteCommand->add_option("UID", deleteOptions->uid, "The group's identifier")->required();
+    const commandline::Command deleteCommand = group.command("delete", "Deletes a group that is yours, with all its contents");
+    addDeletionOptions(deleteCommand, *onCommand(deleteCommand, action, deleteGroup), "GROUP", "The group's name or number");
 }
 
 } // namespace kinloom

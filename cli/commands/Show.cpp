@@ -2,7 +2,9 @@
 // Pictures in the terminal.
 #include "commands/Command.h"
 #include "commands/Download.h"
+#include "core/Text.h"
 #include "output/Picture.h"
+#include "pictures/PictureProgram.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -30,6 +32,8 @@ struct ShowOptions {
     PictureMode mode = PictureMode::AUTO;
 };
 
+constexpr const char* ORIGINAL = "original";
+
 /// A name and an address of what is to be shown.
 struct Source {
     std::string name;
@@ -46,15 +50,33 @@ Source sourceOf(const W::WContent& content)
     }
     if (content.getResourceURL().empty())
         throw Failure(Exit::FAILED, "content " + content.getUID() + " has no usable address");
-    return {"original", content.getResourceURL()};
+    return {ORIGINAL, content.getResourceURL()};
 }
 
-Picture fetchPicture(Context& context, const Source& source)
+Picture fetchPicture(Context& context, const std::string& uid, const Source& source)
 {
+    constexpr std::uint32_t NOT_FOUND = 404;
     const TargetFolder temporary(std::filesystem::temp_directory_path().string());
     const Staging staging(temporary);
-    fetch(context, source.url, staging, source.name);
-    return readPicture(staging.file(), MOST_PIXELS);
+    try {
+        fetch(context, source.url, staging, source.name);
+    } catch (const Failure& failure) {
+        if (failure.httpCode() != NOT_FOUND || source.name == ORIGINAL)
+            throw;
+        throw Failure(
+            Exit::FAILED,
+            "content " + neutralised(uid) +
+                " has no picture to show: the service cannot decode it, or is not ready with it yet. 'kinloom content show " +
+                neutralised(uid) + "' gives the address of the original, which 'kinloom download' fetches.",
+            failure.status(), failure.httpCode());
+    }
+    try {
+        return readPicture(staging.file(), MOST_PIXELS, pictures::programBesideThis(),
+                           [&context] { return context.interrupt.requested(); });
+    } catch (const Failure&) {
+        context.interrupt.check();
+        throw;
+    }
 }
 
 Json linesOf(const std::string& drawn)
@@ -69,7 +91,7 @@ Json linesOf(const std::string& drawn)
 Exit show(Context& context, const ShowOptions& options)
 {
     const Source source = sourceOf(context.call(ViewContent{options.uid}));
-    const Picture picture = fetchPicture(context, source);
+    const Picture picture = fetchPicture(context, options.uid, source);
 
     const Output::Size size = context.output.size();
     Frame frame;
@@ -95,16 +117,14 @@ Exit show(Context& context, const ShowOptions& options)
 
 } // namespace
 
-void addShowCommands(CLI::App& app, Action& action)
+void addShowCommands(commandline::Command program, Action& action)
 {
-    CLI::App* const command = app.add_subcommand("show", "Shows a photo in the terminal");
-    const auto options = onCommand(*command, action, show);
-    command->add_option("UID", options->uid, "The content's identifier")->required();
-    command->add_option("--width", options->width, "Columns to fill; without it, the terminal's")
-        ->check(CLI::Range(1, 1000).description(""));
-    command->add_option("--height", options->height, "Rows to fill; without it, the terminal's")
-        ->check(CLI::Range(1, 1000).description(""));
-    addWordOption(*command, "--mode", options->mode, MODE_WORDS, "How to draw it");
+    const commandline::Command command = program.command("show", "Shows a photo in the terminal");
+    const auto options = onCommand(command, action, show);
+    command.option("UID", options->uid, "The content's identifier").required();
+    command.option("--width", options->width, "Columns to fill; without it, the terminal's").within(1, 1000);
+    command.option("--height", options->height, "Rows to fill; without it, the terminal's").within(1, 1000);
+    addWordOption(command, "--mode", options->mode, MODE_WORDS, "How to draw it");
 }
 
 } // namespace kinloom

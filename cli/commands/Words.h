@@ -40,9 +40,9 @@ inline constexpr Word<W::KL_OPTION_ITEM> ITEM_WORDS[] = {
 };
 
 /// Adds --count, a number from 1 to 10000.
-inline CLI::Option* addCountOption(CLI::App& command, unsigned int& count, const std::string& description)
+inline commandline::Option addCountOption(commandline::Command command, unsigned int& count, const std::string& description)
 {
-    return command.add_option("--count", count, description)->check(CLI::Range(1, 10'000).description(""))->capture_default_str();
+    return command.option("--count", count, description).within(1, 10'000).showDefault();
 }
 
 } // namespace kinloom

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/Errors.h"
 
+#include "core/Waiting.h"
+
 #include <cstring>
 
 namespace kinloom {
@@ -31,7 +33,79 @@ constexpr StatusMeaning MEANINGS[] = {
     {W::WSTATUS_CHALLENGE_REQUIRED, Exit::NOT_SIGNED_IN, "Sign the device in at the service once."},
 };
 
+/// A sentence and the numbers behind it, where there are any.
+std::string withNumbers(std::string sentence, const CallFailure& failure)
+{
+    const std::string numbers = numbersOf(failure);
+    return numbers.empty() ? sentence : sentence.append(" (").append(numbers).append(").");
+}
+
+/// One row for each reason that is known; the texts themselves are the library's.
+constexpr ReasonMeaning REASONS[] = {
+    {FailureReason::SERVICE_FAILED, Exit::UNREACHABLE, "Try again later; the service's own log says more."},
+    {FailureReason::NO_CONNECTION, Exit::UNREACHABLE,
+     "Is kinloomd running there? --service URL names another address, 'kinloom config show' the one in force."},
+    {FailureReason::DEVICE_REFUSED, Exit::NOT_SIGNED_IN,
+     "'kinloom config show' shows what is set. Who runs the service makes a device anew with 'kinloomd device add', which prints "
+     "what 'kinloom config import' takes."},
+    {FailureReason::FORBIDDEN, Exit::FAILED, "Ask the person whose it is."},
+    {FailureReason::NOT_FOUND, Exit::FAILED, "'kinloom groups' and 'kinloom feed GROUP' show what there is."},
+    {FailureReason::NO_PLACE, Exit::FAILED, "'kinloom groups' shows yours."},
+    {FailureReason::NOT_ALLOWED, Exit::FAILED, "Who runs the service sets its limits, and who leads a group says what others may."},
+    {FailureReason::BAD_MARKER, Exit::FAILED,
+     "A marker is the number of a content of this group, or a time such as 2024-07-14T20:31:05Z (not with --base id)."},
+    {FailureReason::BAD_FILE, Exit::FAILED, "Photos are JPEG, PNG, WebP, GIF or HEIC files. Does a viewer open it?"},
+    {FailureReason::BAD_VALUE, Exit::FAILED, "Check what you typed."},
+    {FailureReason::CONFLICT, Exit::FAILED, "Look at the list again: it may have changed."},
+    {FailureReason::TOO_LARGE, Exit::FAILED, "Who runs the service sets its limits."},
+    {FailureReason::TOO_MANY, Exit::UNREACHABLE, "Try again later."},
+    {FailureReason::UNAVAILABLE, Exit::UNREACHABLE, "Try again later. Is the service's disk full? Its own log says more."},
+    {FailureReason::GATEWAY, Exit::UNREACHABLE, "Try again later. Is kinloomd running behind it?"},
+    {FailureReason::UNEXPECTED_ANSWER, Exit::FAILED,
+     "Is it a Kinloom service that answers there, and with this scheme, http or https? --service URL names another one."},
+    {FailureReason::LEAVES_TLS, Exit::UNREACHABLE,
+     "Who runs the service sets the addresses that it writes: 'kinloomd serve --public-url https://...'."},
+};
+
+/// What there is to do about a change of which nobody knows whether it was made.
+constexpr std::string_view LOOK_FIRST = "It may have taken effect all the same: look before you do it again ('kinloom groups', "
+                                        "'kinloom feed GROUP' and 'kinloom content show UID' show what there is).";
+
+std::string adviceOf(const CallFailure& failure, std::string_view otherwise)
+{
+    if (failure.unsettled)
+        return std::string(LOOK_FIRST);
+    if (failure.retryAfter <= 0)
+        return std::string(otherwise);
+    return "Try again in " + std::to_string(failure.retryAfter) + (failure.retryAfter == 1 ? " second." : " seconds.");
+}
+
+Failure reasonFailure(const std::string& message, const CallFailure& failure)
+{
+    const ReasonMeaning& entry = meaningOf(failure.reason);
+    std::string line = withNumbers(message, failure);
+    if (line.back() != '.')
+        line += '.';
+    return Failure(entry.exit, line + " " + adviceOf(failure, entry.advice), failure.status, failure.httpCode);
+}
+
+Failure statusFailure(const CallFailure& failure)
+{
+    const StatusMeaning& entry = meaningOf(failure.status);
+    const std::string sentence = failure.attempt + ": " + statusText(failure.status, failure.address);
+    return Failure(entry.exit, withNumbers(sentence, failure) + " " + std::string(entry.advice), failure.status, failure.httpCode);
+}
+
 } // namespace
+
+const ReasonMeaning& meaningOf(FailureReason reason)
+{
+    for (const ReasonMeaning& entry : REASONS) {
+        if (entry.reason == reason)
+            return entry;
+    }
+    return REASONS[0];
+}
 
 const StatusMeaning& meaningOf(W::WSTATUS status)
 {
@@ -44,12 +118,7 @@ const StatusMeaning& meaningOf(W::WSTATUS status)
 
 Failure statusFailure(std::string_view attempt, W::WSTATUS status, std::string_view address)
 {
-    const StatusMeaning& entry = meaningOf(status);
-    std::string message(attempt);
-    message.append(": ").append(statusText(status, address));
-    message.append(" (").append(W::WSTATUS2STRING(static_cast<unsigned int>(status))).append(", ");
-    message.append(std::to_string(status)).append("). ").append(entry.advice);
-    return Failure(entry.exit, message, status);
+    return statusFailure({FailureKind::FAILED, status, std::string(attempt), std::string(address), ""});
 }
 
 void throwFailure(const CallFailure& failure, int interruptedExit)
@@ -57,7 +126,7 @@ void throwFailure(const CallFailure& failure, int interruptedExit)
     const std::string message = failure.attempt.empty() ? failure.detail : failure.attempt + ": " + failure.detail;
     switch (failure.kind) {
     case FailureKind::INTERRUPTED:
-        throw Interrupted(interruptedExit);
+        throw Interrupted(interruptedExit, failure.unsettled);
     case FailureKind::INVALID:
         throw Failure(Exit::USAGE, message);
     case FailureKind::NOT_LOADED:
@@ -65,9 +134,17 @@ void throwFailure(const CallFailure& failure, int interruptedExit)
     case FailureKind::NOT_A_PLUGIN:
         throw Failure(Exit::LOCAL_FILE, message);
     default:
+        if (const auto later = muchLater(failure))
+            throw Failure(*later);
+        if (failure.reason != FailureReason::UNKNOWN)
+            throw reasonFailure(message, failure);
+        if (failure.unsettled)
+            throw Failure(meaningOf(failure.status).exit, failure.text() + ". " + adviceOf(failure, {}), failure.status,
+                          failure.httpCode);
         if (failure.detail.empty())
-            throw statusFailure(failure.attempt, failure.status, failure.address);
-        throw Failure(Exit::FAILED, message, failure.status);
+            throw statusFailure(failure);
+        // The detail says why, and what to do.
+        throw Failure(meaningOf(failure.status).exit, withNumbers(message, failure), failure.status, failure.httpCode);
     }
 }
 

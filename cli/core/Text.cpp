@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "core/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <clocale>
 #include <cwchar>
+#include <cwctype>
 #include <iterator>
-#include <locale.h>
 
 namespace kinloom {
 
@@ -29,16 +30,26 @@ int lengthOf(unsigned char lead)
 /// The smallest character that needs so many bytes: a longer form is not valid.
 constexpr std::array<char32_t, 5> SMALLEST = {0, 0, 0x80, 0x800, 0x10000};
 
-/// Character widths are those of Unicode, whatever locale the person has.
+/// What is known of characters is Unicode's, whatever locale the person has; null where the system has no such locale.
+locale_t unicode()
+{
+    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;
+}
+
 int columnsOf(char32_t character)
 {
-    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    if (unicode == nullptr)
+    if (unicode() == nullptr)
         return 1;
-    const locale_t before = uselocale(unicode);
+    const locale_t before = uselocale(unicode());
     const int columns = wcwidth(static_cast<wchar_t>(character));
     uselocale(before);
     return columns < 0 ? 1 : columns;
+}
+
+char32_t smallOf(char32_t character)
+{
+    return unicode() == nullptr ? character : static_cast<char32_t>(towlower_l(static_cast<wint_t>(character), unicode()));
 }
 
 } // namespace
@@ -110,6 +121,93 @@ std::string neutralised(std::string_view text)
             appendCharacter(safe, isControl(character) ? REPLACEMENT : character);
     }
     return safe;
+}
+
+std::vector<std::string> neutralisedLines(std::string_view text)
+{
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        std::string_view line = text.substr(0, end);
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+        if (!line.empty() && line.back() == '\r')
+            line.remove_suffix(1);
+        std::string clean = neutralised(line);
+        clean.erase(clean.find_last_not_of(' ') + 1);
+        if (!clean.empty() || (!lines.empty() && !lines.back().empty()))
+            lines.push_back(std::move(clean));
+    }
+    if (!lines.empty() && lines.back().empty())
+        lines.pop_back();
+    return lines;
+}
+
+/// Looks no further than the width.
+bool isWider(std::string_view line, std::size_t width)
+{
+    std::size_t used = 0;
+    for (std::size_t i = 0; i < line.size() && used <= width;)
+        used += static_cast<std::size_t>(columnsOf(nextCharacter(line, i)));
+    return used > width;
+}
+
+std::vector<std::string> wrapped(std::string_view line, std::size_t width)
+{
+    std::vector<std::string> pieces;
+    width = std::max<std::size_t>(width, 1);
+    while (isWider(line, width)) {
+        std::size_t used = 0;
+        std::size_t end = 0;      // of what fits
+        std::size_t lastWord = 0; // where the last word that fits ends; 0: none
+        while (end < line.size()) {
+            std::size_t next = end;
+            const char32_t character = nextCharacter(line, next);
+            const auto columns = static_cast<std::size_t>(columnsOf(character));
+            if (character == ' ' && end > 0)
+                lastWord = end;
+            if (used + columns > width)
+                break;
+            used += columns;
+            end = next;
+        }
+        if (end == 0) // a wide character in a single column
+            nextCharacter(line, end);
+        const std::size_t cut = lastWord > 0 ? lastWord : end;
+        pieces.emplace_back(line.substr(0, cut));
+        line.remove_prefix(cut);
+        while (!line.empty() && line.front() == ' ')
+            line.remove_prefix(1);
+    }
+    if (!line.empty() || pieces.empty())
+        pieces.emplace_back(line);
+    return pieces;
+}
+
+bool isText(std::string_view bytes)
+{
+    constexpr std::string_view REPLACEMENT_BYTES = "\xEF\xBF\xBD";
+    for (std::size_t i = 0; i < bytes.size();) {
+        const std::size_t begin = i;
+        if (nextCharacter(bytes, i) == REPLACEMENT && bytes.substr(begin, i - begin) != REPLACEMENT_BYTES)
+            return false;
+    }
+    return true;
+}
+
+std::string lowered(std::string_view text)
+{
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+    return lower;
+}
+
+std::string folded(std::string_view text)
+{
+    std::string small;
+    for (std::size_t i = 0; i < text.size();)
+        appendCharacter(small, smallOf(nextCharacter(text, i)));
+    return small;
 }
 
 std::size_t displayWidth(std::string_view text)

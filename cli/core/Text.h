@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kinloom {
 
@@ -23,6 +24,21 @@ bool isControl(char32_t character);
 
 /// The text in one line that cannot steer a terminal: every control becomes U+FFFD, every line break and tab a blank.
 std::string neutralised(std::string_view text);
+
+/// The lines of a text, each neutralised; at most one blank line in a row, none at the end.
+std::vector<std::string> neutralisedLines(std::string_view text);
+
+/// The line in pieces of at most \p width columns, broken between words where that is possible. At least one piece.
+std::vector<std::string> wrapped(std::string_view line, std::size_t width);
+
+/// Valid UTF-8, all of it.
+bool isText(std::string_view bytes);
+
+/// The text with small letters for the capital ones of ASCII, as in names of formats and hosts.
+std::string lowered(std::string_view text);
+
+/// A form in which texts that differ in case alone are equal.
+std::string folded(std::string_view text);
 
 /// Columns that a neutralised text takes on a terminal; wide characters take two.
 std::size_t displayWidth(std::string_view text);

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Makes photographs for the demonstration and the tests: evening landscapes, each different, in any size and any of the positions
 // in which a camera may be held.
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
+#include "commandline/Command.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -173,15 +173,15 @@ bool write(const Options& options)
 int main(int argc, char** argv)
 {
     Options options;
-    CLI::App app("Makes a photograph of a landscape");
-    app.add_option("FILE", options.file, "Where it goes; .jpg, .png or .webp")->required();
-    app.add_option("--width", options.width, "Pixels")->check(CLI::Range(16, 20'000));
-    app.add_option("--height", options.height, "Pixels")->check(CLI::Range(16, 20'000));
-    app.add_option("--seed", options.seed, "Each number makes another landscape");
-    app.add_option("--orientation", options.orientation, "How the camera was held, as EXIF numbers it")
-        ->check(CLI::IsMember({1, 3, 6, 8}));
-    app.add_option("--taken", options.taken, "When, as EXIF writes it: '2024:07:14 18:30:05'");
-    CLI11_PARSE(app, argc, argv);
+    commandline::Program program("Makes a photograph of a landscape", argv[0]);
+    program.option("FILE", options.file, "Where it goes; .jpg, .png or .webp").required();
+    program.option("--width", options.width, "Pixels").within(16, 20'000, commandline::Shown::YES);
+    program.option("--height", options.height, "Pixels").within(16, 20'000, commandline::Shown::YES);
+    program.option("--seed", options.seed, "Each number makes another landscape");
+    program.option("--orientation", options.orientation, "How the camera was held, as EXIF numbers it").among({1, 3, 6, 8});
+    program.option("--taken", options.taken, "When, as EXIF writes it: '2024:07:14 18:30:05'");
+    if (const std::optional<int> status = program.readOrExplain(argc, argv))
+        return *status;
     if (VIPS_INIT(argv[0]) != 0 || !write(options)) {
         std::fprintf(stderr, "%s: %s\n", argv[0], vips_error_buffer());
         return 1;

@@ -5,7 +5,6 @@
 #include "core/Text.h"
 #include "kinloom/Encode.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace kinloom {
@@ -53,12 +52,15 @@ std::string safeFileName(std::string_view text)
         const bool separator = character == '/' || character == '\\';
         appendCharacter(clean, separator || isControl(character) ? U'_' : character);
     }
-    const std::string_view name = trimmed(clean);
-    const std::string_view extension = name.substr(extensionStart(name));
-    const std::string_view stem = name.substr(0, name.size() - extension.size());
-    std::string safe(shortened(stem, LONGEST_SAFE - extension.size()));
-    safe.append(extension);
-    return safe.empty() ? "download" : safe;
+    std::string name(trimmed(clean));
+    // Other programs would take such a name for an option.
+    if (!name.empty() && name.front() == '-')
+        name.insert(0, 1, '_');
+    const std::string extension = name.substr(extensionStart(name));
+    name.resize(name.size() - extension.size());
+    name.resize(shortened(name, LONGEST_SAFE - extension.size()).size());
+    name.append(extension);
+    return name.empty() ? "download" : name;
 }
 
 std::string nameFromUrl(std::string_view url, std::string_view otherwise)
@@ -83,6 +85,8 @@ void requireFileName(const std::string& name)
         refuse("it is empty");
     if (name.front() == '.')
         refuse("it begins with a dot");
+    if (name.front() == '-')
+        refuse("it begins with a dash, as options do");
     if (name.size() > LONGEST)
         refuse("it is longer than 255 bytes");
     for (std::size_t i = 0; i < name.size();) {
@@ -102,15 +106,33 @@ std::string numberedName(const std::string& name, unsigned int number)
     return name.substr(0, extension) + " (" + std::to_string(number) + ")" + name.substr(extension);
 }
 
+bool isFormOf(const std::string& name, const std::string& other)
+{
+    const std::size_t extension = extensionStart(other);
+    const std::string begin = other.substr(0, extension) + " (";
+    const std::string end = ")" + other.substr(extension);
+    if (name == other || name.size() <= begin.size() + end.size())
+        return name == other;
+    const std::string number = name.substr(begin.size(), name.size() - begin.size() - end.size());
+    return name.compare(0, begin.size(), begin) == 0 && name.compare(name.size() - end.size(), end.size(), end) == 0 &&
+           number.find_first_not_of("0123456789") == std::string::npos;
+}
+
+unsigned int TakenNumbers::firstFree(const std::string& name, const std::function<bool(const std::string& numbered)>& isTaken)
+{
+    unsigned int& first = m_first.try_emplace(name, 1).first->second;
+    while (isTaken(numberedName(name, first)))
+        ++first;
+    return first;
+}
+
 std::string extensionOf(std::string_view format)
 {
     constexpr std::pair<std::string_view, const char*> EXTENSIONS[] = {
         {"jpeg", ".jpg"}, {"jpg", ".jpg"},   {"png", ".png"},   {"webp", ".webp"}, {"gif", ".gif"},
         {"tiff", ".tif"}, {"heic", ".heic"}, {"avif", ".avif"}, {"bmp", ".bmp"},
     };
-    std::string name(format.substr(format.rfind('/') + 1)); // npos + 1 is 0: a format without a "/" is a name already
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+    const std::string name = lowered(format.substr(format.rfind('/') + 1)); // npos + 1 is 0: one without a "/" is a name already
     for (const auto& [known, extension] : EXTENSIONS) {
         if (name == known)
             return extension;

@@ -63,7 +63,21 @@ int moveToFreeName(int fromFolder, const char* from, int toFolder, const char* t
     return 0;
 }
 
+FileStamp stampOf(const struct stat& info) { return {info.st_dev, info.st_ino, info.st_size, info.st_mtim}; }
+
 } // namespace
+
+bool FileStamp::operator==(const FileStamp& other) const
+{
+    return device == other.device && inode == other.inode && size == other.size && changed.tv_sec == other.changed.tv_sec &&
+           changed.tv_nsec == other.changed.tv_nsec;
+}
+
+bool isUnchanged(const SourceFile& source)
+{
+    struct stat info {};
+    return stat(source.path.c_str(), &info) == 0 && stampOf(info) == source.stamp;
+}
 
 SourceFile inspectSource(const std::string& path)
 {
@@ -88,6 +102,7 @@ SourceFile inspectSource(const std::string& path)
     source.path = path == "-" ? "./-" : path;
     source.name = path.substr(path.rfind('/') + 1);
     source.size = static_cast<std::uint64_t>(info.st_size);
+    source.stamp = stampOf(info);
     char first[MIME_BYTES];
     const ssize_t count = readFully(file.get(), first, sizeof first);
     if (count < 0)
@@ -151,6 +166,13 @@ bool Staging::publish(const std::string& name, bool replace)
     if (error != 0)
         throw fileFailure(m_target.path() + "/" + name, "cannot be written", error);
     return true;
+}
+
+void Staging::setTime(std::time_t seconds) const
+{
+    // A file system that keeps no such time is no reason to do without the file.
+    const timespec times[] = {{seconds, 0}, {seconds, 0}};
+    utimensat(AT_FDCWD, file().c_str(), times, AT_SYMLINK_NOFOLLOW);
 }
 
 void Staging::sweep(const TargetFolder& target)

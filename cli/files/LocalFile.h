@@ -6,10 +6,22 @@
 #include "core/Descriptor.h"
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 
 namespace kinloom {
+
+/// By what a file that was changed is recognised.
+struct FileStamp {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec changed{}; ///< its contents
+
+    bool operator==(const FileStamp& other) const;
+};
 
 /// What must be known of a file before it is sent.
 struct SourceFile {
@@ -17,7 +29,11 @@ struct SourceFile {
     std::string name; ///< for people
     std::uint64_t size = 0;
     std::string firstBytes;
+    FileStamp stamp;
 };
+
+/// Whether the file is still the one that was looked at, and as it was then.
+bool isUnchanged(const SourceFile& source);
 
 /// Looks at a file that is to be sent, without ever waiting for one that is a pipe.
 /// \throw Failure (local file) when it is missing, not a regular file, unreadable or empty.
@@ -64,6 +80,9 @@ public:
     /// \return false when the name is taken and may not be replaced; the file is then still here.
     /// \throw Failure (local file) when it cannot be done.
     bool publish(const std::string& name, bool replace);
+
+    /// Sets the times of the downloaded file. \param seconds since 1970.
+    void setTime(std::time_t seconds) const;
 
     /// Removes what earlier runs, ended by force, have left behind in a folder that no other run is using.
     static void sweep(const TargetFolder& target);

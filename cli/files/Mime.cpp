@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "files/Mime.h"
 
+#include "core/Text.h"
+
 #include <algorithm>
 
 namespace kinloom {
@@ -24,10 +26,14 @@ constexpr Magic MAGICS[] = {
     {8, "WEBPVP8"sv, "image/webp"},
     {0, "II*\0"sv, "image/tiff"},
     {0, "MM\0*"sv, "image/tiff"},
-    {4, "ftypheic"sv, "image/heic"},
+    {4, "ftypheic"sv, "image/heic"}, // what telephones write, and the brands of its relatives
     {4, "ftypheix"sv, "image/heic"},
-    {4, "ftypmif1"sv, "image/heif"},
+    {4, "ftypheim"sv, "image/heic"},
+    {4, "ftypheis"sv, "image/heic"},
+    {4, "ftyphev"sv, "image/heic"},
     {4, "ftypavif"sv, "image/avif"},
+    {4, "ftypmif1"sv, "image/heic"},
+    {4, "ftypmsf1"sv, "image/heic"},
     {4, "ftypqt  "sv, "video/quicktime"},
     {4, "ftyp"sv, "video/mp4"},
     {0, "\x1A\x45\xDF\xA3"sv, "video/webm"},
@@ -48,41 +54,53 @@ struct Extension {
 };
 
 constexpr Extension EXTENSIONS[] = {
-    {"jpg", "image/jpeg"},      {"jpeg", "image/jpeg"},     {"jpe", "image/jpeg"},       {"png", "image/png"},
-    {"gif", "image/gif"},       {"webp", "image/webp"},     {"tif", "image/tiff"},       {"tiff", "image/tiff"},
-    {"bmp", "image/bmp"},       {"heic", "image/heic"},     {"avif", "image/avif"},      {"mp4", "video/mp4"},
-    {"m4v", "video/mp4"},       {"mov", "video/quicktime"}, {"mkv", "video/x-matroska"}, {"webm", "video/webm"},
-    {"avi", "video/x-msvideo"}, {"mp3", "audio/mpeg"},      {"ogg", "audio/ogg"},        {"flac", "audio/flac"},
-    {"wav", "audio/wav"},       {"m4a", "audio/mp4"},       {"pdf", "application/pdf"},
+    {"jpg", "image/jpeg"},       {"jpeg", "image/jpeg"}, {"jpe", "image/jpeg"},      {"png", "image/png"},
+    {"gif", "image/gif"},        {"webp", "image/webp"}, {"tif", "image/tiff"},      {"tiff", "image/tiff"},
+    {"bmp", "image/bmp"},        {"heic", "image/heic"}, {"heif", "image/heic"},     {"hif", "image/heic"},
+    {"avif", "image/avif"},      {"mp4", "video/mp4"},   {"m4v", "video/mp4"},       {"mov", "video/quicktime"},
+    {"mkv", "video/x-matroska"}, {"webm", "video/webm"}, {"avi", "video/x-msvideo"}, {"mp3", "audio/mpeg"},
+    {"ogg", "audio/ogg"},        {"flac", "audio/flac"}, {"wav", "audio/wav"},       {"m4a", "audio/mp4"},
+    {"pdf", "application/pdf"},
 };
 
 bool startsWith(std::string_view text, std::string_view beginning) { return text.substr(0, beginning.size()) == beginning; }
-
-std::string lowered(std::string_view text)
-{
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
-    return lower;
-}
 
 bool isToken(std::string_view text)
 {
     constexpr std::string_view EXTRAS = "!#$&^_.+-";
     const auto fits = [&](char c) {
-        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || EXTRAS.find(c) != EXTRAS.npos;
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+               EXTRAS.find(c) != std::string_view::npos;
     };
     return !text.empty() && text.size() <= 127 && std::all_of(text.begin(), text.end(), fits);
+}
+
+std::string_view typeOfBytes(std::string_view firstBytes)
+{
+    for (const Magic& magic : MAGICS) {
+        if (firstBytes.size() >= magic.offset && startsWith(firstBytes.substr(magic.offset), magic.bytes))
+            return magic.type;
+    }
+    return {};
+}
+
+/// The types of photos that the service takes, by all their names.
+constexpr std::string_view TAKEN[] = {"image/jpeg", "image/jpg", "image/pjpeg", "image/png", "image/x-png",
+                                      "image/webp", "image/gif", "image/heic",  "image/heif"};
+constexpr const char* TAKEN_IN_WORDS = "JPEG, PNG, WebP, GIF and HEIC";
+
+bool isTaken(std::string_view type)
+{
+    const std::string name = lowered(type);
+    return std::find(std::begin(TAKEN), std::end(TAKEN), name) != std::end(TAKEN);
 }
 
 } // namespace
 
 std::string mimeTypeOf(std::string_view firstBytes, std::string_view name)
 {
-    for (const Magic& magic : MAGICS) {
-        if (firstBytes.size() >= magic.offset && startsWith(firstBytes.substr(magic.offset), magic.bytes))
-            return std::string(magic.type);
-    }
+    if (const std::string_view type = typeOfBytes(firstBytes); !type.empty())
+        return std::string(type);
     const std::size_t dot = name.rfind('.');
     if (dot == std::string_view::npos)
         return {};
@@ -102,6 +120,19 @@ W::KL_CONTENT_TYPE contentTypeOf(std::string_view mimeType)
     if (startsWith(type, "video/"))
         return W::KL_CONTENT_VIDEO;
     return startsWith(type, "audio/") ? W::KL_CONTENT_MUSIC : W::KL_CONTENT_UNKNOWN;
+}
+
+std::string refusalOf(std::string_view firstBytes, std::string_view mimeType)
+{
+    const std::string type(mimeType);
+    if (contentTypeOf(type) != W::KL_CONTENT_PHOTO)
+        return "is no photo but " + type + ", and the service takes photos only";
+    if (!isTaken(type))
+        return "is a picture of the type " + type + ", and the service takes " + TAKEN_IN_WORDS + " only. Save it as one of these.";
+    const std::string_view found = typeOfBytes(firstBytes);
+    if (found.empty())
+        return std::string("is no picture, whatever its name says: none of ") + TAKEN_IN_WORDS + " begins like this";
+    return isTaken(found) ? "" : "is no picture that the service takes: it begins like " + std::string(found);
 }
 
 bool isMimeType(std::string_view text)

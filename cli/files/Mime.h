@@ -19,6 +19,10 @@ constexpr std::size_t MIME_BYTES = 32;
 /// What the service calls a file of that type.
 W::KL_CONTENT_TYPE contentTypeOf(std::string_view mimeType);
 
+/// Why the service will not take a file as a photo of that type, in words that go behind its name; empty when it may take it.
+/// Whether what begins like a picture is one to its end, the service finds out.
+std::string refusalOf(std::string_view firstBytes, std::string_view mimeType);
+
 /// True for "type/subtype" with nothing that could be mistaken for something else.
 bool isMimeType(std::string_view text);
 

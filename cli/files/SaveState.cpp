@@ -83,10 +83,7 @@ void SaveState::read(const std::string& group)
         const std::string name = textOf(line, "name");
         if (id.empty() || !isName(name) || size == line.end() || !size->is_number_unsigned())
             continue;
-        if (const Entry* const before = find(id))
-            m_owners.erase(before->name);
-        m_entries[id] = {name, size->get<std::uint64_t>()};
-        m_owners[name] = id;
+        enter(id, {name, size->get<std::uint64_t>()});
     }
     if (!text.empty() && text.back() != '\n')
         append("\n"); // the last line was cut off; the next one must not become part of it
@@ -111,10 +108,25 @@ std::string SaveState::ownerOf(const std::string& name) const
 void SaveState::note(const std::string& content, const Entry& entry)
 {
     append(lineOf({{"id", content}, {"name", entry.name}, {"size", entry.size}}));
+    enter(content, entry);
+}
+
+void SaveState::enter(const std::string& content, const Entry& entry)
+{
     if (const Entry* const before = find(content))
         m_owners.erase(before->name);
     m_entries[content] = entry;
     m_owners[entry.name] = content;
+    m_sizes.emplace(entry.size, entry.name);
+}
+
+std::vector<std::string> SaveState::namesOfSize(std::uint64_t size) const
+{
+    std::vector<std::string> names;
+    const auto [first, last] = m_sizes.equal_range(size);
+    for (auto entry = first; entry != last; ++entry)
+        names.push_back(entry->second);
+    return names;
 }
 
 void SaveState::append(const std::string& line)

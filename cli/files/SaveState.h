@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace kinloom {
 
@@ -30,17 +31,21 @@ public:
     const Entry* find(const std::string& content) const;
     /// The content that a name in the folder is noted for; empty when none.
     std::string ownerOf(const std::string& name) const;
+    /// The names that are noted for files of a size.
+    std::vector<std::string> namesOfSize(std::uint64_t size) const;
     /// Records the name and size that the file of a content is about to get. \throw Failure (local file).
     void note(const std::string& content, const Entry& entry);
 
 private:
     void read(const std::string& group);
     void append(const std::string& line);
+    void enter(const std::string& content, const Entry& entry);
 
     std::string m_path;
     Descriptor m_file;
     std::map<std::string, Entry> m_entries;
     std::map<std::string, std::string> m_owners;
+    std::multimap<std::uint64_t, std::string> m_sizes; ///< also of names that have others now
 };
 
 } // namespace kinloom

@@ -16,6 +16,9 @@ namespace kinloom {
 
 namespace {
 
+/// Standard error is the process's, and so is what it is to be kept free of.
+bool s_quiet = false;
+
 /// \return 0 or an errno.
 int writeAll(int fd, std::string_view bytes)
 {
@@ -68,8 +71,11 @@ bool isDumbTerminal()
 
 Output::Output()
 {
+    const bool closed = fcntl(STDOUT_FILENO, F_GETFD) < 0;
     fillStandardDescriptors();
-    m_results = Descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    // What stands in for an output that was closed takes nothing, so that results do not get lost in silence.
+    m_results =
+        Descriptor(closed ? open("/dev/null", O_RDONLY | O_CLOEXEC) : fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
     if (!m_results)
         throw std::system_error(errno, std::generic_category(), "standard output");
     m_terminal = isatty(m_results.get()) == 1;
@@ -105,14 +111,44 @@ void Output::write(std::string_view bytes)
 void Output::json(const Json& document)
 {
     m_wroteJson = true;
-    line(document.dump(2, ' ', false, Json::error_handler_t::replace));
+    line(harmlessJson(document));
 }
+
+std::string harmlessJson(const Json& document)
+{
+    const std::string text = document.dump(2, ' ', false, Json::error_handler_t::replace);
+    std::string harmless;
+    harmless.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        const char32_t character = nextCharacter(text, i);
+        // Controls below are escaped already where they stand in texts; the others are the line ends of the document.
+        if (character < 0x7F || !isControl(character)) {
+            appendCharacter(harmless, character);
+            continue;
+        }
+        char escape[12]; // more than any of them needs: all are below U+10000
+        std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned int>(character));
+        harmless += escape;
+    }
+    return harmless;
+}
+
+void Output::hint(std::string_view text)
+{
+    if (!s_quiet)
+        note(text);
+}
+
+void Output::setQuiet(bool quiet) { s_quiet = quiet; }
+bool Output::quiet() { return s_quiet; }
 
 void Output::note(std::string_view text) { message("kinloom: " + neutralised(text) + "\n"); }
 
 bool Output::messagesAreWatched() { return isatty(STDERR_FILENO) == 1 && !isDumbTerminal(); }
 
 std::size_t Output::messageColumns() { return sizeOf(STDERR_FILENO).columns; }
+
+std::size_t Output::messageRows() { return sizeOf(STDERR_FILENO).rows; }
 
 void Output::message(std::string_view bytes) { writeAll(STDERR_FILENO, bytes); }
 

@@ -11,6 +11,9 @@
 
 namespace kinloom {
 
+/// A document as text in which nothing can steer a terminal: such characters are escapes.
+std::string harmlessJson(const Json& document);
+
 /// The program's results, on what was standard output when it began, and its messages, on standard error.
 ///
 /// The plugin writes its log to standard output by contract. So that it never gets between the results, the program keeps a
@@ -42,16 +45,24 @@ public:
     void write(std::string_view bytes);
     /// Writes a line.
     void line(std::string_view text) { write(std::string(text) + "\n"); }
-    /// Writes a JSON document; invalid UTF-8 in it becomes U+FFFD.
+    /// Writes a JSON document; invalid UTF-8 in it becomes U+FFFD. What could steer a terminal is written as an escape, which is
+    /// the same text to whoever reads the document.
     void json(const Json& document);
     bool wroteJson() const { return m_wroteJson; }
 
     /// Writes a line to standard error, with the program's name in front; controls in it are neutralised.
     static void note(std::string_view message);
+    /// The same for what helps but is no failure; nothing when the person wants quiet.
+    static void hint(std::string_view message);
+    /// Without hints and progress.
+    static void setQuiet(bool quiet);
+    static bool quiet();
     /// True when messages go to a terminal on which a line can be written anew.
     static bool messagesAreWatched();
     /// Columns of the terminal that messages go to.
     static std::size_t messageColumns();
+    /// Its rows.
+    static std::size_t messageRows();
     /// Writes bytes to standard error as they are.
     static void message(std::string_view bytes);
 

@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "output/Picture.h"
 
+#include "core/Descriptor.h"
 #include "core/Errors.h"
-#include "core/Text.h"
+#include "pictures/PictureProcess.h"
+#include "pictures/PictureProgram.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chafa.h>
+#include <cmath>
+#include <cstring>
+#include <fcntl.h>
 #include <memory>
-#include <vips/vips.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace kinloom {
 
@@ -17,48 +24,38 @@ namespace {
 constexpr int CELL_WIDTH = 10;
 constexpr int CELL_HEIGHT = 20;
 
+/// Pixels of the largest picture that is decoded.
+constexpr std::int64_t LARGEST = std::int64_t{1} << 28;
+
 struct Unref {
-    void operator()(VipsImage* image) const { g_object_unref(image); }
     void operator()(ChafaTermInfo* info) const { chafa_term_info_unref(info); }
     void operator()(ChafaSymbolMap* map) const { chafa_symbol_map_unref(map); }
     void operator()(ChafaCanvasConfig* config) const { chafa_canvas_config_unref(config); }
     void operator()(ChafaCanvas* canvas) const { chafa_canvas_unref(canvas); }
     void operator()(GString* text) const { g_string_free(text, TRUE); }
-    void operator()(void* memory) const { g_free(memory); }
 };
 template <class T> using Owned = std::unique_ptr<T, Unref>;
 
-void startVips()
+/// Why a picture cannot be shown.
+const char* reasonOf(pictures::PictureOutcome outcome)
 {
-    static const bool started = [] {
-        if (VIPS_INIT("kinloom") != 0)
-            return false;
-        // Pictures come from other people. Only those of the library's readers stay enabled that are safe with hostile files.
-        vips_block_untrusted_set(TRUE);
-        vips_concurrency_set(1);
-        return true;
-    }();
-    if (!started)
-        throw Failure(Exit::FAILED, "pictures cannot be read on this computer");
+    switch (outcome) {
+    case pictures::PictureOutcome::DONE:
+    case pictures::PictureOutcome::UNDECODABLE:
+        return "is no picture that can be read";
+    case pictures::PictureOutcome::OVERTIME:
+        return "takes too long to decode";
+    case pictures::PictureOutcome::DIED:
+        return "cannot be decoded: the process that tried has died";
+    case pictures::PictureOutcome::FAILED:
+        return "cannot be decoded: no process can be started for it, or there is no memory for its pixels";
+    case pictures::PictureOutcome::GIVEN_UP:
+        return "was given up";
+    }
+    return "cannot be decoded";
 }
 
-[[noreturn]] void refuse(const std::string& path)
-{
-    std::string why = vips_error_buffer();
-    vips_error_clear();
-    while (!why.empty() && why.back() == '\n')
-        why.pop_back();
-    throw Failure(Exit::FAILED, path + ": is no picture that can be read: " + neutralised(why));
-}
-
-/// Runs an operation of vips that makes an image from an image.
-template <class Operation> Owned<VipsImage> derived(const std::string& path, const Operation& operation)
-{
-    VipsImage* result = nullptr;
-    if (operation(&result) != 0)
-        refuse(path);
-    return Owned<VipsImage>(result);
-}
+bool isWithin(std::int32_t length, int most) { return length > 0 && length <= most; }
 
 ChafaPixelMode pixelModeOf(PictureMode mode, const ChafaTermInfo* terminal)
 {
@@ -149,7 +146,7 @@ std::string drawLetters(const Picture& picture, int columns, int rows)
     const double range = std::max(1.0, *brightest - *darkest);
     std::string text;
     for (std::size_t i = 0; i < cells.size(); ++i) {
-        text += RAMP[static_cast<std::size_t>((cells[i] - *darkest) / range * (RAMP.size() - 1) + 0.5)];
+        text += RAMP[static_cast<std::size_t>(std::lround((cells[i] - *darkest) / range * (RAMP.size() - 1)))];
         if ((i + 1) % static_cast<std::size_t>(columns) == 0 && i + 1 < cells.size())
             text += '\n';
     }
@@ -158,30 +155,31 @@ std::string drawLetters(const Picture& picture, int columns, int rows)
 
 } // namespace
 
-Picture readPicture(const std::string& path, int most)
+Picture readPicture(const std::string& path, int most, const std::string& program, const std::function<bool()>& giveUp)
 {
-    startVips();
-    const auto sized = derived(path, [&](VipsImage** out) {
-        return vips_thumbnail(path.c_str(), out, most, "height", most, "size", VIPS_SIZE_DOWN, "fail_on", VIPS_FAIL_ON_TRUNCATED,
-                              NULL);
-    });
-    const auto coloured =
-        derived(path, [&](VipsImage** out) { return vips_colourspace(sized.get(), out, VIPS_INTERPRETATION_sRGB, NULL); });
-    const auto bytes = derived(path, [&](VipsImage** out) { return vips_cast_uchar(coloured.get(), out, NULL); });
-    const auto image = derived(path, [&](VipsImage** out) {
-        return vips_image_hasalpha(bytes.get()) ? vips_copy(bytes.get(), out, NULL) : vips_addalpha(bytes.get(), out, NULL);
-    });
-    std::size_t size = 0;
-    const Owned<void> memory(vips_image_write_to_memory(image.get(), &size));
+    if (program.empty())
+        throw Failure(Exit::FAILED, std::string("pictures cannot be shown: ") + pictures::NO_PROGRAM_BESIDE_THIS);
+    const Descriptor source(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor output(::memfd_create("picture", MFD_CLOEXEC));
+    if (!source || !output)
+        throw Failure(Exit::FAILED, path + ": cannot be read: " + std::strerror(errno));
+    // Other people made it: nothing of it is looked at but in a process that can do nothing else.
+    pictures::PictureProcess process(program);
+    const pictures::PictureOutcome outcome = process.run({pictures::PictureOrder::PIXELS, {{most, most}}}, {source.get(), 0},
+                                                         {output.get()}, {LARGEST, pictures::PictureProcess::PATIENCE, giveUp});
+    if (outcome != pictures::PictureOutcome::DONE)
+        throw Failure(Exit::FAILED, path + ": " + reasonOf(outcome));
+    pictures::PixelsHead head;
     Picture picture;
-    picture.width = vips_image_get_width(image.get());
-    picture.height = vips_image_get_height(image.get());
-    if (!memory || vips_image_get_bands(image.get()) != 4 ||
-        size != static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) * 4)
-        refuse(path);
-    const auto* const first = static_cast<const std::uint8_t*>(memory.get());
-    picture.pixels.assign(first, first + size);
-    return picture;
+    if (::pread(output.get(), &head, sizeof head, 0) == sizeof head && isWithin(head.width, most) && isWithin(head.height, most)) {
+        picture.width = head.width;
+        picture.height = head.height;
+        picture.pixels.resize(std::size_t{4} * static_cast<std::size_t>(head.width) * static_cast<std::size_t>(head.height));
+        if (::pread(output.get(), picture.pixels.data(), picture.pixels.size(), sizeof head) ==
+            static_cast<ssize_t>(picture.pixels.size()))
+            return picture;
+    }
+    throw Failure(Exit::FAILED, path + ": " + reasonOf(pictures::PictureOutcome::UNDECODABLE));
 }
 
 std::string drawPicture(const Picture& picture, const Frame& frame)

@@ -4,6 +4,7 @@
 #define KINLOOM_OUTPUT_PICTURE_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,9 +17,11 @@ struct Picture {
     std::vector<std::uint8_t> pixels;
 };
 
-/// Reads a picture from a file, upright, and no wider or higher than \p most pixels.
+/// Reads a picture from a file, upright, and no wider or higher than \p most pixels, in a confined process.
+/// \param program what that process is started from: pictures::programBesideThis()
+/// \param giveUp asked several times a second; true ends it. May be empty.
 /// \throw Failure when it cannot be read.
-Picture readPicture(const std::string& path, int most);
+Picture readPicture(const std::string& path, int most, const std::string& program, const std::function<bool()>& giveUp = {});
 
 enum class PictureMode {
     AUTO, ///< what the terminal can do best, by the environment

@@ -7,12 +7,14 @@ namespace kinloom {
 
 namespace {
 
+Json textOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
 /// A number where the service sent one, else its text.
 Json numberOrText(const std::string& text)
 {
     if (const auto number = wholeNumber(text))
         return *number;
-    return text.empty() ? Json(nullptr) : Json(text);
+    return textOrNull(text);
 }
 
 Json dateOrNull(const W::WDateTime& date) { return date.isSet() ? Json(date.toString()) : Json(nullptr); }
@@ -35,20 +37,6 @@ Json toJson(const W::WEvent& event)
             {"end", dateOrNull(event.getWhen().getEndTime())}};
 }
 
-/// The date as a person reads it: local time, to the minute.
-std::string dateText(const W::WDateTime& date)
-{
-    if (!date.isSet())
-        return {};
-    const auto seconds = static_cast<std::time_t>(date.getSeconds());
-    std::tm parts{};
-    if (localtime_r(&seconds, &parts) == nullptr)
-        return date.toString();
-    char text[32];
-    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts);
-    return std::string(text, length);
-}
-
 std::string sizeOf(const W::WContent& content)
 {
     const auto bytes = wholeNumber(content.getSize());
@@ -65,6 +53,19 @@ std::string kindOf(const W::WContent& content) { return content.getType().empty(
 
 } // namespace
 
+std::string dateText(const W::WDateTime& date)
+{
+    if (!date.isSet())
+        return {};
+    const auto seconds = static_cast<std::time_t>(date.getSeconds());
+    std::tm parts{};
+    if (localtime_r(&seconds, &parts) == nullptr)
+        return date.toString();
+    char text[32];
+    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts);
+    return std::string(text, length);
+}
+
 const W::WDateTime& madeAt(const W::WContent& content)
 {
     if (content.getCreateTime().isSet())
@@ -79,10 +80,13 @@ const W::WDateTime& sharedAt(const W::WContent& content)
 
 Json toJson(const W::WPerson& person)
 {
-    Json document = {{"id", person.getUID()}, {"name", person.getName()}};
-    if (!person.getPhoto().getResourceURL().empty())
-        document["photo"] = person.getPhoto().getResourceURL();
-    return document;
+    return {{"id", person.getUID()}, {"name", person.getName()}, {"photo", textOrNull(person.getPhoto().getResourceURL())}};
+}
+
+/// Null where nothing is known of a person.
+Json personOrNull(const W::WPerson& person)
+{
+    return person.getUID().empty() && person.getName().empty() ? Json(nullptr) : toJson(person);
 }
 
 Included includedBy(W::KL_OPTION_INCLUDE include)
@@ -96,7 +100,7 @@ Json toJson(const W::WGroup& group, Included included)
 {
     Json document = {{"id", group.getUID()}, {"name", group.getName()}, {"description", group.getDescription()}};
     if (included.creator)
-        document["master"] = toJson(group.getMaster());
+        document["master"] = personOrNull(group.getMaster());
     if (included.usage) {
         document["contents"] = group.getTotalCount();
         document["photos"] = group.getPhotoCount();
@@ -104,8 +108,7 @@ Json toJson(const W::WGroup& group, Included included)
         document["music"] = group.getAudioCount();
         document["comments"] = group.getCommentCount();
     }
-    if (!group.getImageUrl().empty())
-        document["image"] = group.getImageUrl();
+    document["image"] = textOrNull(group.getImageUrl());
     return document;
 }
 
@@ -115,7 +118,7 @@ Json toJson(const W::WComment& comment)
             {"text", comment.getComment()},
             {"size", numberOrText(comment.getSize())},
             {"written", dateOrNull(comment.getRegisterDate())},
-            {"author", toJson(comment.getUser())}};
+            {"author", personOrNull(comment.getUser())}};
 }
 
 Json toJson(const W::WContent& content)
@@ -130,15 +133,15 @@ Json toJson(const W::WContent& content)
     for (const W::WEvent& event : content.getEvents())
         events.push_back(toJson(event));
     return {{"id", content.getUID()},
-            {"type", content.getType()},
-            {"format", content.getFormat()},
+            {"type", textOrNull(content.getType())},
+            {"format", textOrNull(content.getFormat())},
             {"description", content.getDescription()},
             {"size", numberOrText(content.getSize())},
             {"resolution", resolutionOf(content)},
             {"created", dateOrNull(madeAt(content))},
             {"uploaded", dateOrNull(sharedAt(content))},
-            {"creator", toJson(content.getUser())},
-            {"url", content.getResourceURL()},
+            {"creator", personOrNull(content.getUser())},
+            {"url", textOrNull(content.getResourceURL())},
             {"thumbnails", std::move(thumbnails)},
             {"comment_count", content.getCommentCount()},
             {"comments", std::move(comments)},
@@ -181,12 +184,22 @@ Table feedTable(const std::vector<W::WContent>& contents)
     return table;
 }
 
-Table commentTable(const std::list<W::WComment>& comments)
+std::string commentTexts(const std::list<W::WComment>& comments, std::size_t columns)
 {
-    Table table({{"COMMENT"}, {"WRITTEN"}, {"BY", false, true}, {"TEXT", false, true}});
-    for (const W::WComment& comment : comments)
-        table.add({comment.getUID(), dateText(comment.getRegisterDate()), comment.getUser().getName(), comment.getComment()});
-    return table;
+    constexpr std::size_t INDENT = 4;
+    const bool aligned = columns > 0;
+    const std::string indent = aligned ? std::string(INDENT, ' ') : "\t";
+    const std::string gap = aligned ? "  " : "\t";
+    const std::size_t room = columns > 2 * INDENT ? columns - INDENT : INDENT;
+    std::string text;
+    for (const W::WComment& comment : comments) {
+        text.append("comment ").append(neutralised(comment.getUID())).append(gap).append(dateText(comment.getRegisterDate()));
+        text.append(gap).append(neutralised(comment.getUser().getName())).append("\n");
+        for (const std::string& line : neutralisedLines(comment.getComment()))
+            for (const std::string& piece : aligned ? wrapped(line, room) : std::vector<std::string>{line})
+                text.append(piece.empty() ? "" : indent + piece).append("\n");
+    }
+    return text;
 }
 
 Sheet contentSheet(const W::WContent& content)
@@ -195,7 +208,7 @@ Sheet contentSheet(const W::WContent& content)
     sheet.add("id", content.getUID());
     sheet.add("kind", content.getType());
     sheet.add("format", content.getFormat());
-    sheet.add("description", content.getDescription());
+    sheet.addText("description", content.getDescription());
     sheet.add("taken", dateText(madeAt(content)));
     sheet.add("uploaded", dateText(sharedAt(content)));
     sheet.add("by", content.getUser().getName());
@@ -216,7 +229,7 @@ Sheet commentSheet(const W::WComment& comment)
     sheet.add("id", comment.getUID());
     sheet.add("written", dateText(comment.getRegisterDate()));
     sheet.add("by", comment.getUser().getName());
-    sheet.add("text", comment.getComment());
+    sheet.addText("text", comment.getComment());
     return sheet;
 }
 

@@ -26,9 +26,14 @@ Json toJson(const W::WContent& content);
 
 Table groupTable(const std::vector<W::WGroup>& groups, Included included);
 Table feedTable(const std::vector<W::WContent>& contents);
-Table commentTable(const std::list<W::WComment>& comments);
+/// Comments with all their lines, each under a line that says which it is.
+/// \param columns of the terminal that they are wrapped for; 0: lines are left as long as they are, with tabs between values.
+std::string commentTexts(const std::list<W::WComment>& comments, std::size_t columns);
 Sheet contentSheet(const W::WContent& content);
 Sheet commentSheet(const W::WComment& comment);
+
+/// A date as a person reads it: local time, to the minute; empty when it is not set.
+std::string dateText(const W::WDateTime& date);
 
 /// When a content was made, by whichever of its dates says so.
 const W::WDateTime& madeAt(const W::WContent& content);

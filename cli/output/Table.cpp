@@ -92,28 +92,49 @@ void Table::print(Output& output) const
 void Sheet::add(const std::string& name, const std::string& value)
 {
     if (!value.empty())
-        m_rows.emplace_back(name, neutralised(value));
+        m_rows.push_back({name, {neutralised(value)}, false});
 }
 
-std::string Sheet::aligned() const
+void Sheet::addText(const std::string& name, const std::string& text)
+{
+    std::vector<std::string> lines = neutralisedLines(text);
+    if (!lines.empty())
+        m_rows.push_back({name, std::move(lines), true});
+}
+
+std::string Sheet::aligned(std::size_t columns) const
 {
     std::size_t width = 0;
-    for (const auto& row : m_rows)
-        width = std::max(width, displayWidth(row.first));
+    for (const Row& row : m_rows)
+        width = std::max(width, displayWidth(row.name));
+    width += GAP;
+    const std::size_t room = std::max(columns, width + NARROWEST) - width;
     std::string text;
-    for (const auto& [name, value] : m_rows)
-        text.append(padded(name, width + GAP)).append(value).append("\n");
+    for (const Row& row : m_rows) {
+        std::string label = padded(row.name, width);
+        for (const std::string& line : row.lines) {
+            for (const std::string& piece : row.wraps ? wrapped(line, room) : std::vector<std::string>{line}) {
+                text.append(piece.empty() ? "" : label + piece).append("\n");
+                label.assign(width, ' ');
+            }
+        }
+    }
     return text;
 }
 
 std::string Sheet::plain() const
 {
     std::string text;
-    for (const auto& [name, value] : m_rows)
-        text.append(name).append("\t").append(value).append("\n");
+    for (const Row& row : m_rows) {
+        std::string label = row.name;
+        for (const std::string& line : row.lines) {
+            text.append(label).append("\t").append(line).append("\n");
+            label.clear();
+        }
+    }
     return text;
 }
 
-void Sheet::print(Output& output) const { output.write(output.tables() ? aligned() : plain()); }
+void Sheet::print(Output& output) const { output.write(output.tables() ? aligned(output.size().columns) : plain()); }
 
 } // namespace kinloom

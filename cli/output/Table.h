@@ -43,12 +43,20 @@ class Sheet {
 public:
     /// A value without text is left out.
     void add(const std::string& name, const std::string& value);
-    std::string aligned() const;
+    /// A value of several lines keeps them.
+    void addText(const std::string& name, const std::string& text);
+    /// \param columns of the terminal; longer lines of texts are wrapped.
+    std::string aligned(std::size_t columns) const;
     std::string plain() const;
     void print(Output& output) const;
 
 private:
-    std::vector<std::pair<std::string, std::string>> m_rows;
+    struct Row {
+        std::string name;
+        std::vector<std::string> lines; ///< one at least
+        bool wraps = false;
+    };
+    std::vector<Row> m_rows;
 };
 
 } // namespace kinloom

@@ -135,6 +135,14 @@ CallFailure CallState::failure(FailureKind kind, W::WSTATUS status, std::string 
     return {kind, status, m_attempt, m_address, std::move(detail)};
 }
 
+std::shared_ptr<CallState> CallState::once()
+{
+    CallOptions options;
+    options.patience = m_options.patience;
+    options.progress = [this](double done, double total) { report({done, total}); };
+    return std::make_shared<CallState>(m_attempt, m_address, std::move(options));
+}
+
 AnyCall::AnyCall(std::shared_ptr<CallState> state) : m_state(std::move(state)) {}
 bool AnyCall::ended() const { return m_state->ended(); }
 void AnyCall::wait() const { m_state->wait(); }

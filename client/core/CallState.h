@@ -58,6 +58,9 @@ public:
     CallFailure granted() const;
     /// A failure of this call.
     CallFailure failure(FailureKind kind, W::WSTATUS status, std::string detail) const;
+    /// A state for one try of this call: its progress is this call's, its wishes are for the thread that drives both to pass on.
+    /// This call outlives it.
+    std::shared_ptr<CallState> once();
 
 private:
     const std::string m_attempt;

@@ -160,16 +160,21 @@ template <> struct Members<SignIn> {
 template <> struct Members<RegisterDevice> {
     static constexpr auto ALL = std::make_tuple();
 };
+template <> struct Members<AskPerson> {
+    static constexpr auto ALL = std::make_tuple();
+};
 KINLOOM_MEMBERS(MediaReply, &MediaReply::contentType, &MediaReply::body, &MediaReply::bytes);
+KINLOOM_MEMBERS(PairedDevice, &PairedDevice::appId, &PairedDevice::token, &PairedDevice::duid);
 KINLOOM_MEMBERS(CallFailure, &CallFailure::kind, &CallFailure::status, &CallFailure::attempt, &CallFailure::address,
-                &CallFailure::detail);
+                &CallFailure::detail, &CallFailure::httpCode, &CallFailure::retryAfter, &CallFailure::cause, &CallFailure::reason,
+                &CallFailure::unsettled);
 KINLOOM_MEMBERS(TransferProgress, &TransferProgress::done, &TransferProgress::total);
 KINLOOM_MEMBERS(W::HttpOptions, &W::HttpOptions::connectTo, &W::HttpOptions::connectTimeoutMs, &W::HttpOptions::stallTimeoutMs,
                 &W::HttpOptions::stallBytesPerSecond, &W::HttpOptions::totalTimeoutMs, &W::HttpOptions::maxRedirects,
                 &W::HttpOptions::maxMemoryBody, &W::HttpOptions::maxFileBody, &W::HttpOptions::maxHeaderBytes,
                 &W::HttpOptions::maxTransfers, &W::HttpOptions::maxConnectionsPerHost, &W::HttpOptions::maxRequests,
                 &W::HttpOptions::downloadBufferBytes, &W::HttpOptions::uploadBufferBytes, &W::HttpOptions::userAgent,
-                &W::HttpOptions::proxy);
+                &W::HttpOptions::proxy, &W::HttpOptions::leadTo, &W::HttpOptions::caFile);
 KINLOOM_MEMBERS(Settings, &Settings::plugin, &Settings::options, &Settings::client, &Settings::patience, &Settings::log,
                 &Settings::signInAgain, &Settings::helperProgram);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "helper/HelperLane.h"
 
+#include "core/HostEvents.h"
 #include "helper/Codec.h"
 #include "plugin/Execute.h"
 
@@ -159,10 +160,14 @@ HelperLane::Course HelperLane::converse(const Operation& operation, CallState& s
         until = Clock::now() + patience * MOST_REQUESTS + CANCEL_TIME;
     bool begun = false;
     bool cancelled = false;
-    const auto die = [&](const std::string& how) {
+    const auto fail = [&](CallFailure failure) {
         lose(true);
-        state.finish(state.failure(FailureKind::LANE_DIED, W::WSTATUS_OK, "the lane's helper process " + how));
+        failure.unsettled = begun && changesSomething(operation);
+        state.finish(std::move(failure));
         return Course::ENDED;
+    };
+    const auto die = [&](const std::string& how) {
+        return fail(state.failure(FailureKind::LANE_DIED, W::WSTATUS_OK, "the lane's helper process " + how));
     };
     const auto goAway = [&] {
         lose(true);
@@ -182,11 +187,8 @@ HelperLane::Course HelperLane::converse(const Operation& operation, CallState& s
         case Event::BROKEN:
             return die("does not keep to the protocol");
         case Event::TIME:
-            lose(true);
-            state.finish(cancelled
-                             ? state.granted()
-                             : state.failure(FailureKind::TIMED_OUT, W::WSTATUS_TIMED_OUT, "the lane's helper process hangs"));
-            return Course::ENDED;
+            return fail(cancelled ? state.granted()
+                                  : state.failure(FailureKind::TIMED_OUT, W::WSTATUS_TIMED_OUT, "the lane's helper process hangs"));
         case Event::WISH:
             cancelled = true;
             until = Clock::now() + CANCEL_TIME;
@@ -200,6 +202,8 @@ HelperLane::Course HelperLane::converse(const Operation& operation, CallState& s
             begun = true;
         } else if (const auto* const moved = std::get_if<message::Moved>(&m_message); moved && begun && moved->number == m_number) {
             state.report(moved->progress);
+        } else if (const auto* const warned = std::get_if<message::Warned>(&m_message)) {
+            HostEvents::instance().warn(warned->sentence);
         } else if (auto* const ended = std::get_if<message::Ended>(&m_message);
                    ended && begun && ended->number == m_number && fits(operation, ended->result)) {
             // The helper knows no difference between a cancel and an interruption.

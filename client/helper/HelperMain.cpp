@@ -7,6 +7,7 @@
 #include "helper/Process.h"
 #include "kinloom/Lane.h"
 #include "kinloom/Route.h"
+#include "kinloom/Warning.h"
 #include "plugin/Execute.h"
 #include "plugin/LocalLane.h"
 
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <optional>
 #include <poll.h>
 #include <thread>
@@ -43,6 +45,7 @@ public:
         if (setUp == nullptr)
             return EXIT_FAILURE;
         m_address = addressOf(setUp->settings.client);
+        onWarning([this](const std::string& sentence) { say(message::Warned{sentence}); });
         std::thread listener(&Helper::listen, this);
         {
             LocalLane lane(setUp->settings, m_address);
@@ -51,6 +54,7 @@ public:
         }
         m_bell.ring([&] { m_done = true; });
         listener.join();
+        onWarning(nullptr);
         return EXIT_SUCCESS;
     }
 
@@ -137,9 +141,15 @@ private:
         }
     }
 
-    bool say(const message::Message& message) { return m_channel.send(message::encode(message)); }
+    /// Called by the thread that makes the calls, and by the host's worker.
+    bool say(const message::Message& message)
+    {
+        const std::lock_guard<std::mutex> lock(m_speaking);
+        return m_channel.send(message::encode(message));
+    }
 
     Channel m_channel;
+    std::mutex m_speaking; ///< one thread at a time sends
     std::string m_address;
     Bell m_bell;
     std::shared_ptr<Job> m_job; // guarded by the bell, like the two below

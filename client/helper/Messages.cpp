@@ -23,6 +23,9 @@ template <> struct Members<message::Begun> {
 template <> struct Members<message::Moved> {
     static constexpr auto ALL = std::make_tuple(&message::Moved::number, &message::Moved::progress);
 };
+template <> struct Members<message::Warned> {
+    static constexpr auto ALL = std::make_tuple(&message::Warned::sentence);
+};
 template <> struct Members<message::Ended> {
     static constexpr auto ALL = std::make_tuple(&message::Ended::number, &message::Ended::result);
 };

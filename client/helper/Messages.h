@@ -7,6 +7,7 @@
 ///     helper -> program   Begun    before the plugin is asked for anything
 ///     helper -> program   Moved    any number of times
 ///     program -> helper   Cancel   once at most
+///     helper -> program   Warned   what a person should know; once, at any time of a call
 ///     helper -> program   Ended    the lane is free again
 #ifndef KINLOOM_CLIENT_MESSAGES_H
 #define KINLOOM_CLIENT_MESSAGES_H
@@ -21,7 +22,7 @@
 namespace kinloom::message {
 
 /// Changes with the format: a helper is the same program, but its file may have been replaced while the program ran.
-constexpr std::uint32_t VERSION = 0x4B4C0001;
+constexpr std::uint32_t VERSION = 0x4B4C0002;
 
 struct Hello {
     std::uint32_t version = VERSION;
@@ -44,12 +45,15 @@ struct Moved {
     std::uint64_t number = 0;
     TransferProgress progress;
 };
+struct Warned {
+    std::string sentence;
+};
 struct Ended {
     std::uint64_t number = 0;
     CallResult result;
 };
 
-using Message = std::variant<Hello, SetUp, Order, Cancel, Begun, Moved, Ended>;
+using Message = std::variant<Hello, SetUp, Order, Cancel, Begun, Moved, Warned, Ended>;
 
 std::string encode(const Message& message);
 /// \throw BrokenMessage.

@@ -19,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 
 /// A helper whose program has gone cancels what it does; then it has no reason to live.
-constexpr auto END_TIME = 5s;
+constexpr auto END_PATIENCE = 5s;
 
 /// What a helper's descriptors and signals are to be.
 class Surroundings {
@@ -78,7 +78,7 @@ Process::Process(const std::string& program, PluginLog log, client::Descriptor s
 
 Process::~Process()
 {
-    if (!waitForEnd(END_TIME))
+    if (!waitForEnd(END_PATIENCE))
         kill();
     while (waitpid(m_pid, nullptr, 0) < 0 && errno == EINTR) {
     }

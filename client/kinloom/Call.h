@@ -6,6 +6,7 @@
 #include "kinloom/Failure.h"
 #include "kinloom/Interruption.h"
 #include "kinloom/Operations.h"
+#include "kinloom/Retries.h"
 
 #include <chrono>
 #include <functional>
@@ -31,6 +32,8 @@ struct CallOptions {
     std::function<void(double done, double total)> progress;
     /// In a pool: goes before calls that are not urgent and have not begun yet.
     bool urgent = false;
+    /// Whether the call is made again when it has failed.
+    Retries retries = {};
 };
 
 class CallState;

@@ -12,8 +12,11 @@
 #include "kinloom/Lanes.h"
 #include "kinloom/Media.h"
 #include "kinloom/Operations.h"
+#include "kinloom/Pairing.h"
+#include "kinloom/Retries.h"
 #include "kinloom/Route.h"
 #include "kinloom/Settings.h"
+#include "kinloom/Warning.h"
 // IWYU pragma: end_exports
 
 #endif

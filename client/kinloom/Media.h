@@ -16,6 +16,8 @@ struct MediaOrder {
     std::string file;               ///< where it goes, whole or not at all; empty: into memory
     std::uint64_t limit = 64 << 20; ///< most bytes in memory; the host's own limit holds too
     std::string name;               ///< for messages
+    /// Most bytes in the file: the first one more ends the fetch. 0: the host's own limit alone.
+    std::uint64_t fileLimit = 0;
 };
 
 /// Fetches media with the host's HTTP client, many at a time, in this process. No failure and no cancel of the plugin's requests
@@ -29,7 +31,8 @@ public:
     Media(const Media&) = delete;
     Media& operator=(const Media&) = delete;
 
-    /// Begins to fetch. Without a patience in the options a fetch may take its time while it moves.
+    /// Begins to fetch. Without a patience in the options a fetch may take its time while it moves. With retries in the options it
+    /// is made again when it fails in a way that passes.
     Call<MediaReply> fetch(MediaOrder order, const CallOptions& options = {});
 
 private:

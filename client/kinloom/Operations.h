@@ -88,6 +88,7 @@ struct DownloadFile {
     std::string name;     ///< for messages
 };
 
+/// Looks at the content first, which is signed, as a comment is not.
 struct CreateComment {
     using Result = Nothing;
     std::string content;
@@ -110,13 +111,19 @@ struct SignIn {
     using Result = Nothing;
 };
 
+/// Signs the lane in like \c SignIn, and gives the person whom the service takes it for: identifier and name, each empty where the
+/// service does not tell it.
+struct AskPerson {
+    using Result = W::WPerson;
+};
+
 /// Registers this device. The service's refusal shows in the next sign-in.
 struct RegisterDevice {
     using Result = Nothing;
 };
 
 using Operation = std::variant<ListGroups, CreateGroup, DeleteGroup, ReadFeed, ViewContent, DeleteContent, AskMimeType, UploadPhoto,
-                               DownloadFile, CreateComment, ViewComment, DeleteComment, SignIn, RegisterDevice>;
+                               DownloadFile, CreateComment, ViewComment, DeleteComment, SignIn, RegisterDevice, AskPerson>;
 
 /// A file that was fetched by its address.
 struct MediaReply {
@@ -125,9 +132,16 @@ struct MediaReply {
     std::uint64_t bytes = 0; ///< that arrived
 };
 
+/// What a device signs in with, once a person has taken it in: the provider's options of its configuration.
+struct PairedDevice {
+    std::string appId;
+    std::string token; ///< a password
+    std::string duid;
+};
+
 /// Everything that a call can give.
 using CallValue = std::variant<Nothing, std::string, W::WGroup, std::vector<W::WGroup>, W::WContent, std::vector<W::WContent>,
-                               W::WComment, MediaReply>;
+                               W::WComment, MediaReply, PairedDevice, W::WPerson>;
 
 } // namespace kinloom
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "media/Fetch.h"
 
+#include "core/HostEvents.h"
+#include "whost/HttpRequests.h"
+
 #include <atomic>
 
 namespace kinloom {
@@ -13,31 +16,6 @@ unsigned long long nextId()
     return ++last << 32;
 }
 
-struct SessionMeaning {
-    W::SESSION_STATUS session;
-    W::WSTATUS status;
-};
-
-/// What is not here is the peer's doing.
-constexpr SessionMeaning MEANINGS[] = {
-    {W::SESSION_DONE, W::WSTATUS_OK},
-    {W::SESSION_NOT_CREATED, W::WSTATUS_NOT_CREATED},
-    {W::SESSION_TOO_LARGE, W::WSTATUS_LIMIT_EXCEEDED},
-    {W::SESSION_CUT_OFF, W::WSTATUS_CONNECTION_LOST},
-    {W::SESSION_UNREACHABLE, W::WSTATUS_UNREACHABLE},
-    {W::SESSION_TIMED_OUT, W::WSTATUS_TIMED_OUT},
-    {W::SESSION_FILE_ERROR, W::WSTATUS_FILE_ERROR},
-    {W::SESSION_CANCELLED, W::WSTATUS_CANCELLED},
-};
-
-W::WSTATUS statusOf(W::SESSION_STATUS session)
-{
-    for (const SessionMeaning& entry : MEANINGS)
-        if (entry.session == session)
-            return entry.status;
-    return W::WSTATUS_FAILED;
-}
-
 } // namespace
 
 /// The request as the host has it; it keeps the fetch alive, and tells it of its own end.
@@ -45,6 +23,12 @@ class Fetch::Request : public W::HttpRequest {
 public:
     Request(std::shared_ptr<Fetch> fetch, const std::string& url, const W::HttpHeader& header, const std::string& file)
         : W::HttpRequest(W::HTTP_REQUEST_GET, url, header, &Fetch::completed, fetch.get(), file), m_fetch(std::move(fetch))
+    {
+        setID(m_fetch->m_id);
+    }
+    Request(std::shared_ptr<Fetch> fetch, const std::string& url, const std::string& form)
+        : W::HttpRequest(W::HTTP_REQUEST_POST, url, W::HttpHeader(), form, &Fetch::completed, fetch.get()),
+          m_fetch(std::move(fetch))
     {
         setID(m_fetch->m_id);
     }
@@ -57,10 +41,22 @@ private:
 Fetch::Fetch(std::function<void()> ended) : m_id(nextId()), m_onEnd(std::move(ended)) {}
 
 std::shared_ptr<Fetch> Fetch::start(const std::string& url, const W::HttpHeader& header, const std::string& file,
-                                    std::function<void()> ended)
+                                    std::uint64_t limit, std::function<void()> ended)
 {
     const std::shared_ptr<Fetch> fetch(new Fetch(std::move(ended)));
-    auto request = std::make_unique<Request>(fetch, url, header, file);
+    return queue(fetch, std::make_unique<Request>(fetch, url, header, file), limit);
+}
+
+std::shared_ptr<Fetch> Fetch::post(const std::string& url, const std::string& form, std::uint64_t limit,
+                                   std::function<void()> ended)
+{
+    const std::shared_ptr<Fetch> fetch(new Fetch(std::move(ended)));
+    return queue(fetch, std::make_unique<Request>(fetch, url, form), limit);
+}
+
+std::shared_ptr<Fetch> Fetch::queue(std::shared_ptr<Fetch> fetch, std::unique_ptr<Request> request, std::uint64_t limit)
+{
+    W::limitBody(*request, limit);
     fetch->m_request = request.get();
     const W::WSTATUS status = W::HttpDelegator::getInstance()->addRequest(request.get());
     if (status < 0)
@@ -85,7 +81,7 @@ void Fetch::finish(W::WSTATUS status, W::HttpRequest* request)
         if (request) {
             request->getProgressStatus(m_progress.done, m_progress.total);
             W::HttpResponse& response = request->getResponse();
-            m_code = response.getHttpResponseCode();
+            m_exchange = W::exchangeOf(*request);
             m_reply.contentType = response.getContentType();
             m_reply.body = std::move(response.payload());
             m_reply.bytes = m_reply.body.empty() ? static_cast<std::uint64_t>(m_progress.done) : m_reply.body.size();
@@ -115,7 +111,13 @@ W::WSTATUS Fetch::status() const
 W::UINT32 Fetch::code() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_code;
+    return m_status < 0 ? 0 : m_exchange.code;
+}
+
+W::HttpExchange Fetch::exchange() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_exchange;
 }
 
 MediaReply Fetch::takeReply()

@@ -2,6 +2,9 @@
 #include "kinloom/Media.h"
 
 #include "core/CallState.h"
+#include "core/Causes.h"
+#include "core/Retrying.h"
+#include "kinloom/Route.h"
 #include "media/Fetch.h"
 
 #include <algorithm>
@@ -28,7 +31,9 @@ struct Running {
     std::shared_ptr<Fetch> fetch;
     std::optional<Clock::time_point> deadline;
     bool tooLarge = false;
-    bool over = false; ///< the watcher's: the call has ended
+    bool over = false;                      ///< the watcher's: the call has ended
+    unsigned int made = 0;                  ///< how often it was made again
+    std::optional<Clock::time_point> again; ///< when it is made again; the fetch has ended
 
     void settle();
     CallResult result();
@@ -47,18 +52,37 @@ CallResult Running::result()
         return state->granted();
     if (status == W::WSTATUS_CANCELLED) // nobody here wanted it
         return state->failure(FailureKind::DROPPED, status, "the host has dropped it");
-    if (status < 0)
-        return state->failure(kindOf(status), status, "");
-    if (const W::UINT32 code = fetch->code(); code < 200 || code > 299)
-        return state->failure(FailureKind::FAILED, W::WSTATUS_OK, "the service answers with HTTP " + std::to_string(code));
-    return CallValue(std::move(reply));
+    const W::UINT32 code = fetch->code();
+    if (status >= 0 && code >= 200 && code <= 299)
+        return CallValue(std::move(reply));
+    CallFailure failure =
+        status < 0 ? state->failure(kindOf(status), status, "")
+                   : state->failure(FailureKind::FAILED, status, "the service answers with HTTP " + std::to_string(code));
+    tell(failure, fetch->exchange());
+    explain(failure, DownloadFile{order.url, "", "", order.name}, fetch->exchange());
+    return failure;
 }
 
-void Running::settle() { state->finish(result()); }
+/// Ends the call, or lays down when it is made again.
+void Running::settle()
+{
+    CallResult ended = result();
+    const auto* const failure = std::get_if<CallFailure>(&ended);
+    const Retries& retries = state->options().retries;
+    const auto time = failure != nullptr ? nextTry(*failure, retries, made, realRetryTools().random()) : std::nullopt;
+    if (!time) {
+        state->finish(std::move(ended));
+        return;
+    }
+    ++made;
+    again = Clock::now() + *time;
+    if (retries.waiting)
+        retries.waiting({*failure, *time, made, retries.count});
+}
 
 } // namespace
 
-struct Media::Impl {
+struct Media::Impl : std::enable_shared_from_this<Media::Impl> {
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<std::shared_ptr<Running>> running; // guarded by the mutex, like the next two
@@ -69,6 +93,7 @@ struct Media::Impl {
     void wake();
     void watch();
     void look(Running& one);
+    void begin(Running& one);
 };
 
 void Media::Impl::wake()
@@ -107,8 +132,26 @@ void Media::Impl::watch()
     }
 }
 
+void Media::Impl::begin(Running& one)
+{
+    if (const auto patience = one.state->options().patience)
+        one.deadline = Clock::now() + *patience;
+    const MediaOrder& order = one.order;
+    one.fetch =
+        Fetch::start(order.url, W::HttpHeader(), order.file, order.fileLimit, [impl = shared_from_this()] { impl->wake(); });
+}
+
 void Media::Impl::look(Running& one)
 {
+    if (one.again) {
+        if (one.state->wish() != CallState::Wish::NONE)
+            one.state->finish(one.state->granted());
+        else if (Clock::now() >= *one.again) {
+            one.again.reset();
+            begin(one);
+        }
+        return;
+    }
     if (!one.fetch->ended() && one.state->wish() != CallState::Wish::NONE)
         one.fetch->drop();
     if (!one.fetch->ended() && one.deadline && Clock::now() >= *one.deadline) {
@@ -144,15 +187,13 @@ Media::~Media()
 Call<MediaReply> Media::fetch(MediaOrder order, const CallOptions& options)
 {
     const std::string name = order.name.empty() ? order.url : order.name;
-    const auto state = std::make_shared<CallState>("cannot fetch " + name, "", options);
+    const auto state = std::make_shared<CallState>("cannot fetch " + name, addressOf(W::httpOptions(), order.url), options);
     state->drive([impl = m_impl] { impl->wake(); });
     CallState::listen(state);
     const auto one = std::make_shared<Running>();
     one->state = state;
-    if (options.patience)
-        one->deadline = Clock::now() + *options.patience;
-    one->fetch = Fetch::start(order.url, W::HttpHeader(), order.file, [impl = m_impl] { impl->wake(); });
     one->order = std::move(order);
+    m_impl->begin(*one);
     {
         const std::lock_guard<std::mutex> lock(m_impl->mutex);
         m_impl->running.push_back(one);

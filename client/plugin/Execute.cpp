@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "plugin/Execute.h"
 
+#include "core/ErrorDocument.h"
+#include "core/HostEvents.h"
 #include "kinloom/Encode.h"
 #include "media/Fetch.h"
 #include "plugin/Provider.h"
+
+#include <type_traits>
 
 namespace kinloom {
 
@@ -84,6 +88,7 @@ std::string attempt(const ViewComment&) { return "cannot show the comment"; }
 std::string attempt(const DeleteComment&) { return "cannot delete the comment"; }
 std::string attempt(const SignIn&) { return "cannot sign in"; }
 std::string attempt(const RegisterDevice&) { return "cannot register this device"; }
+std::string attempt(const AskPerson&) { return attempt(SignIn()); }
 
 // What each operation does.
 
@@ -100,7 +105,7 @@ W::WGroup run(LocalLane& lane, const CreateGroup& order)
     W::WGroup group;
     group.setName(percentEncode(order.name));
     group.setDescription(percentEncode(order.description));
-    auto created = lane.ask<W::WGroup>(
+    auto created = lane.change<W::WGroup>(
         attempt(order), [&](W::VOID* userData) { return lane.plugin().createGroup(group, W::WPerson(), groupDone, userData); });
     // A reply may tell no more than the new identifier.
     if (created.getName().empty() || created.getUID().empty()) {
@@ -113,7 +118,8 @@ W::WGroup run(LocalLane& lane, const CreateGroup& order)
 Nothing run(LocalLane& lane, const DeleteGroup& order)
 {
     const auto group = withUid<W::WGroup>(order.group, "group");
-    lane.ask<W::WGroup>(attempt(order), [&](W::VOID* userData) { return lane.plugin().deleteGroup(group, groupDone, userData); });
+    lane.change<W::WGroup>(attempt(order),
+                           [&](W::VOID* userData) { return lane.plugin().deleteGroup(group, groupDone, userData); });
     return {};
 }
 
@@ -126,30 +132,35 @@ ContentList run(LocalLane& lane, const ReadFeed& order)
     });
 }
 
-/// A reply without the record that was asked for.
-template <class Order> CallError holdsNone(LocalLane& lane, const Order& order, const std::string& uid, const std::string& what)
+/// A reply without the record that was asked for: the identifier is that of another thing.
+CallError holdsNone(LocalLane& lane, const std::string& tried, const std::string& uid, const std::string& what)
 {
-    return lane.error(FailureKind::FAILED, W::WSTATUS_OK, attempt(order),
-                      "the service's reply holds none. Is '" + uid + "' a " + what + "?");
+    CallFailure failure = lane.error(FailureKind::FAILED, W::WSTATUS_OK, tried, "'" + uid + "' is no " + what).failure();
+    failure.reason = FailureReason::NOT_FOUND;
+    return CallError(std::move(failure));
+}
+
+W::WContent view(LocalLane& lane, const W::WContent& content, const std::string& tried)
+{
+    auto found =
+        lane.ask<W::WContent>(tried, [&](W::VOID* userData) { return lane.plugin().viewContent(content, contentDone, userData); });
+    // A comment's identifier leads to a reply without a content.
+    if (found.getUID().empty())
+        throw holdsNone(lane, tried, percentDecode(content.getUID()), "content");
+    return found;
 }
 
 W::WContent run(LocalLane& lane, const ViewContent& order)
 {
-    const auto content = withUid<W::WContent>(order.content, "content");
-    auto found = lane.ask<W::WContent>(
-        attempt(order), [&](W::VOID* userData) { return lane.plugin().viewContent(content, contentDone, userData); });
-    // A comment's identifier leads to a reply without a content.
-    if (found.getUID().empty())
-        throw holdsNone(lane, order, order.content, "content");
-    return found;
+    return view(lane, withUid<W::WContent>(order.content, "content"), attempt(order));
 }
 
 Nothing run(LocalLane& lane, const DeleteContent& order)
 {
-    run(lane, ViewContent{order.content});
     const auto content = withUid<W::WContent>(order.content, "content");
-    lane.ask<W::WContent>(attempt(order),
-                          [&](W::VOID* userData) { return lane.plugin().deleteContent(content, contentDone, userData); });
+    view(lane, content, attempt(order));
+    lane.change<W::WContent>(attempt(order),
+                             [&](W::VOID* userData) { return lane.plugin().deleteContent(content, contentDone, userData); });
     return {};
 }
 
@@ -158,12 +169,11 @@ std::string run(LocalLane& lane, const AskMimeType& order)
     // The plugin's own way has no place in the interface that hosts call. The host's client asks for the first byte alone.
     W::HttpHeader header;
     header.add("Range", "bytes=0-0");
-    const auto fetch = Fetch::start(order.url, header, "", [bell = lane.bell()] { bell->ring([] {}); });
+    const auto fetch = Fetch::start(order.url, header, "", 0, [bell = lane.bell()] { bell->ring([] {}); });
     lane.await(attempt(order), *fetch);
     const W::UINT32 code = fetch->code();
     if (code != 200 && code != 206)
-        throw lane.error(FailureKind::FAILED, W::WSTATUS_OK, attempt(order),
-                         "the service answers with HTTP " + std::to_string(code));
+        throw lane.fetchError(*fetch, attempt(order));
     return fetch->takeReply().contentType;
 }
 
@@ -174,19 +184,22 @@ W::WContent run(LocalLane& lane, const UploadPhoto& order)
     content.setMIMEType(order.mimeType);
     content.setDescription(percentEncode(order.description));
     try {
-        return lane.ask<W::WContent>(
+        return lane.change<W::WContent>(
             attempt(order),
             [&](W::VOID* userData) {
                 return lane.plugin().createContent(group, content, W::KL_CONTENT_PHOTO, order.path, uploadDone, userData);
             },
             true);
     } catch (const CallError& error) {
-        // When all arguments are there, it is the service that refuses.
+        // When all arguments are there, it is the answer to the request for a place that has none. An answer that refuses says
+        // more.
         CallFailure failure = error.failure();
         if (failure.kind != FailureKind::REFUSED || failure.status != W::WSTATUS_INVALID_ARGUMENT || order.path.empty() ||
             order.mimeType.empty())
             throw;
-        failure.detail = "the service grants no place for it. Is '" + order.group + "' a group of yours?";
+        failure.detail = "the service's answer names no place to send it to";
+        if (failure.httpCode >= 200 && failure.httpCode <= 299)
+            failure.reason = FailureReason::UNEXPECTED_ANSWER;
         throw CallError(failure);
     }
 }
@@ -206,27 +219,33 @@ Nothing run(LocalLane& lane, const CreateComment& order)
     const auto content = withUid<W::WContent>(order.content, "content");
     W::WComment comment;
     comment.setComment(percentEncode(order.text));
-    lane.ask<W::WComment>(attempt(order),
-                          [&](W::VOID* userData) { return lane.plugin().createComment(content, comment, commentDone, userData); });
+    // A comment goes out unsigned: whose it is, the service knows from what was signed on the same connection just before.
+    view(lane, content, attempt(order));
+    lane.change<W::WComment>(
+        attempt(order), [&](W::VOID* userData) { return lane.plugin().createComment(content, comment, commentDone, userData); });
     return {};
+}
+
+W::WComment view(LocalLane& lane, const W::WComment& comment, const std::string& tried)
+{
+    auto found =
+        lane.ask<W::WComment>(tried, [&](W::VOID* userData) { return lane.plugin().viewComment(comment, commentDone, userData); });
+    if (found.getUID().empty())
+        throw holdsNone(lane, tried, percentDecode(comment.getUID()), "comment");
+    return found;
 }
 
 W::WComment run(LocalLane& lane, const ViewComment& order)
 {
-    const auto comment = withUid<W::WComment>(order.comment, "comment");
-    auto found = lane.ask<W::WComment>(
-        attempt(order), [&](W::VOID* userData) { return lane.plugin().viewComment(comment, commentDone, userData); });
-    if (found.getUID().empty())
-        throw holdsNone(lane, order, order.comment, "comment");
-    return found;
+    return view(lane, withUid<W::WComment>(order.comment, "comment"), attempt(order));
 }
 
 Nothing run(LocalLane& lane, const DeleteComment& order)
 {
-    run(lane, ViewComment{order.comment});
     const auto comment = withUid<W::WComment>(order.comment, "comment");
-    return lane.ask<Nothing>(attempt(order),
-                             [&](W::VOID* userData) { return lane.plugin().deleteComment(comment, commentDeleted, userData); });
+    view(lane, comment, attempt(order));
+    return lane.change<Nothing>(attempt(order),
+                                [&](W::VOID* userData) { return lane.plugin().deleteComment(comment, commentDeleted, userData); });
 }
 
 /// An account request; the options that it needs are looked at first, so that the failure can name the one that is missing.
@@ -246,9 +265,26 @@ Nothing run(LocalLane& lane, const SignIn& order)
 {
     account(lane, order, &W::WKinloomOAI::authKL);
     // A reply that says "fail" reports 0 as well; the session tells them apart.
-    if (!lane.isSignedIn())
-        throw lane.error(FailureKind::FAILED, W::WSTATUS_AUTH_FAILED, attempt(order));
+    if (!lane.isSignedIn()) {
+        CallFailure failure = lane.pluginError(FailureKind::FAILED, W::WSTATUS_AUTH_FAILED, attempt(order)).failure();
+        if (ErrorDocument::read(lane.exchange().body).code.empty()) { // no service of ours says so
+            failure.reason = FailureReason::UNEXPECTED_ANSWER;
+            failure.detail = "what answers at " + failure.address + " does not sign this device in";
+        }
+        throw CallError(std::move(failure));
+    }
     return {};
+}
+
+W::WPerson run(LocalLane& lane, const AskPerson&)
+{
+    run(lane, SignIn());
+    // The plugin keeps it to itself whose device this is; the reply that signs it in says so.
+    const std::string reply = HostEvents::instance().lastOfPlugins().body;
+    W::WPerson person;
+    person.setUID(firstValue(reply, "userId"));
+    person.setName(firstValue(reply, "userName"));
+    return person;
 }
 
 Nothing run(LocalLane& lane, const RegisterDevice& order) { return account(lane, order, &W::WKinloomOAI::registerKL); }
@@ -260,10 +296,27 @@ std::string attemptOf(const Operation& operation)
     return std::visit([](const auto& order) { return attempt(order); }, operation);
 }
 
+bool signsIn(const Operation& operation)
+{
+    return std::holds_alternative<SignIn>(operation) || std::holds_alternative<AskPerson>(operation);
+}
+
 bool worksSignedOut(const Operation& operation)
 {
-    return std::holds_alternative<SignIn>(operation) || std::holds_alternative<RegisterDevice>(operation) ||
+    return signsIn(operation) || std::holds_alternative<RegisterDevice>(operation) ||
            std::holds_alternative<AskMimeType>(operation);
+}
+
+bool changesSomething(const Operation& operation)
+{
+    return std::visit(
+        [](const auto& order) {
+            using Order = std::decay_t<decltype(order)>;
+            return std::is_same_v<Order, CreateGroup> || std::is_same_v<Order, DeleteGroup> || std::is_same_v<Order, UploadPhoto> ||
+                   std::is_same_v<Order, DeleteContent> || std::is_same_v<Order, CreateComment> ||
+                   std::is_same_v<Order, DeleteComment>;
+        },
+        operation);
 }
 
 bool isTransfer(const Operation& operation)

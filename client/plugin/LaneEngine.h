@@ -17,6 +17,8 @@ public:
 
     /// Drives a call to its end; returns when the lane is ready for the next one, which may be a little later. Nothing is thrown.
     virtual void run(const Operation& operation, CallState& state) = 0;
+
+    bool hasReached = false; ///< whether its service was there in an earlier call; for whoever makes calls again
 };
 
 } // namespace kinloom

@@ -2,6 +2,8 @@
 #include "plugin/LocalLane.h"
 
 #include "W/WConfigManager.h"
+#include "core/Causes.h"
+#include "core/HostEvents.h"
 #include "media/Fetch.h"
 #include "plugin/Execute.h"
 #include "plugin/LocalTurn.h"
@@ -42,6 +44,7 @@ LocalLane::LocalLane(Settings settings, std::string address)
     for (const auto& [key, value] : m_settings.options)
         W::WConfigManager::getInstance()->setCPOption(provider, key, value);
     W::setHttpOptions(m_settings.client);
+    HostEvents::instance(); // hears of requests from here on
 }
 
 LocalLane::~LocalLane() { LocalTurn::instance().retire(std::move(m_plugin)); }
@@ -68,23 +71,35 @@ void LocalLane::run(const Operation& operation, CallState& state)
 
 CallResult LocalLane::resultOf(const Operation& operation)
 {
+    const Operation signIn = SignIn();
+    const Operation* step = &operation;
+    m_exchange = W::HttpExchange();
+    m_changing = false;
     try {
         checkWish(attemptOf(operation));
-        prepare(operation);
+        if (prepare(operation)) {
+            step = &signIn;
+            execute(signIn, *this);
+            m_signedIn = true;
+            step = &operation;
+        }
         CallResult result = execute(operation, *this);
-        m_signedIn = m_signedIn || std::holds_alternative<SignIn>(operation);
+        m_signedIn = m_signedIn || signsIn(operation);
         return result;
     } catch (const CallError& error) {
         if (m_settings.signInAgain && meansSignedOut(error.failure().status))
             m_signedIn = false;
-        return error.failure();
+        CallFailure failure = error.failure();
+        failure.unsettled = m_changing && mayHaveTakenEffect(failure, m_exchange);
+        explain(failure, *step, m_exchange);
+        return failure;
     } catch (const std::exception& error) {
         return CallFailure{FailureKind::FAILED, W::WSTATUS_OK, attemptOf(operation), m_address, error.what()};
     }
 }
 
-/// Sees to a plugin object, and to a session where one is needed.
-void LocalLane::prepare(const Operation& operation)
+/// Sees to a plugin object. \return whether it has to sign in before the operation.
+bool LocalLane::prepare(const Operation& operation)
 {
     if (!m_plugin) {
         m_stale = false;
@@ -92,10 +107,7 @@ void LocalLane::prepare(const Operation& operation)
         m_plugin = std::make_unique<Plugin>(std::make_shared<Library>(pluginPath(m_settings.plugin)));
     }
     LocalTurn::instance().watch(m_plugin.get(), [this] { m_bell->ring([this] { m_dropped = true; }); });
-    if (m_signedIn || worksSignedOut(operation))
-        return;
-    execute(SignIn(), *this);
-    m_signedIn = true;
+    return !m_signedIn && !worksSignedOut(operation);
 }
 
 bool LocalLane::isSignedIn()
@@ -108,16 +120,20 @@ bool LocalLane::isSignedIn()
 void LocalLane::request(const std::string& attempt, const std::shared_ptr<PluginCall>& call,
                         const std::function<W::WSTATUS(W::VOID*)>& start, bool transfer)
 {
+    if (m_state->wish() != CallState::Wish::NONE)
+        m_changing = false; // nothing of it has begun
     checkWish(attempt);
     m_call = call;
+    HostEvents::instance().forget();
     const W::WSTATUS accepted = start(call->userData());
     if (accepted < 0) {
-        checkWish(attempt); // no callback follows
-        throw error(FailureKind::REFUSED, accepted, attempt);
+        m_changing = false; // no callback follows
+        checkWish(attempt);
+        throw pluginError(FailureKind::REFUSED, accepted, attempt);
     }
     awaitEnd(*call, attempt, transfer);
     if (call->status() < 0)
-        throw statusError(call->status(), attempt);
+        throw pluginError(kindOf(call->status()), call->status(), attempt);
 }
 
 void LocalLane::awaitEnd(PluginCall& call, const std::string& attempt, bool transfer)
@@ -139,6 +155,9 @@ void LocalLane::awaitEnd(PluginCall& call, const std::string& attempt, bool tran
         m_stale = true;
         throw error(FailureKind::DROPPED, W::WSTATUS_CANCELLED, attempt, "another plugin object of this process has dropped it");
     }
+    TransferProgress sent;
+    if (transfer && plugin().progressStatus(provider(), sent.done, sent.total, nullptr) == W::WSTATUS_OK && sent.done < sent.total)
+        m_changing = false; // what has not arrived whole is not taken
     cancel(call, attempt, transfer);
 }
 
@@ -158,7 +177,7 @@ void LocalLane::await(const std::string& attempt, Fetch& fetch)
                                          [&] { return fetch.ended() || m_state->wish() != CallState::Wish::NONE; });
     if (fetch.ended()) {
         if (fetch.status() < 0)
-            throw statusError(fetch.status(), attempt);
+            throw fetchError(fetch, attempt);
         return;
     }
     fetch.drop();
@@ -183,9 +202,23 @@ CallError LocalLane::error(FailureKind kind, W::WSTATUS status, const std::strin
     return CallError({kind, status, attempt, m_address, std::move(detail)});
 }
 
-CallError LocalLane::statusError(W::WSTATUS status, const std::string& attempt) const
+CallError LocalLane::pluginError(FailureKind kind, W::WSTATUS status, const std::string& attempt)
 {
-    return error(kindOf(status), status, attempt);
+    m_exchange = HostEvents::instance().lastOfPlugins();
+    CallFailure failure{kind, status, attempt, m_address, {}};
+    tell(failure, m_exchange);
+    return CallError(std::move(failure));
+}
+
+CallError LocalLane::fetchError(const Fetch& fetch, const std::string& attempt)
+{
+    m_exchange = fetch.exchange();
+    const W::WSTATUS status = fetch.status();
+    CallFailure failure{status < 0 ? kindOf(status) : FailureKind::FAILED, status, attempt, m_address, {}};
+    tell(failure, m_exchange);
+    if (status >= 0)
+        failure.detail = "the service answers with HTTP " + std::to_string(failure.httpCode);
+    return CallError(std::move(failure));
 }
 
 std::chrono::milliseconds LocalLane::patience() const { return m_state->options().patience.value_or(m_settings.patience); }

@@ -8,6 +8,7 @@
 #include "plugin/LaneEngine.h"
 #include "plugin/Library.h"
 #include "plugin/PluginCall.h"
+#include "whost/HttpEvents.h"
 
 #include <functional>
 #include <memory>
@@ -45,17 +46,27 @@ public:
         request(attempt, call, start, transfer);
         return std::move(call->value);
     }
+    /// The same for a request that changes something at the service.
+    template <class Value, class Start> Value change(const std::string& attempt, Start start, bool transfer = false)
+    {
+        m_changing = true;
+        return ask<Value>(attempt, start, transfer);
+    }
     /// Makes one request of the host's client, without the plugin.
     void await(const std::string& attempt, Fetch& fetch);
     /// The bell that requests ring when they have ended.
     std::shared_ptr<Bell> bell() const { return m_bell; }
 
     CallError error(FailureKind kind, W::WSTATUS status, const std::string& attempt, std::string detail = {}) const;
-    /// The failure that a negative status of a request stands for.
-    CallError statusError(W::WSTATUS status, const std::string& attempt) const;
+    /// The failure of a request of the plugin, with what its exchange says of it.
+    CallError pluginError(FailureKind kind, W::WSTATUS status, const std::string& attempt);
+    /// What the last failure was made of.
+    const W::HttpExchange& exchange() const { return m_exchange; }
+    /// The failure of a request of the host's client: a negative status, or a code that is no success.
+    CallError fetchError(const Fetch& fetch, const std::string& attempt);
 
 private:
-    void prepare(const Operation& operation);
+    bool prepare(const Operation& operation);
     CallResult resultOf(const Operation& operation);
     void request(const std::string& attempt, const std::shared_ptr<PluginCall>& call,
                  const std::function<W::WSTATUS(W::VOID*)>& start, bool transfer);
@@ -72,6 +83,8 @@ private:
     std::atomic<bool> m_dropped{false};
     bool m_stale = false; ///< the plugin object has a request that nobody waits for
     bool m_signedIn = false;
+    bool m_changing = false;            ///< the call that runs has come to what it changes at the service
+    W::HttpExchange m_exchange;         ///< behind the failure of the call that runs
     std::shared_ptr<PluginCall> m_call; ///< whose callback may still come; it lives as long as the plugin object may call it
     std::unique_ptr<Plugin> m_plugin;
 };

@@ -5,7 +5,6 @@
 #include "core/Text.h"
 #include "httpd/Address.h"
 #include "httpd/Framing.h"
-#include "operations/Parameters.h"
 #include "operations/Paths.h"
 #include "operations/Router.h"
 #include "wire/Authorization.h"
@@ -38,9 +37,24 @@ bool isListed(std::string_view methods, std::string_view method)
     return false;
 }
 
-/// The path again, from what was read out of it.
-std::string rebuilt(std::string_view path, const std::vector<std::string>& pieces)
+/// A path whose pieces are named, with those that were read out of it in their places.
+std::string rebuiltWhole(std::string_view pattern, const std::vector<std::string>& pieces)
 {
+    std::string again;
+    auto next = pieces.begin();
+    while (!pattern.empty()) {
+        const std::string_view piece = take(pattern, "/");
+        again += "/" + (piece == "*" ? percentEncode(*next++) : std::string(piece));
+    }
+    return again;
+}
+
+/// The path again, from what was read out of it.
+std::string rebuilt(std::string_view path, const Route& found)
+{
+    if (found.operation->shape == PathShape::WHOLE)
+        return rebuiltWhole(found.operation->word, found.pieces);
+    const std::vector<std::string>& pieces = found.pieces;
     std::string again(startsWith(path, BASE_PATH) ? BASE_PATH : path.substr(0, path.find('/', 1) + 1));
     for (const std::string& piece : pieces)
         again += percentEncode(piece) + "/";
@@ -62,7 +76,7 @@ void checkPath(std::string_view method, std::string_view path)
         const Access access = found.operation->access;
         require((access == Access::LOOPBACK_ONLY) == startsWith(path, "/control/"), "only faults are set without a signature");
         require((access == Access::KEY) == startsWith(path, "/media/"), "only media are fetched with a key");
-        const std::string again = rebuilt(path, found.pieces);
+        const std::string again = rebuilt(path, found);
         const Route same = route(method, again);
         require(same.operation == found.operation && same.subject == found.subject && same.pieces == found.pieces,
                 "a path says the same when it is encoded");
@@ -203,7 +217,8 @@ void checkFraming(const std::vector<httpd::Header>& headers)
         return;
     require(lengths + encodings <= 1, "the length of a body is said once");
     require(framing.bodySize.has_value() == (encodings == 0), "a body in chunks has no length beforehand");
-    require(lengths == 0 || framing.bodySize == parseSize(trim(last)), "the length of a body is the one of its header");
+    require(lengths == 0 || framing.bodySize == parseDecimal<std::int64_t>(trim(last)),
+            "the length of a body is the one of its header");
     require(lengths + encodings != 0 || framing.bodySize == 0, "there is no body that is not announced");
 }
 
@@ -222,7 +237,7 @@ void request(std::string_view input)
         const std::string_view name = take(value, ": ");
         headers.push_back({std::string(name), std::string(value)});
         if (name == "Content-Length")
-            size = parseSize(value).value_or(size);
+            size = parseDecimal<std::int64_t>(value).value_or(size);
         else if (name == "Host")
             checkHost(std::string(value));
         else if (name == "Authorization")

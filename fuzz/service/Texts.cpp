@@ -4,6 +4,7 @@
 
 #include "Targets.h"
 #include "core/Dates.h"
+#include "core/TimeZone.h"
 #include "operations/Faults.h"
 #include "operations/Router.h"
 
@@ -57,7 +58,9 @@ void serviceText(std::string_view input)
     const std::size_t end = input.find('\n');
     const std::string_view line = input.substr(0, end);
     checkTime(parseTime(line));
-    checkTime(parsePhotoTime(line, end == std::string_view::npos ? std::string_view() : input.substr(end + 1)));
+    static const TimeZone zone("Europe/Berlin");
+    const std::string_view rest = end == std::string_view::npos ? std::string_view() : input.substr(end + 1);
+    checkTime(parsePhotoTime(line, rest, rest, zone));
     checkFault(line);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "framework/ClientSection.h"
 
+#include "http/Leads.h"
 #include "whost/ConfigFile.h"
 
 #include <algorithm>
@@ -19,8 +20,10 @@ enum class Kind { NUMBER, TEXT, LINES };
 struct Row {
     const char* key;
     Kind kind;
-    std::int64_t least; ///< of numbers
-    bool (*read)(const toml::node& value, std::int64_t least, HttpOptions& options);
+    std::int64_t least;                    ///< of numbers
+    const char* form;                      ///< of lines, in words
+    bool (*fits)(const std::string& line); ///< whether a text is such a line
+    bool (*read)(const toml::node& value, const Row& row, HttpOptions& options);
     std::string (*text)(const HttpOptions& options);
 };
 
@@ -29,7 +32,7 @@ bool onOneLine(const std::string& value)
     return std::none_of(value.begin(), value.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
 }
 
-/// "HOST:PORT:HOST:PORT", where a host may be an address in brackets.
+/// "HOST:PORT:HOST:PORT", where a host may be an address in brackets. Commas stand between lines.
 bool isRoute(const std::string& line)
 {
     bool inBrackets = false;
@@ -38,12 +41,12 @@ bool isRoute(const std::string& line)
         inBrackets = c == '[' || (inBrackets && c != ']');
         colons += c == ':' && !inBrackets;
     }
-    return colons == 3 && !inBrackets && onOneLine(line) && line.find(' ') == std::string::npos;
+    return colons == 3 && !inBrackets && onOneLine(line) && line.find_first_of(" ,") == std::string::npos;
 }
 
 // How a value of each type is read, and how it is written as a text that reads the same.
 
-bool readValue(const toml::node& value, std::int64_t, std::vector<std::string>& out)
+bool readValue(const toml::node& value, const Row& row, std::vector<std::string>& out)
 {
     const toml::array* const lines = value.as_array();
     if (!lines)
@@ -51,7 +54,7 @@ bool readValue(const toml::node& value, std::int64_t, std::vector<std::string>& 
     std::vector<std::string> fresh;
     for (const toml::node& line : *lines) {
         const auto* const string = line.as_string();
-        if (!string || !isRoute(string->get()))
+        if (!string || !row.fits(string->get()))
             return false;
         fresh.push_back(string->get());
     }
@@ -59,7 +62,7 @@ bool readValue(const toml::node& value, std::int64_t, std::vector<std::string>& 
     return true;
 }
 
-bool readValue(const toml::node& value, std::int64_t, std::string& out)
+bool readValue(const toml::node& value, const Row&, std::string& out)
 {
     const auto* const string = value.as_string();
     if (!string || !onOneLine(string->get()))
@@ -68,10 +71,10 @@ bool readValue(const toml::node& value, std::int64_t, std::string& out)
     return true;
 }
 
-template <class Number> bool readValue(const toml::node& value, std::int64_t least, Number& out)
+template <class Number> bool readValue(const toml::node& value, const Row& row, Number& out)
 {
     const auto* const integer = value.as_integer();
-    if (!integer || integer->get() < least || integer->get() > std::numeric_limits<long>::max())
+    if (!integer || integer->get() < row.least || integer->get() > std::numeric_limits<long>::max())
         return false;
     out = static_cast<Number>(integer->get());
     return true;
@@ -96,15 +99,27 @@ template <class Number> constexpr Kind kindOf(Number HttpOptions::*) { return Ki
 /// The row of a key that stands for a member.
 template <auto MEMBER> constexpr Row option(const char* key, std::int64_t least = 0)
 {
-    return {
-        key, kindOf(MEMBER), least,
-        [](const toml::node& value, std::int64_t limit, HttpOptions& options) { return readValue(value, limit, options.*MEMBER); },
-        [](const HttpOptions& options) { return textOf(options.*MEMBER); }};
+    return {key,
+            kindOf(MEMBER),
+            least,
+            nullptr,
+            nullptr,
+            [](const toml::node& value, const Row& row, HttpOptions& options) { return readValue(value, row, options.*MEMBER); },
+            [](const HttpOptions& options) { return textOf(options.*MEMBER); }};
+}
+
+/// The row of a key whose value is a list of lines of a form.
+template <auto MEMBER> constexpr Row lines(const char* key, const char* form, bool (*fits)(const std::string&))
+{
+    Row row = option<MEMBER>(key);
+    row.form = form;
+    row.fits = fits;
+    return row;
 }
 
 /// Every member of HttpOptions.
 constexpr Row ROWS[] = {
-    option<&HttpOptions::connectTo>("connect_to"),
+    lines<&HttpOptions::connectTo>("connect_to", "HOST:PORT:CONNECT-TO-HOST:CONNECT-TO-PORT", isRoute),
     option<&HttpOptions::connectTimeoutMs>("connect_timeout_ms", 1),
     option<&HttpOptions::stallTimeoutMs>("stall_timeout_ms"),
     option<&HttpOptions::stallBytesPerSecond>("stall_bytes_per_second"),
@@ -120,6 +135,8 @@ constexpr Row ROWS[] = {
     option<&HttpOptions::uploadBufferBytes>("upload_buffer_bytes", 16 << 10),
     option<&HttpOptions::userAgent>("user_agent"),
     option<&HttpOptions::proxy>("proxy"),
+    lines<&HttpOptions::leadTo>("lead_to", "http[s]://HOST[:PORT]=https://HOST[:PORT]", http::isLead),
+    option<&HttpOptions::caFile>("ca_file"),
 };
 
 const Row* find(const std::string& key)
@@ -133,7 +150,7 @@ std::string kindText(const Row& row)
 {
     switch (row.kind) {
     case Kind::LINES:
-        return "a list of texts HOST:PORT:CONNECT-TO-HOST:CONNECT-TO-PORT";
+        return std::string("a list of texts ") + row.form;
     case Kind::TEXT:
         return "a text on one line";
     case Kind::NUMBER:
@@ -146,13 +163,16 @@ std::string expectation(const Row& row) { return "\"" + std::string(row.key) + "
 
 toml::array splitLines(const std::string& text)
 {
-    toml::array lines;
-    for (std::size_t begin = 0; begin < text.size();) {
+    toml::array all;
+    if (text.empty())
+        return all;
+    // A comma at the end has an empty line behind it.
+    for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t end = std::min(text.find(',', begin), text.size());
-        lines.push_back(text.substr(begin, end - begin));
+        all.push_back(text.substr(begin, end - begin));
         begin = end + 1;
     }
-    return lines;
+    return all;
 }
 
 } // namespace
@@ -173,7 +193,7 @@ void readClientSection(const toml::table& section, const std::string& path, Http
 {
     for (const auto& [key, value] : section) {
         const Row* const row = find(std::string(key.str()));
-        if (!row || row->read(value, row->least, options))
+        if (!row || row->read(value, *row, options))
             continue;
         const unsigned int line = value.source().begin.line;
         throw ConfigError(path + (line ? ":" + std::to_string(line) : "") + ": " + expectation(*row), line);

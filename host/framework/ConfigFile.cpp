@@ -8,8 +8,11 @@
 #include "framework/TomlWriter.h"
 
 #include <cstdlib>
+#include <pwd.h>
 #include <toml++/toml.h>
+#include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace W {
 
@@ -139,13 +142,26 @@ struct ConfigFile::Impl {
     }
 };
 
+std::string homeFolder()
+{
+    if (const char* const home = std::getenv("HOME"); home && home[0] == '/')
+        return home;
+    constexpr std::size_t ENOUGH = 16 << 10; // for an entry
+    std::vector<char> buffer(ENOUGH);
+    passwd entry{};
+    passwd* found = nullptr;
+    if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || !found || !entry.pw_dir)
+        return {};
+    return entry.pw_dir[0] == '/' ? entry.pw_dir : "";
+}
+
 std::string ConfigFile::defaultPath()
 {
     const char* const config = std::getenv("XDG_CONFIG_HOME");
     if (config && config[0] == '/')
         return std::string(config) + "/kinloom/host.toml";
-    const char* const home = std::getenv("HOME");
-    return home && home[0] == '/' ? std::string(home) + "/.config/kinloom/host.toml" : std::string();
+    const std::string folder = homeFolder();
+    return folder.empty() ? folder : folder + "/.config/kinloom/host.toml";
 }
 
 ConfigFile::ConfigFile(std::string path) : m_impl(std::make_unique<Impl>()) { m_impl->path = std::move(path); }

@@ -54,6 +54,8 @@ void handleIsGiven(HttpRequest& request)
     HttpRequest::Impl& impl = request.impl();
     // The parts of a URL that setUrl keeps on the handle would win over a URL that the caller sets.
     forgetOrigin(*impl.easy);
+    // From here on a handle without other authorities in its options trusts whom its caller wants.
+    forgetAuthorities(*impl.easy);
     if (impl.type != HTTP_REQUEST_POST)
         return;
     // Without fields libcurl would read the body from standard input. The caller's own fields take their place.

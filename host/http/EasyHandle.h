@@ -38,6 +38,8 @@ struct EasyHandle {
     Connections* connections = nullptr;
     /// The socket made last for the handle's transfer.
     curl_socket_t lastSocket = CURL_SOCKET_BAD;
+    /// What libcurl says of the last failure.
+    char errorText[CURL_ERROR_SIZE] = {};
     /// The request that the handle's callbacks work for.
     HttpRequest* request = nullptr;
 };

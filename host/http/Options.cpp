@@ -4,6 +4,7 @@
 #include "Mutex.h"
 
 #include <algorithm>
+#include <fstream>
 #include <vector>
 
 namespace W {
@@ -43,11 +44,24 @@ std::vector<std::string> ownFields(const HttpOptions& options, bool agent, bool 
     return lines;
 }
 
+/// libcurl has to be told of revocation lists, and refuses a file that holds none. A file that cannot be read is refused by it too.
+bool holdsRevocations(const std::string& path)
+{
+    if (path.empty())
+        return false;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);)
+        if (line.rfind("-----BEGIN X509 CRL-----", 0) == 0)
+            return true;
+    return false;
+}
+
 } // namespace
 
 namespace WHOST_INTERNAL http {
 
-ClientOptions::ClientOptions(const HttpOptions& options) : m_values(options)
+ClientOptions::ClientOptions(const HttpOptions& options)
+    : m_values(options), m_leads(options.leadTo), m_hasRevocations(holdsRevocations(options.caFile))
 {
     m_values.userAgent = onOneLine(m_values.userAgent);
     m_values.maxTransfers = std::max<std::size_t>(m_values.maxTransfers, 1);

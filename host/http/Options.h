@@ -5,6 +5,7 @@
 
 #include "Internal.h"
 #include "http/HeaderList.h"
+#include "http/Leads.h"
 #include "whost/HttpOptions.h"
 
 #include <memory>
@@ -21,6 +22,9 @@ public:
     explicit ClientOptions(const HttpOptions& options);
 
     const HttpOptions& values() const { return m_values; }
+    const Leads& leads() const { return m_leads; }
+    /// True when the file of authorities holds revocation lists too.
+    bool hasRevocations() const { return m_hasRevocations; }
     /// The connect-to lines as libcurl wants them; owned by this object.
     curl_slist* connectTo() const { return m_connectTo.get(); }
     /// The header fields that the client adds of its own accord, in the same form; owned by this object. They are given to libcurl
@@ -30,6 +34,8 @@ public:
 
 private:
     HttpOptions m_values;
+    Leads m_leads;
+    bool m_hasRevocations;
     // libcurl's functions take lists that are not constant, and only read them.
     mutable HeaderList m_connectTo;
     mutable HeaderList m_fields[2][2][2];

@@ -2,8 +2,10 @@
 #include "http/Reception.h"
 
 #include "http/Connections.h"
+#include "http/Events.h"
 #include "http/Options.h" // IWYU pragma: keep -- whose values are read through the request
 #include "http/RequestImpl.h"
+#include "http/Url.h"
 #include "whost/HttpOptions.h"
 
 #include <algorithm>
@@ -23,8 +25,12 @@ constexpr bool isSuccess(long code) { return code >= 200 && code < 300; }
 std::uint64_t bodyLimit(const HttpRequest::Impl& impl)
 {
     const HttpOptions& options = impl.transfer.options->values();
-    return impl.transfer.body == TransferState::Body::FILE ? options.maxFileBody
-                                                           : std::max<std::uint64_t>(options.maxMemoryBody, 1);
+    const std::uint64_t limit =
+        impl.transfer.body == TransferState::Body::FILE ? options.maxFileBody : std::max<std::uint64_t>(options.maxMemoryBody, 1);
+    // What a refusal says is no part of what was asked for.
+    if (impl.bodyLimit == 0 || !isSuccess(responseCode(impl.easy->curl)))
+        return limit;
+    return limit == 0 ? impl.bodyLimit : std::min(limit, impl.bodyLimit);
 }
 
 /// Decides where the body of a reply goes, when its header fields are in. False: the transfer must stop.
@@ -113,6 +119,26 @@ template <std::size_t Size> bool begins(const char* line, std::size_t size, cons
     return true;
 }
 
+/// Scheme and authority without the name and the password that may stand in it.
+std::string withoutSignIn(std::string origin)
+{
+    const std::size_t begin = origin.find("//") + 2;
+    const std::size_t sign = origin.rfind('@');
+    return sign == std::string::npos ? origin : origin.erase(begin, sign + 1 - begin);
+}
+
+/// Has the program told when credentials are about to be sent as they are.
+void tellPlain(const HttpRequest::Impl& impl, const char* address)
+{
+    const TransferState& transfer = impl.transfer;
+    const STRING& url = transfer.wireUrl.empty() ? impl.url : transfer.wireUrl;
+    const std::shared_ptr<const HttpEvents> events = currentEvents();
+    if (!events || !events->unencrypted || isEncrypted(url) || transfer.foreign)
+        return;
+    if (isSigned(impl))
+        events->unencrypted({withoutSignIn(url.substr(0, originLength(url))), address, !transfer.options->values().proxy.empty()});
+}
+
 /// Takes one line of a reply's head. False: the transfer must stop.
 bool takeHeaderLine(HttpRequest::Impl& impl, const char* line, std::size_t size)
 {
@@ -133,6 +159,13 @@ bool takeHeaderLine(HttpRequest::Impl& impl, const char* line, std::size_t size)
 }
 
 } // namespace
+
+bool isSigned(const HttpRequest::Impl& impl)
+{
+    const auto& fields = impl.header.fields();
+    return std::any_of(fields.begin(), fields.end(),
+                       [](const auto& field) { return curl_strequal(field.first.c_str(), "Authorization") != 0; });
+}
 
 long responseCode(CURL* curl)
 {
@@ -195,22 +228,29 @@ int onSocket(void* user, curl_socket_t socket, curlsocktype) noexcept
     return CURL_SOCKOPT_OK;
 }
 
-int onConnected(void* user, char*, char*, int remotePort, int localPort) noexcept
+int onConnected(void* user, char* remoteAddress, char*, int remotePort, int localPort) noexcept
 {
     EasyHandle& easy = *static_cast<EasyHandle*>(user);
     TransferState& transfer = easy.request->impl().transfer;
     long fresh = 0;
     curl_easy_getinfo(easy.curl, CURLINFO_NUM_CONNECTS, &fresh);
+    // A POST that has gone out may have had its effect.
+    if (transfer.connected && easy.request->impl().type == HTTP_REQUEST_POST) {
+        transfer.failure = SESSION_CUT_OFF;
+        return CURL_PREREQFUNC_ABORT;
+    }
     try {
         if (fresh > 0) {
             easy.connections->add(easy.lastSocket, localPort, remotePort);
         } else if (!transfer.mustConnect && easy.connections->isUsedUp(localPort, remotePort)) {
-            transfer.mustConnect = true;
+            transfer.mustConnect = transfer.usedUp = true;
             return CURL_PREREQFUNC_ABORT;
         }
+        tellPlain(easy.request->impl(), remoteAddress);
     } catch (const std::bad_alloc&) {
-        // A connection that is not known is used without being checked.
+        // A connection that is not known is used without being checked, and without memory nobody is told of it.
     }
+    transfer.connected = true;
     return CURL_PREREQFUNC_OK;
 }
 
@@ -221,8 +261,9 @@ int onProgress(void* user, curl_off_t downTotal, curl_off_t down, curl_off_t upT
     transfer.bytesMoved = static_cast<std::uint64_t>(down) + static_cast<std::uint64_t>(up) + transfer.headerBytes;
     if (transfer.body != TransferState::Body::NOWHERE) {
         const bool uploads = impl.type == HTTP_REQUEST_POST && upTotal > 0;
-        impl.bytesDone.store(static_cast<double>(uploads ? up : down), std::memory_order_relaxed);
+        // In this order, and read in the other one: who sees bytes sees of how many they are.
         impl.bytesTotal.store(static_cast<double>(uploads ? upTotal : downTotal), std::memory_order_relaxed);
+        impl.bytesDone.store(static_cast<double>(uploads ? up : down), std::memory_order_release);
     }
     return impl.cancelled.load(std::memory_order_relaxed) ? 1 : 0;
 }

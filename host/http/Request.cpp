@@ -38,7 +38,7 @@ const HttpResponse& HttpRequest::response() const { return m_impl->response; }
 
 void HttpRequest::getProgressStatus(double& done, double& total) const
 {
-    done = m_impl->bytesDone.load(std::memory_order_relaxed);
+    done = m_impl->bytesDone.load(std::memory_order_acquire);
     total = m_impl->bytesTotal.load(std::memory_order_relaxed);
 }
 

@@ -6,6 +6,7 @@
 #include "W/Http.h"
 #include "http/EasyHandle.h"
 #include "http/TransferState.h"
+#include "whost/HttpRequests.h"
 
 #include <atomic>
 
@@ -35,8 +36,10 @@ struct WHOST_INTERNAL HttpRequest::Impl {
     unsigned long long id = 0;
     http::Form form;
     http::HeaderList partHeader; ///< what getHeaderList returns, once it was asked
+    std::uint64_t bodyLimit = 0; ///< of this request alone; 0: none
 
     HttpResponse response;
+    HttpExchange exchange; ///< how the response came, or did not
 
     // Written by whoever runs the transfer, read by any thread.
     std::atomic<double> bytesDone{0.0};

@@ -3,17 +3,26 @@
 
 #include "W/WStatus.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace W {
 namespace WHOST_INTERNAL http {
 
 namespace {
+
+/// What keeps a connection from being encrypted.
+constexpr CURLcode TLS_FAILURES[] = {
+    CURLE_PEER_FAILED_VERIFICATION, CURLE_SSL_CONNECT_ERROR, CURLE_SSL_CACERT_BADFILE, CURLE_SSL_CRL_BADFILE,
+    CURLE_SSL_ISSUER_ERROR,         CURLE_SSL_CERTPROBLEM,   CURLE_SSL_CIPHER,         CURLE_SSL_INVALIDCERTSTATUS,
+};
 
 struct ResultMeaning {
     CURLcode result;
     SESSION_STATUS status;
 };
 
-/// All other results mean that the peer broke the protocol.
+/// All other results but those of TLS mean that the peer broke the protocol.
 constexpr ResultMeaning RESULTS[] = {
     {CURLE_OK, SESSION_DONE},
     {CURLE_FAILED_INIT, SESSION_NOT_CREATED},
@@ -57,7 +66,12 @@ SESSION_STATUS sessionStatusOf(CURLcode result)
     for (const ResultMeaning& entry : RESULTS)
         if (entry.result == result)
             return entry.status;
-    return SESSION_PROTOCOL_ERROR;
+    return isTlsFailure(result) ? SESSION_UNREACHABLE : SESSION_PROTOCOL_ERROR;
+}
+
+bool isTlsFailure(CURLcode result)
+{
+    return std::find(std::begin(TLS_FAILURES), std::end(TLS_FAILURES), result) != std::end(TLS_FAILURES);
 }
 
 WSTATUS statusOf(SESSION_STATUS status)

@@ -14,6 +14,9 @@ namespace WHOST_INTERNAL http {
 /// How a transfer ended for which libcurl reports this; SESSION_DONE for CURLE_OK only.
 SESSION_STATUS sessionStatusOf(CURLcode result);
 
+/// True for the results that say that there is no encrypted connection to the peer.
+bool isTlsFailure(CURLcode result);
+
 /// The status that execute returns for a transfer that ended so; 0 for SESSION_DONE only.
 WSTATUS statusOf(SESSION_STATUS status);
 

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "http/Transfer.h"
 
+#include "http/Exchange.h"
+#include "http/Leads.h"
 #include "http/Options.h"
 #include "http/Reception.h"
 #include "http/RequestImpl.h"
 #include "http/StatusMap.h"
+#include "http/TlsCause.h"
 #include "http/TransferSetup.h"
 #include "http/Url.h"
 
@@ -14,6 +17,9 @@ namespace W {
 namespace WHOST_INTERNAL http {
 
 namespace {
+
+/// The URL of the present hop.
+const STRING& urlOf(const HttpRequest::Impl& impl) { return impl.transfer.wireUrl.empty() ? impl.url : impl.transfer.wireUrl; }
 
 /// Sets a hop up on the request's handle. Nothing else of the handle differs from one hop to the next.
 bool beginHop(HttpRequest::Impl& impl, Clock::time_point now)
@@ -30,24 +36,50 @@ bool beginHop(HttpRequest::Impl& impl, Clock::time_point now)
         // 0 would mean no limit, so a limit that is used up becomes one millisecond.
         curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, std::max(totalMs - static_cast<long>(passed), 1L));
     }
+    transfer.usedUp = transfer.connected = false;
     curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, transfer.mustConnect ? 1L : 0L);
-    const STRING& url = transfer.wireUrl.empty() ? impl.url : transfer.wireUrl;
-    return setUrl(impl, url) && setHeader(impl);
+    return setUrl(impl, urlOf(impl)) && setHeader(impl);
+}
+
+/// Why nothing goes to a URL that would leave TLS.
+std::string leavesTls(const std::string& url)
+{
+    return "the service leads from https to " + originOf(url) + ", which is not encrypted: nothing goes there";
 }
 
 /// Follows a redirect. SESSION_DONE: the next hop is set up.
 SESSION_STATUS redirect(HttpRequest::Impl& impl, const char* location, Clock::time_point now)
 {
     TransferState& transfer = impl.transfer;
-    const STRING base = transfer.wireUrl.empty() ? impl.url : transfer.wireUrl;
+    const STRING base = urlOf(impl);
     std::string target;
     if (++transfer.redirects > transfer.options->values().maxRedirects || !resolveRedirect(base, location, target))
         return SESSION_PROTOCOL_ERROR;
+    if (std::string led = transfer.options->leads().lead(target); !led.empty())
+        target = std::move(led);
+    if (isEncrypted(base) && !isEncrypted(target)) {
+        transfer.cause = leavesTls(target);
+        return SESSION_PROTOCOL_ERROR;
+    }
     // The caller's fields may hold credentials. They are for the host that the caller named, and for no other.
     transfer.foreign = transfer.foreign || !sameOrigin(base, target);
     transfer.wireUrl = std::move(target);
     transfer.mustConnect = false;
     return beginHop(impl, now) ? SESSION_DONE : SESSION_NOT_CREATED;
+}
+
+/// What is known of a connection that may have failed for the sake of TLS. It was made to the service or to the proxy before it.
+TlsFailure tlsFailureOf(const HttpRequest::Impl& impl, CURLcode result)
+{
+    constexpr long NO_VERDICT = 1;
+    const HttpOptions& options = impl.transfer.options->values();
+    long verification = 0;
+    long ofProxy = 0;
+    curl_easy_getinfo(impl.easy->curl, CURLINFO_SSL_VERIFYRESULT, &verification);
+    curl_easy_getinfo(impl.easy->curl, CURLINFO_PROXY_SSL_VERIFYRESULT, &ofProxy);
+    if (isEncrypted(options.proxy) && (ofProxy > NO_VERDICT || !isEncrypted(urlOf(impl))))
+        return {result, ofProxy, impl.easy->errorText, options.proxy, "", true};
+    return {result, verification, impl.easy->errorText, urlOf(impl), options.caFile, false};
 }
 
 /// Why a hop failed.
@@ -62,6 +94,7 @@ SESSION_STATUS failureOf(HttpRequest::Impl& impl, CURLcode result)
     // The request was not cancelled, so libcurl could not read a form's file.
     if (result == CURLE_ABORTED_BY_CALLBACK && impl.form)
         return SESSION_FILE_ERROR;
+    impl.transfer.cause = causeOf(tlsFailureOf(impl, result));
     return sessionStatusOf(result);
 }
 
@@ -72,6 +105,7 @@ SESSION_STATUS beginTransfer(HttpRequest& request, Connections& connections, Clo
     HttpRequest::Impl& impl = request.impl();
     TransferState& transfer = impl.transfer;
     transfer.status = transfer.failure = SESSION_DONE;
+    transfer.cause.clear();
     transfer.headerBytes = 0;
     transfer.redirects = 0;
     transfer.foreign = false;
@@ -80,11 +114,21 @@ SESSION_STATUS beginTransfer(HttpRequest& request, Connections& connections, Clo
     impl.bytesDone.store(0.0, std::memory_order_relaxed);
     impl.bytesTotal.store(0.0, std::memory_order_relaxed);
     impl.response = HttpResponse();
+    beginExchange(request);
     if (impl.cancelled.load())
         return SESSION_CANCELLED;
     try {
         if (!formFilesAreRegular(impl.form.get()))
             return SESSION_FILE_ERROR;
+        const Leads& leads = transfer.options->leads();
+        if (!leads.ok())
+            return refuseExchange(request, SESSION_NOT_CREATED,
+                                  "the options of this program lead requests to something that is no service");
+        if (std::string led = leads.lead(urlOf(impl)); !led.empty())
+            transfer.wireUrl = std::move(led);
+        // Credentials of a service that is spoken to over TLS: an address that it gave away does not take them out of it.
+        if (!leads.empty() && isSigned(impl) && !isEncrypted(urlOf(impl)))
+            return refuseExchange(request, SESSION_PROTOCOL_ERROR, leavesTls(urlOf(impl)));
         EasyHandle* const easy = easyOf(impl);
         if (!easy)
             return SESSION_NOT_CREATED;
@@ -104,7 +148,7 @@ bool endHop(HttpRequest& request, CURLcode result, Clock::time_point now) noexce
     try {
         if (impl.cancelled.load()) {
             status = SESSION_CANCELLED;
-        } else if (result == CURLE_ABORTED_BY_CALLBACK && impl.transfer.mustConnect && impl.type == HTTP_REQUEST_GET) {
+        } else if (result == CURLE_ABORTED_BY_CALLBACK && impl.transfer.usedUp) {
             if (beginHop(impl, now))
                 return false;
             status = SESSION_NOT_CREATED;
@@ -123,6 +167,7 @@ bool endHop(HttpRequest& request, CURLcode result, Clock::time_point now) noexce
     } catch (const std::exception&) {
         status = SESSION_NOT_CREATED;
     }
+    noteExchange(request, result, status);
     endTransfer(request, status);
     return true;
 }

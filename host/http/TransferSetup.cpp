@@ -19,6 +19,9 @@ namespace {
 /// Smaller bodies fit libcurl's own buffers.
 constexpr std::size_t LARGE_BODY = 64u << 10;
 
+/// How long libcurl remembers the system's authorities without reading them again, in seconds: its own default.
+constexpr long REMEMBERED_AUTHORITIES = 24 * 60 * 60;
+
 TransferKind kindOf(const HttpRequest::Impl& impl)
 {
     if (impl.form || impl.body.size() > LARGE_BODY)
@@ -78,6 +81,24 @@ bool setOrigin(EasyHandle& easy, const STRING& url)
     return true;
 }
 
+/// Sets who is trusted. The default of a handle that its caller may have changed is the caller's.
+void setAuthorities(EasyHandle& easy, const ClientOptions& options)
+{
+    const std::string& file = options.values().caFile;
+    if (file.empty()) {
+        if (!easy.touched)
+            forgetAuthorities(easy);
+        return;
+    }
+    curl_easy_setopt(easy.curl, CURLOPT_CAINFO, file.c_str());
+    curl_easy_setopt(easy.curl, CURLOPT_CAPATH, nullptr);
+    // A file that is replaced counts from the next connection on; libcurl would remember the old one for a day.
+    curl_easy_setopt(easy.curl, CURLOPT_CA_CACHE_TIMEOUT, 0L);
+    // A session that is resumed shows no certificate, so nobody would look into the file.
+    curl_easy_setopt(easy.curl, CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    curl_easy_setopt(easy.curl, CURLOPT_CRLFILE, options.hasRevocations() ? file.c_str() : nullptr);
+}
+
 } // namespace
 
 void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& options, Connections& connections)
@@ -107,6 +128,9 @@ void setOptions(EasyHandle& easy, const std::shared_ptr<const ClientOptions>& op
     curl_easy_setopt(curl, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, easy.errorText);
+    setAuthorities(easy, *options);
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, values.connectTimeoutMs);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, values.totalTimeoutMs);
     curl_easy_setopt(curl, CURLOPT_CONNECT_TO, options->connectTo());
@@ -158,6 +182,21 @@ void forgetOrigin(EasyHandle& easy) noexcept
     curl_easy_setopt(easy.curl, CURLOPT_REQUEST_TARGET, nullptr);
 }
 
+void forgetAuthorities(EasyHandle& easy) noexcept
+{
+    if (!easy.settings || easy.settings->values().caFile.empty())
+        return;
+    const char* text = nullptr;
+    curl_easy_getinfo(easy.curl, CURLINFO_CAINFO, &text);
+    curl_easy_setopt(easy.curl, CURLOPT_CAINFO, text);
+    text = nullptr;
+    curl_easy_getinfo(easy.curl, CURLINFO_CAPATH, &text);
+    curl_easy_setopt(easy.curl, CURLOPT_CAPATH, text);
+    curl_easy_setopt(easy.curl, CURLOPT_CRLFILE, nullptr);
+    curl_easy_setopt(easy.curl, CURLOPT_CA_CACHE_TIMEOUT, REMEMBERED_AUTHORITIES);
+    curl_easy_setopt(easy.curl, CURLOPT_SSL_SESSIONID_CACHE, 1L);
+}
+
 void setMethod(HttpRequest::Impl& impl)
 {
     EasyHandle& easy = *impl.easy;
@@ -165,8 +204,11 @@ void setMethod(HttpRequest::Impl& impl)
     setKind(easy, kindOf(impl));
     const bool posts = impl.type == HTTP_REQUEST_POST;
     // libcurl repeats a request when a reused connection turns out to be closed. A GET may be repeated; a POST may have had its
-    // effect, so it gets a connection that is certain to be open.
-    impl.transfer.mustConnect = posts;
+    // effect, so it gets a connection that is certain to be open. One that comes with an application's token and without a
+    // signature is known by what was signed before it on its connection, so it goes on a kept one; onConnected lets nothing repeat
+    // it.
+    const auto& fields = impl.header.fields();
+    impl.transfer.mustConnect = posts && (isSigned(impl) || !names(fields, "appToken"));
     if (!posts) {
         curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
         return;

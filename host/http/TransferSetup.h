@@ -18,6 +18,9 @@ bool setUrl(HttpRequest::Impl& impl, const STRING& url);
 /// Has the handle forget what setUrl keeps on it from one request to the next.
 void forgetOrigin(EasyHandle& easy) noexcept;
 
+/// Has the handle trust whom the system trusts, whatever the options that it is set up for say.
+void forgetAuthorities(EasyHandle& easy) noexcept;
+
 /// Sets method, body and what suits their kind. Comes after setOptions.
 void setMethod(HttpRequest::Impl& impl);
 

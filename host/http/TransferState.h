@@ -34,6 +34,7 @@ struct TransferState {
 
     SESSION_STATUS status = SESSION_DONE;  ///< how the transfer ended
     SESSION_STATUS failure = SESSION_DONE; ///< what a callback found wrong, before libcurl reports it its own way
+    std::string cause;                     ///< why it failed, in words, where the status does not say all
     Body body = Body::UNDECIDED;
     FileSink file;
     std::uint64_t bodyBytes = 0;
@@ -42,6 +43,8 @@ struct TransferState {
     bool headEnded = false;  ///< the blank line after the present reply's head was there
     /// The hop needs a fresh connection: it is a POST, or is repeated because a kept connection turned out to be unusable.
     bool mustConnect = false;
+    bool usedUp = false;    ///< the kept connection that the hop was given had been closed; nothing was sent on it
+    bool connected = false; ///< the hop's request has gone out on a connection
 
     long redirects = 0;
     bool foreign = false; ///< a redirect led to another origin: the caller's fields are not sent any more

@@ -190,18 +190,24 @@ bool resolveRedirect(const std::string& base, const std::string& location, std::
     return true;
 }
 
+std::string originOf(const std::string& url)
+{
+    const ParsedUrl parsed(curl_url());
+    if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
+        return {};
+    std::string origin = partOf(parsed.get(), CURLUPART_SCHEME) + "://" + partOf(parsed.get(), CURLUPART_HOST) + ":" +
+                         partOf(parsed.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
+    std::transform(origin.begin(), origin.end(), origin.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+    return origin;
+}
+
+bool isEncrypted(const std::string& url) { return curl_strnequal(url.c_str(), "https://", 8) != 0; }
+
 bool sameOrigin(const std::string& a, const std::string& b)
 {
-    const ParsedUrl first(curl_url());
-    const ParsedUrl second(curl_url());
-    if (!first || !second || curl_url_set(first.get(), CURLUPART_URL, a.c_str(), 0) != CURLUE_OK ||
-        curl_url_set(second.get(), CURLUPART_URL, b.c_str(), 0) != CURLUE_OK)
-        return false;
-    for (const CURLUPart part : {CURLUPART_SCHEME, CURLUPART_HOST, CURLUPART_PORT})
-        if (!curl_strequal(partOf(first.get(), part, CURLU_DEFAULT_PORT).c_str(),
-                           partOf(second.get(), part, CURLU_DEFAULT_PORT).c_str()))
-            return false;
-    return true;
+    const std::string origin = originOf(a);
+    return !origin.empty() && origin == originOf(b);
 }
 
 } // namespace http

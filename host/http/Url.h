@@ -28,6 +28,13 @@ std::size_t originLength(const std::string& url);
 /// \return false when the location cannot be followed.
 bool resolveRedirect(const std::string& base, const std::string& location, std::string& target);
 
+/// Scheme, host and port of an absolute URL in the one way to write them: in small letters, and always with the port. Empty when
+/// there is no telling.
+std::string originOf(const std::string& url);
+
+/// True when an absolute URL is one of https.
+bool isEncrypted(const std::string& url);
+
 /// True when both absolute URLs have the same scheme, host and port.
 bool sameOrigin(const std::string& a, const std::string& b);
 

@@ -21,7 +21,7 @@ using std::chrono::milliseconds;
 /// Idle connections are kept up to this number, at least.
 constexpr std::size_t MIN_CONNECTIONS = 64;
 /// Whatever there is to do ends a wait, so any length will do.
-constexpr milliseconds LONGEST_WAIT(60'000);
+constexpr milliseconds LONGEST_SLEEP(60'000);
 /// How long the end of the process waits for a completion that is running.
 constexpr milliseconds EXIT_PATIENCE(2'000);
 
@@ -261,9 +261,9 @@ void Worker::attach(RequestList& fresh, Clock::time_point now)
 
 void Worker::waitForNetwork()
 {
-    milliseconds wait = LONGEST_WAIT;
+    milliseconds wait = LONGEST_SLEEP;
     if (m_nextLook != Clock::time_point::max())
-        wait = std::clamp(std::chrono::ceil<milliseconds>(m_nextLook - Clock::now()), milliseconds(0), LONGEST_WAIT);
+        wait = std::clamp(std::chrono::ceil<milliseconds>(m_nextLook - Clock::now()), milliseconds(0), LONGEST_SLEEP);
     curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
 }
 

@@ -15,6 +15,9 @@
 
 namespace W {
 
+/// The person's home folder: what HOME names, else what the password database knows; empty when nobody names an absolute path.
+std::string homeFolder();
+
 /// A configuration that cannot be read, written or applied. what() is one readable line and names the file.
 class ConfigError : public std::runtime_error {
 public:
@@ -49,6 +52,8 @@ const std::vector<ClientOption>& clientOptions();
 ///     [client]
 ///     connect_to = ["openapi.kinloom.example:80:127.0.0.1:8750"]
 ///     connect_timeout_ms = 10000
+///     lead_to = ["http://openapi.kinloom.example=https://photos.example"]
+///     ca_file = "/etc/kinloom/ca.pem"
 ///
 /// Keys of [client] are the names of HttpOptions' members with underscores; clientOptions() lists them.
 ///
@@ -56,7 +61,7 @@ const std::vector<ClientOption>& clientOptions();
 /// this class does not know are kept when the file is written; comments are not. An object belongs to one thread at a time.
 class ConfigFile {
 public:
-    /// $XDG_CONFIG_HOME/kinloom/host.toml, else ~/.config/kinloom/host.toml; empty when neither variable names an absolute path.
+    /// $XDG_CONFIG_HOME/kinloom/host.toml, else ~/.config/kinloom/host.toml, at home in homeFolder(); empty when there is none.
     static std::string defaultPath();
 
     /// Reads nothing yet.
@@ -93,8 +98,8 @@ public:
 
     /// The given options with what the [client] section says put over them.
     HttpOptions httpOptions(const HttpOptions& base = HttpOptions()) const;
-    /// Writes one entry of the [client] section; the text is read as the entry's kind demands (connect_to: lines, by comma).
-    /// \throw ConfigError when the key is not one of clientOptions() or the value does not fit it.
+    /// Writes one entry of the [client] section; the text is read as the entry's kind demands (lists: lines, with commas between
+    /// them). \throw ConfigError when the key is not one of clientOptions() or the value does not fit it.
     void setClientOption(const std::string& key, const std::string& value);
 
     /// Hands everything to the process: the providers' options to WConfigManager, the client's to setHttpOptions, over those in

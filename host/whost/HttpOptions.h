@@ -48,6 +48,15 @@ struct HttpOptions {
     std::string userAgent = "whost/1";
     /// A proxy's URL; empty: none, whatever the environment says.
     std::string proxy;
+
+    /// Origins that are led elsewhere over TLS: lines "http[s]://HOST[:PORT]=https://HOST[:PORT]". A request, or a redirect, for
+    /// the first origin goes to the second as if its URL had named that: certificate, server name and Host field are the second's,
+    /// and it is led once. connectTo comes after it. Where a line is none of these, every request fails, since one that is to be
+    /// encrypted might not be. Where there are any, a request with an Authorization field goes to an https URL or fails.
+    std::vector<std::string> leadTo;
+    /// A PEM file with the certificates of the authorities to trust in place of the system's, and with their revocation lists where
+    /// there are any; empty: the system's.
+    std::string caFile;
 };
 
 /// Replaces the options of the process. Requests queued from now on use them; running transfers keep theirs. Any thread.

@@ -1,74 +1,105 @@
 // SPDX-License-Identifier: MIT
 #include "commands/Commands.h"
 #include "commands/Lookup.h"
+#include "core/Digest.h"
 #include "core/Text.h"
-#include "media/Formats.h"
 #include "media/MediaStore.h"
-#include "media/Pictures.h"
+#include "media/PhotoTime.h"
+#include "media/ThumbnailFiles.h"
+#include "pictures/Formats.h"
+#include "pictures/PictureHeader.h"
+#include "pictures/PictureProcess.h"
 #include "store/Contents.h"
 #include "store/Groups.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
+#include <stdexcept>
+#include <vector>
 
 namespace kinloomd {
 
 namespace {
 
-constexpr std::size_t COPY_BLOCK = 256 * 1024;
-
-void copyInto(TemporaryFile& target, const std::string& path)
-{
-    const UniqueFd source = openForReading(path);
-    if (!source)
-        throw std::runtime_error(path + " is not a file that can be read");
-    std::string block(COPY_BLOCK, '\0');
-    for (;;) {
-        const ssize_t count = ::read(source.get(), block.data(), block.size());
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            throwSystemError("read", path);
-        if (count == 0)
-            return;
-        target.write(std::string_view(block).substr(0, static_cast<std::size_t>(count)));
-    }
-}
+constexpr std::size_t BLOCK = 256 * 1024;
 
 /// Files of contents that hold the same picture: links to one another, as far as the file system has links to give.
 class Copies {
 public:
-    Copies(const MediaStore& media, std::string file) : m_media(media), m_file(std::move(file)) {}
+    Copies(const MediaStore& media, std::string file, Id whose, const TimeZone& zone)
+        : m_media(media), m_file(std::move(file)), m_whose(whose), m_zone(zone)
+    {
+    }
 
     void place(Id content)
     {
         if (m_last != 0 && m_media.linkOriginal(m_last, content))
             return;
         TemporaryFile file(m_media.folder().temporary());
-        copyInto(file, m_file);
-        const Format format = sniffFile(file.path());
-        if (format == Format::NONE)
-            throw std::runtime_error(m_file + " is not a JPEG, PNG, WebP or GIF file");
-        m_info = readPicture(m_file, [&] { return makeThumbnails(file.path(), format, {Limits().pixels, {}}, m_media, content); });
-        m_size = sizeOf(file.fd(), file.path());
+        const UniqueFd source = openForReading(m_file);
+        if (!source)
+            throw std::runtime_error(m_file + " is not a file that can be read");
+        copyRest(source.get(), file.fd(), m_file);
+        readHeader(file);
+        makeThumbnails(file, content);
         m_media.keepOriginal(file, content);
         m_last = content;
     }
 
-    UploadedFile uploaded() const
-    {
-        const auto slash = m_file.rfind('/');
-        const std::string name = safeFileName(slash == std::string::npos ? m_file : m_file.substr(slash + 1));
-        return {nameWithExtension(name, m_info.format), m_info.format, m_size, m_info.width, m_info.height, m_info.taken};
-    }
+    const UploadedFile& uploaded() const { return m_uploaded; }
 
 private:
+    void readHeader(const TemporaryFile& file)
+    {
+        pictures::BytesOfFile bytes(file.fd());
+        m_uploaded.format = pictures::sniffFormat(bytes.read(0, pictures::SNIFF_BYTES));
+        if (m_uploaded.format == Format::NONE)
+            throw std::runtime_error(m_file + " is no photo. " + pictures::FORMATS_SENTENCE);
+        const auto header = pictures::readPictureHeader(bytes, m_uploaded.format);
+        if (!header)
+            throw std::runtime_error(m_file + ": " + sentenceOf(pictures::PictureOutcome::UNDECODABLE));
+        if (!fitsInto(Limits().pixels, *header))
+            throw std::runtime_error(m_file + ": The picture has too many pixels.");
+        const auto slash = m_file.rfind('/');
+        const std::string name = safeFileName(slash == std::string::npos ? m_file : m_file.substr(slash + 1));
+        m_uploaded.fileName = nameWithExtension(name, m_uploaded.format);
+        m_uploaded.size = sizeOf(file.fd(), file.path());
+        m_uploaded.width = header->width;
+        m_uploaded.height = header->height;
+        m_uploaded.taken = timeTaken(header->exif, m_zone);
+        // By it a picture is known again that people add on the page.
+        Sha256 digest;
+        std::string block(BLOCK, '\0');
+        for (std::int64_t done = 0; done < m_uploaded.size;) {
+            const std::size_t count = readAt(file.fd(), block.data(), block.size(), done, file.path());
+            digest.add(std::string_view(block.data(), count));
+            done += static_cast<std::int64_t>(count);
+        }
+        m_uploaded.digest = toHex(digest.finish());
+    }
+
+    /// A picture without thumbnails is kept all the same, as it is when it is uploaded.
+    void makeThumbnails(const TemporaryFile& file, Id content)
+    {
+        ThumbnailFiles thumbnails(m_media);
+        const pictures::PictureOutcome outcome = m_process.runTwice(thumbnailTask(), {file.fd(), m_whose}, thumbnails.descriptors(),
+                                                                    {Limits().pixels, pictures::PictureProcess::PATIENCE});
+        if (outcome == pictures::PictureOutcome::DONE)
+            thumbnails.keep(content);
+        m_uploaded.thumbnails = outcome == pictures::PictureOutcome::DONE     ? Thumbnails::MADE
+                                : outcome == pictures::PictureOutcome::FAILED ? Thumbnails::PENDING
+                                                                              : Thumbnails::NONE;
+        if (outcome != pictures::PictureOutcome::DONE)
+            std::fprintf(stderr, "kinloomd: %s: %s It has no thumbnails.\n", m_file.c_str(), sentenceOf(outcome));
+    }
+
     const MediaStore& m_media;
     std::string m_file;
+    Id m_whose;
+    const TimeZone& m_zone;
+    pictures::PictureProcess m_process;
     Id m_last = 0;
-    std::int64_t m_size = 0;
-    PictureInfo m_info;
+    UploadedFile m_uploaded;
 };
 
 constexpr unsigned CONTENTS_AT_ONCE = 500;
@@ -82,7 +113,7 @@ Id addSome(Database& database, const Group& group, const Person& person, const s
         const auto connection = database.write();
         Transaction transaction(connection);
         if (roleInGroup(connection, group.id, person.id) == Role::STRANGER)
-            throw std::runtime_error(person.name + " is not a member of " + group.name);
+            throw std::runtime_error(visibleText(person.name) + " is not a member of " + visibleText(group.name));
         for (Slot& slot : slots) {
             slot.group = group.id;
             slot.id = addSlot(connection, group.id, person.id, ContentType::PHOTO, std::nullopt, description);
@@ -109,11 +140,11 @@ void addContent(const std::string& data, const ContentArguments& arguments)
     Database database(folder.database());
     const Group group = requireGroup(database, arguments.group);
     const Person person = requirePerson(database, arguments.person);
-    startPictures();
+    const TimeZone zone(arguments.timeZone);
     // Held until the records are there: a service that starts meanwhile would take the new files for leftovers.
     const FolderLock lock(folder.mediaLock(), FolderLock::SHARED);
     const MediaStore media(folder);
-    Copies copies(media, arguments.file);
+    Copies copies(media, arguments.file, person.id, zone);
     const std::string description = cleanText(arguments.description);
     Id last = 0;
     for (unsigned left = arguments.copies; left > 0;) {

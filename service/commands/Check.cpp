@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "commands/Backup.h"
 #include "commands/Commands.h"
+#include "core/Text.h"
 #include "media/MediaStore.h"
+#include "pictures/PictureProcess.h"
 #include "store/Contents.h"
 #include "store/People.h"
 
 #include <cstdio>
+#include <fcntl.h>
+#include <optional>
+#include <set>
+#include <vector>
 
 namespace kinloomd {
 
@@ -16,7 +23,7 @@ public:
     void add(const std::string& what)
     {
         ++m_count;
-        std::printf("%s\n", what.c_str());
+        std::printf("%s\n", visibleText(what).c_str());
     }
     std::size_t count() const { return m_count; }
 
@@ -26,8 +33,8 @@ private:
 
 void checkOriginals(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
-    for (const Id id : liveContentIds(connection)) {
-        const auto info = findMedia(connection, id);
+    for (const Id id : keptContentIds(connection)) {
+        const auto info = findFile(connection, id);
         if (!info)
             continue; // deleted since the list was read
         const std::string path = media.originalPath(id);
@@ -42,7 +49,7 @@ void checkOriginals(DatabaseConnection& connection, const MediaStore& media, Fin
 void checkFiles(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     media.forEachOriginal([&](Id id, const std::string& path) {
-        if (id == 0 || !findMedia(connection, id))
+        if (id == 0 || !findFile(connection, id))
             findings.add("file without record: " + path);
     });
 }
@@ -50,17 +57,16 @@ void checkFiles(DatabaseConnection& connection, const MediaStore& media, Finding
 void checkPersonImages(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     media.forEachPersonImage([&](Id id, std::int64_t image, const std::string& path) {
-        const auto person = findPerson(connection, id);
-        if (!person || image == 0 || person->image != image)
+        if (id == 0 || image == 0 || personImage(connection, id) != image)
             findings.add("picture of nobody: " + path);
     });
 }
 
 void checkPeople(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
-    for (const Person& person : listPeople(connection)) {
-        if (person.image != 0 && !openForReading(media.personImagePath(person.id, person.image)))
-            findings.add("the picture of " + person.name + " has no file");
+    for (const PersonImage& picture : keptPersonImages(connection)) {
+        if (!openForReading(media.personImagePath(picture.person, picture.image)))
+            findings.add("the picture of person " + std::to_string(picture.person) + " has no file");
     }
 }
 
@@ -72,31 +78,66 @@ void checkTotals(DatabaseConnection& connection, Findings& findings)
     Query contents(connection, Sql::CHECK_COMMENT_COUNTS);
     while (contents.step())
         findings.add("content " + std::to_string(contents.integer(0)) + " has a wrong number of comments");
+    Query people(connection, Sql::CHECK_USED_BYTES);
+    while (people.step())
+        findings.add("the bytes that the contents of " + people.text(0) + " take are counted wrongly");
 }
 
-} // namespace
-
-int check(const std::string& data)
+/// Decodes a picture as the service does, and forgets what comes of it.
+bool isDecodable(pictures::PictureProcess& process, const pictures::PictureSource& original)
 {
-    const DataFolder folder = DataFolder::existing(data);
-    Database database(folder.database());
-    const MediaStore media(folder);
-    Findings findings;
-    {
-        const auto connection = database.read();
-        Query counts(connection, Sql::CHECK_COUNTS);
-        counts.step();
-        const auto count = [&counts](int column) { return static_cast<long long>(counts.integer(column)); };
-        std::printf("people %lld, devices %lld, groups %lld, contents %lld, reserved uploads %lld, comments %lld\n", count(0),
-                    count(1), count(2), count(3), count(4), count(5));
+    const UniqueFd nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    if (!nowhere)
+        throwSystemError("open", "/dev/null");
+    const std::vector<int> outputs(THUMBNAIL_COUNT, nowhere.get());
+    switch (process.runTwice(thumbnailTask(), original, outputs, {Limits().pixels, pictures::PictureProcess::PATIENCE})) {
+    case pictures::PictureOutcome::UNDECODABLE:
+    case pictures::PictureOutcome::OVERTIME:
+    case pictures::PictureOutcome::DIED:
+        return false;
+    default:
+        return true;
     }
-    // A running service moves a file to its place just before its record appears, and removes it just after; only while no service
-    // runs does a file without record mean anything.
-    FolderLock lock;
-    const bool alone = FolderLock::tryExclusive(folder.serveLock(), lock);
+}
+
+/// Contents whose pictures cannot be decoded. Those that still wait for their thumbnails are tried, without keeping any.
+void checkPictures(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
+{
+    std::set<Id> undecodable;
+    Query known(connection, Sql::CHECK_UNDECODABLE);
+    while (known.step())
+        undecodable.insert(known.integer(0));
+    std::optional<pictures::PictureProcess> process;
+    for (const PendingContent& content : listPendingContents(connection)) {
+        const UniqueFd original = openForReading(media.originalPath(content.id));
+        if (original && !isDecodable(process ? *process : process.emplace(), {original.get(), content.creator}))
+            undecodable.insert(content.id);
+    }
+    for (const Id id : undecodable)
+        findings.add("content " + std::to_string(id) + " cannot be decoded: it has no thumbnails");
+}
+
+void printCounts(DatabaseConnection& connection)
+{
+    Query counts(connection, Sql::CHECK_COUNTS);
+    counts.step();
+    const auto count = [&counts](int column) { return static_cast<long long>(counts.integer(column)); };
+    std::printf("people %lld, devices %lld, groups %lld, contents %lld, reserved uploads %lld, comments %lld\n", count(0), count(1),
+                count(2), count(3), count(4), count(5));
+    if (count(6) != 0)
+        std::printf("in the trash %lld\n", count(6));
+}
+
+/// \param alone nobody adds or removes files meanwhile
+/// \param note what is to be said when everything is well
+int checkFolder(Database& database, const MediaStore& media, bool alone, const char* note)
+{
+    Findings findings;
     const auto connection = database.read();
+    printCounts(connection);
     checkTotals(connection, findings);
     checkOriginals(connection, media, findings);
+    checkPictures(connection, media, findings);
     checkPeople(connection, media, findings);
     if (alone) {
         checkFiles(connection, media, findings);
@@ -106,9 +147,28 @@ int check(const std::string& data)
         std::printf("%zu problems\n", findings.count());
         return EXIT_INCONSISTENT;
     }
-    std::printf(alone ? "everything is consistent\n"
-                      : "everything is consistent; files without record were not looked for, since a service is running\n");
+    std::printf("everything is consistent%s\n", note);
     return EXIT_DONE;
+}
+
+} // namespace
+
+int check(const std::string& data)
+{
+    if (DataFolder::isBackup(data)) {
+        const BackupForReading backup(data);
+        Database database(backup.database());
+        // A backup that was broken off has brought files whose records never came; the next one needs them.
+        return checkFolder(database, MediaStore(backup.folder()), false, "");
+    }
+    const DataFolder folder = DataFolder::existing(data);
+    Database database(folder.database());
+    // A running service moves a file to its place just before its record appears, and removes it just after; only while no service
+    // runs does a file without record mean anything.
+    FolderLock lock;
+    const bool alone = FolderLock::tryExclusive(folder.serveLock(), lock);
+    return checkFolder(database, MediaStore(folder), alone,
+                       alone ? "" : "; files without record were not looked for, since a service is running");
 }
 
 } // namespace kinloomd

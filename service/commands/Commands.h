@@ -4,7 +4,9 @@
 #ifndef KINLOOMD_COMMANDS_COMMANDS_H
 #define KINLOOMD_COMMANDS_COMMANDS_H
 
-#include "httpd/Limits.h"
+#include "commands/Confirm.h"
+#include "commands/ListForm.h"
+#include "httpd/Settings.h"
 #include "operations/Options.h"
 
 namespace kinloomd {
@@ -13,26 +15,57 @@ namespace kinloomd {
 enum ExitCode : int {
     EXIT_DONE = 0,
     EXIT_FAILED = 1,       ///< the command could not be carried out
-    EXIT_USAGE = 2,        ///< the command line is wrong
+    EXIT_USAGE = 2,        ///< the command line is wrong, or lacks the --yes that nobody can be asked for
     EXIT_INCONSISTENT = 3, ///< "check" has found something
 };
+
+/// Throws std::system_error when what was printed so far cannot be written.
+void requirePrinted();
 
 /// What "serve" can be told.
 struct ServeArguments {
     std::string listenAddress = "127.0.0.1:8750";
-    httpd::Limits http; ///< its chunkedBytes follow from the service's limits
+    httpd::Settings http; ///< the chunkedBytes of its limits follow from the service's limits
     Options service;
 };
-/// Serves until SIGTERM or SIGINT.
+/// Serves until SIGTERM or SIGINT; reads certificate and key again at SIGHUP.
 int serve(const ServeArguments& arguments);
 
-void addPerson(const std::string& data, const std::string& name, const std::string& phone);
-void listPeople(const std::string& data);
+/// What is said of a person.
+struct PersonArguments {
+    std::string name;
+    std::string phone;
+    bool again = false; ///< also when another one has the name
+};
+void addPerson(const std::string& data, const PersonArguments& person);
+void listPeople(const std::string& data, ListForm form);
+void renamePerson(const std::string& data, const std::string& person, const PersonArguments& name);
+/// Puts a person into the trash, and his or her groups that have no other members.
+void removePerson(const std::string& data, const std::string& person, const Deletion& deletion);
 void setPersonImage(const std::string& data, const std::string& person, const std::string& file);
+
+/// An invitation to sign a browser in.
+struct InvitationArguments {
+    std::string name;      ///< of a person, who is made when there is none
+    std::string group;     ///< that the person becomes a member of; empty for none
+    std::string publicUrl; ///< scheme and host that browsers reach the service at; empty takes those of the service itself
+};
+/// Prints the invitation's address and its QR code.
+void invitePerson(const std::string& data, const InvitationArguments& invitation);
+void listSessions(const std::string& data, ListForm form);
+/// Signs out the browser that has that number in the list.
+void endSession(const std::string& data, const std::string& number);
+/// Takes in a device that shows a code, for a person.
+void approveDevice(const std::string& data, const std::string& code, const std::string& person);
+
 void addDevice(const std::string& data, const std::string& person);
 void removeDevice(const std::string& data, const std::string& duid);
-void listDevices(const std::string& data);
-void listGroups(const std::string& data);
+void listDevices(const std::string& data, ListForm form);
+
+void listGroups(const std::string& data, ListForm form);
+/// Makes a member of the group its master.
+void handOverGroup(const std::string& data, const std::string& group, const std::string& person);
+void listMembers(const std::string& data, const std::string& group, ListForm form);
 void addMember(const std::string& data, const std::string& group, const std::string& person);
 void removeMember(const std::string& data, const std::string& group, const std::string& person);
 
@@ -54,12 +87,25 @@ struct ContentArguments {
     std::string person;
     std::string file;
     std::string description;
+    std::string timeZone; ///< of a picture whose camera noted none; empty takes the system's
     unsigned copies = 1;
 };
 void addContent(const std::string& data, const ContentArguments& content);
 
-/// Compares records, files and totals. \return EXIT_DONE or EXIT_INCONSISTENT.
+void listTrash(const std::string& data, ListForm form);
+/// Brings back what has that number in the list.
+void restoreFromTrash(const std::string& data, const std::string& number);
+/// Deletes for good what has been in the trash for so long.
+void emptyTrash(const std::string& data, unsigned olderThanDays, const Deletion& deletion);
+
+/// Compares records, files and totals, of a service's folder or of a backup. \return EXIT_DONE or EXIT_INCONSISTENT.
 int check(const std::string& data);
+
+/// Brings a backup up to the present state of a service, which may be running. \return EXIT_DONE, or EXIT_INCONSISTENT when the
+/// service itself lacks files.
+int backup(const std::string& data, const std::string& to);
+/// Makes a service's folder of a backup. \return EXIT_DONE, or EXIT_INCONSISTENT when the backup lacks files.
+int restore(const std::string& from, const std::string& data);
 
 } // namespace kinloomd
 

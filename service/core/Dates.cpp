@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "core/Dates.h"
 
+#include "core/Text.h"
+#include "core/TimeZone.h"
+
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -9,6 +13,7 @@ namespace kinloomd {
 namespace {
 
 constexpr Millis MILLIS_PER_DAY = 86'400'000;
+constexpr Millis MILLIS_PER_MINUTE = 60'000;
 
 /// Days since 1970-01-01 of a date of the proleptic Gregorian calendar. Years begin in March here, so that the leap day is last.
 constexpr std::int64_t daysFromCivil(std::int64_t year, int month, int day)
@@ -44,6 +49,23 @@ int daysInMonth(std::int64_t year, int month)
     static constexpr int DAYS[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
     return month == 2 && leap ? 29 : DAYS[month - 1];
+}
+
+/// The day of a time, counted from 1970-01-01.
+constexpr std::int64_t dayOf(Millis time) { return (time >= 0 ? time : time - (MILLIS_PER_DAY - 1)) / MILLIS_PER_DAY; }
+
+/// What a clock shows.
+std::string wallText(Millis time)
+{
+    const std::int64_t days = dayOf(time);
+    const auto rest = static_cast<int>(time - days * MILLIS_PER_DAY);
+    const Civil date = civilFromDays(days);
+    char text[64];
+    int length = std::snprintf(text, sizeof text, "%04lld-%02d-%02dT%02d:%02d:%02d", static_cast<long long>(date.year), date.month,
+                               date.day, rest / 3'600'000, rest / 60'000 % 60, rest / 1000 % 60);
+    if (rest % 1000 != 0)
+        length += std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), ".%03d", rest % 1000);
+    return std::string(text, static_cast<std::size_t>(length));
 }
 
 /// Reads a text from left to right; once something does not fit, everything after fails too.
@@ -171,17 +193,56 @@ Millis now()
     return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-std::string formatTime(Millis time)
+std::string formatTime(Millis time) { return wallText(time) + "Z"; }
+
+std::string formatTime(Millis time, Millis offset)
 {
-    const std::int64_t days = (time >= 0 ? time : time - (MILLIS_PER_DAY - 1)) / MILLIS_PER_DAY;
-    const auto rest = static_cast<int>(time - days * MILLIS_PER_DAY);
-    const Civil date = civilFromDays(days);
-    char text[64];
-    int length = std::snprintf(text, sizeof text, "%04lld-%02d-%02dT%02d:%02d:%02d", static_cast<long long>(date.year), date.month,
-                               date.day, rest / 3'600'000, rest / 60'000 % 60, rest / 1000 % 60);
-    if (rest % 1000 != 0)
-        length += std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), ".%03d", rest % 1000);
-    return std::string(text, static_cast<std::size_t>(length)) + "Z";
+    const Millis minutes = offset / MILLIS_PER_MINUTE * MILLIS_PER_MINUTE;
+    return wallText(time + minutes) + formatOffset(minutes);
+}
+
+std::string formatOffset(Millis offset)
+{
+    const auto minutes = static_cast<int>((offset < 0 ? -offset : offset) / MILLIS_PER_MINUTE);
+    char text[16];
+    std::snprintf(text, sizeof text, "%c%02d:%02d", offset < 0 ? '-' : '+', minutes / 60 % 100, minutes % 60);
+    return text;
+}
+
+std::string monthOf(Millis wall)
+{
+    const Civil date = civilFromDays(dayOf(wall));
+    char text[32];
+    std::snprintf(text, sizeof text, "%04lld-%02d", static_cast<long long>(date.year), date.month);
+    return text;
+}
+
+Millis beginOfMonth(Millis wall)
+{
+    const Civil date = civilFromDays(dayOf(wall));
+    return daysFromCivil(date.year, date.month, 1) * MILLIS_PER_DAY;
+}
+
+Millis endOfMonth(Millis wall)
+{
+    const Civil date = civilFromDays(dayOf(wall));
+    return daysFromCivil(date.month == 12 ? date.year + 1 : date.year, date.month == 12 ? 1 : date.month + 1, 1) * MILLIS_PER_DAY;
+}
+
+std::optional<Millis> parseMonth(std::string_view text)
+{
+    return text.size() == 7 ? parseTime(std::string(text) + "-01") : std::nullopt;
+}
+
+std::uint32_t dosTime(Millis wall)
+{
+    constexpr Millis FIRST = daysFromCivil(1980, 1, 1) * MILLIS_PER_DAY;
+    constexpr Millis LAST = daysFromCivil(2108, 1, 1) * MILLIS_PER_DAY - 2000;
+    const Millis time = std::clamp(wall, FIRST, LAST);
+    const Civil date = civilFromDays(dayOf(time));
+    const auto seconds = static_cast<std::uint32_t>((time - dayOf(time) * MILLIS_PER_DAY) / 1000);
+    return static_cast<std::uint32_t>(date.year - 1980) << 25 | static_cast<std::uint32_t>(date.month) << 21 |
+           static_cast<std::uint32_t>(date.day) << 16 | seconds / 3600 << 11 | seconds / 60 % 60 << 5 | seconds % 60 / 2;
 }
 
 std::optional<Millis> parseTime(std::string_view text)
@@ -202,7 +263,8 @@ std::optional<Millis> parseTime(std::string_view text)
     return writable(*date + *clock - *offset);
 }
 
-std::optional<Millis> parsePhotoTime(std::string_view text, std::string_view offset)
+std::optional<Millis> parsePhotoTime(std::string_view text, std::string_view subseconds, std::string_view offset,
+                                     const TimeZone& zone)
 {
     Scanner scan(text);
     const auto date = readDate(scan, ":");
@@ -210,9 +272,13 @@ std::optional<Millis> parsePhotoTime(std::string_view text, std::string_view off
     const auto clock = readClock(scan);
     if (!date || !clock || !scan.atEnd())
         return std::nullopt;
-    Scanner zone(offset);
-    const auto shift = readOffset(zone);
-    return writable(*date + *clock - (shift && zone.atEnd() ? *shift : 0));
+    Millis wall = *date + *clock;
+    Scanner digits(trim(subseconds));
+    if (const int millis = digits.fraction(); wall % 1000 == 0 && digits.atEnd() && !digits.failed())
+        wall += millis;
+    Scanner shift(trim(offset));
+    const auto east = shift.atEnd() ? std::nullopt : readOffset(shift);
+    return writable(east && shift.atEnd() ? wall - *east : zone.whenClocksShow(wall));
 }
 
 } // namespace kinloomd

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "core/Text.h"
 
+#include <algorithm>
 #include <array>
-#include <charconv>
+#include <cstdio>
 #include <glib.h>
 #include <memory>
 
@@ -47,15 +48,32 @@ std::size_t decodeOne(std::string_view bytes, char32_t& character)
     return length;
 }
 
-template <typename Number> std::optional<Number> parseDigits(std::string_view text)
+/// Characters that do something to a terminal or to the order of what is beside them, where they should only be seen.
+constexpr struct {
+    char32_t first;
+    char32_t last;
+} INVISIBLE[] = {
+    {0x00, 0x1F},     {0x7F, 0x9F},     // controls
+    {0x061C, 0x061C}, {0x200E, 0x200F}, // marks of direction
+    {0x2028, 0x202E},                   // separators of lines, embeddings and overrides
+    {0x2066, 0x2069},                   // isolates
+    {0xFEFF, 0xFEFF},
+};
+
+bool isInvisible(char32_t c)
 {
-    Number value{};
-    if (text.empty() || text[0] < '0' || text[0] > '9')
-        return std::nullopt;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return value;
+    for (const auto& range : INVISIBLE) {
+        if (c >= range.first && c <= range.last)
+            return true;
+    }
+    return false;
+}
+
+std::string escapeOf(char32_t c)
+{
+    char text[8];
+    std::snprintf(text, sizeof text, "\\u%04x", static_cast<unsigned>(c));
+    return text;
 }
 
 using GlibText = std::unique_ptr<char, decltype(&g_free)>;
@@ -79,6 +97,57 @@ void appendUtf8(std::string& text, char32_t c)
         text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
         text += static_cast<char>(0x80 | (c & 0x3F));
     }
+}
+
+namespace {
+
+/// The text with another one in the place of each byte that is no text, and of each character for which \p ofCharacter has
+/// appended one, which it tells.
+template <typename OfByte, typename OfCharacter>
+std::string rewritten(std::string_view bytes, const OfByte& ofByte, const OfCharacter& ofCharacter)
+{
+    std::string text;
+    text.reserve(bytes.size());
+    while (!bytes.empty()) {
+        char32_t character = 0;
+        const std::size_t length = decodeOne(bytes, character);
+        if (length == 0)
+            text += ofByte(static_cast<unsigned char>(bytes[0]));
+        else if (!ofCharacter(text, character))
+            text.append(bytes.data(), length);
+        bytes.remove_prefix(length == 0 ? 1 : length);
+    }
+    return text;
+}
+
+std::string madeVisible(std::string_view bytes, const char* backslash)
+{
+    const auto escape = [backslash](std::string& text, char32_t character) {
+        const bool replaced = isInvisible(character) || character == '\\';
+        if (replaced)
+            text += character == '\\' ? backslash : escapeOf(character);
+        return replaced;
+    };
+    return rewritten(
+        bytes, [](unsigned char byte) { return escapeOf(byte); }, escape);
+}
+
+} // namespace
+
+std::string visibleText(std::string_view bytes) { return madeVisible(bytes, "\\\\"); }
+
+std::string visibleSentence(std::string_view bytes) { return madeVisible(bytes, "\\"); }
+
+std::string replaceInvisible(std::string_view bytes, char replacement)
+{
+    const auto replace = [replacement](std::string& text, char32_t character) {
+        const bool replaced = isInvisible(character);
+        if (replaced)
+            text += replacement;
+        return replaced;
+    };
+    return rewritten(
+        bytes, [replacement](unsigned char) { return replacement; }, replace);
 }
 
 std::string cleanText(std::string_view bytes)
@@ -114,6 +183,23 @@ std::string foldForSorting(std::string_view text)
     return folded.get();
 }
 
+std::string foldForLikeness(std::string_view text)
+{
+    const GlibText composed(g_utf8_normalize(text.data(), static_cast<gssize>(text.size()), G_NORMALIZE_ALL_COMPOSE), g_free);
+    if (composed)
+        text = composed.get();
+    std::string seen;
+    while (!text.empty()) {
+        char32_t character = 0;
+        const std::size_t length = std::max(decodeOne(text, character), std::size_t{1});
+        const bool unseen = isInvisible(character) || g_unichar_type(character) == G_UNICODE_FORMAT;
+        if (!unseen && g_unichar_isspace(character) == 0)
+            seen.append(text.data(), length);
+        text.remove_prefix(length);
+    }
+    return foldForSorting(seen);
+}
+
 std::string percentEncode(std::string_view bytes)
 {
     static constexpr char HEX[] = "0123456789ABCDEF";
@@ -134,30 +220,13 @@ std::string percentEncode(std::string_view bytes)
     return text;
 }
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b)
-{
-    return a.size() == b.size() && g_ascii_strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-std::string_view trim(std::string_view text)
-{
-    const auto first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
 std::optional<std::int64_t> parseId(std::string_view text)
 {
-    const auto value = parseDigits<std::int64_t>(text);
+    const auto value = parseDecimal<std::int64_t>(text);
     if (!value || text[0] == '0')
         return std::nullopt;
     return value;
 }
-
-std::optional<std::uint32_t> parseUnsigned(std::string_view text) { return parseDigits<std::uint32_t>(text); }
-
-std::optional<std::int64_t> parseSize(std::string_view text) { return parseDigits<std::int64_t>(text); }
 
 std::string safeFileName(std::string_view name)
 {

@@ -1,28 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "media/DataFolder.h"
 
-#include <cerrno>
 #include <cstdlib>
-#include <fcntl.h>
 #include <memory>
 #include <stdexcept>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace kinloomd {
 
 namespace {
 
-UniqueFd openLockFile(const std::string& path)
+bool exists(const std::string& path)
 {
-    UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throwSystemError("open", path);
-    return fd;
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0;
 }
 
-/// The path without symbolic links: the database refuses to be reached through one.
-std::string resolve(const std::string& path)
+} // namespace
+
+std::string resolvePath(const std::string& path)
 {
     const std::unique_ptr<char, decltype(&::free)> real(::realpath(path.c_str(), nullptr), &::free);
     if (!real)
@@ -30,42 +26,35 @@ std::string resolve(const std::string& path)
     return real.get();
 }
 
-} // namespace
-
-FolderLock::FolderLock(const std::string& path, Kind kind) : m_fd(openLockFile(path))
-{
-    while (::flock(m_fd.get(), kind == SHARED ? LOCK_SH : LOCK_EX) != 0) {
-        if (errno != EINTR)
-            throwSystemError("lock", path);
-    }
-}
-
-bool FolderLock::tryExclusive(const std::string& path, FolderLock& lock)
-{
-    UniqueFd fd = openLockFile(path);
-    if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno == EWOULDBLOCK)
-            return false;
-        throwSystemError("lock", path);
-    }
-    lock.m_fd = std::move(fd);
-    return true;
-}
-
 DataFolder::DataFolder(const std::string& path)
 {
     makePrivateFolder(path);
-    m_path = resolve(path);
+    m_path = resolvePath(path); // the database refuses to be reached through a symbolic link
+    if (exists(backupLock()))
+        throw std::runtime_error(path + " is a backup; 'kinloomd restore' makes a service's folder of it");
+    if (exists(restoreLock()))
+        throw std::runtime_error(path + " holds a restore that was not finished; 'kinloomd restore' begins it anew");
     if (::chmod(m_path.c_str(), 0700) != 0)
         throwSystemError("protect", m_path);
     for (const std::string& folder : {media(), thumbnails(), people(), temporary()})
         makePrivateFolder(folder);
 }
 
+DataFolder DataFolder::laidOutIn(const std::string& path)
+{
+    DataFolder folder;
+    folder.m_path = path;
+    return folder;
+}
+
+bool DataFolder::isBackup(const std::string& path) { return exists(laidOutIn(path).backupLock()); }
+
 DataFolder DataFolder::existing(const std::string& path)
 {
     struct stat info {};
-    if (::stat((path + "/kinloomd.db").c_str(), &info) != 0 || !S_ISREG(info.st_mode))
+    const bool served = ::stat((path + "/kinloomd.db").c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    // What a restore has not finished is told below.
+    if (!served && !exists(laidOutIn(path).restoreLock()))
         throw std::runtime_error(path +
                                  " is not the data folder of a service; 'kinloomd serve' or 'kinloomd person add' makes one");
     return DataFolder(path);

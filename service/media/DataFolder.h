@@ -3,26 +3,14 @@
 #ifndef KINLOOMD_MEDIA_DATAFOLDER_H
 #define KINLOOMD_MEDIA_DATAFOLDER_H
 
-#include "core/Files.h"
+#include "common/FolderLock.h" // IWYU pragma: export
+#include "core/Files.h"        // IWYU pragma: export
 
 #include <string>
 
 namespace kinloomd {
 
-/// A lock on one of the folder's lock files, held as long as it lives, across processes.
-class FolderLock {
-public:
-    enum Kind { SHARED, EXCLUSIVE };
-
-    /// Waits for the lock.
-    FolderLock(const std::string& path, Kind kind);
-    /// Takes the lock when it is free. \return whether it was.
-    static bool tryExclusive(const std::string& path, FolderLock& lock);
-    FolderLock() = default;
-
-private:
-    UniqueFd m_fd;
-};
+using common::FolderLock;
 
 /// The layout of the data folder. All of it is readable by its owner alone.
 ///
@@ -33,12 +21,20 @@ private:
 ///     tmp/            uploads on their way
 ///     serve.lock      held by the running service
 ///     media.lock      held shared by programs that are adding files, and alone by the sweep for files without record
+///
+/// A backup has database, media and people, and as its mark "backup.lock", held by whoever writes it. A folder with "restore.lock"
+/// is one that a restore has not finished.
 class DataFolder {
 public:
-    /// Makes the folder and what is missing in it. Throws std::system_error when that cannot be done.
+    /// Makes the folder and what is missing in it. Throws std::system_error when that cannot be done, std::runtime_error for a
+    /// backup and for a restore that was broken off.
     explicit DataFolder(const std::string& path);
     /// Takes the folder as it is. Throws std::runtime_error when it holds no service's data.
     static DataFolder existing(const std::string& path);
+    /// The same layout in a folder that no service uses: a backup, or one that is being restored. Nothing is made or looked at.
+    static DataFolder laidOutIn(const std::string& path);
+    /// \return whether a folder is a backup.
+    static bool isBackup(const std::string& path);
 
     const std::string& path() const { return m_path; }
     std::string database() const { return m_path + "/kinloomd.db"; }
@@ -48,10 +44,17 @@ public:
     std::string temporary() const { return m_path + "/tmp"; }
     std::string serveLock() const { return m_path + "/serve.lock"; }
     std::string mediaLock() const { return m_path + "/media.lock"; }
+    std::string backupLock() const { return m_path + "/backup.lock"; }
+    std::string restoreLock() const { return m_path + "/restore.lock"; }
 
 private:
+    DataFolder() = default;
+
     std::string m_path;
 };
+
+/// The path without symbolic links. Throws std::system_error when it is not there.
+std::string resolvePath(const std::string& path);
 
 } // namespace kinloomd
 

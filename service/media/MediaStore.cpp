@@ -4,6 +4,7 @@
 #include "core/Digest.h"
 #include "core/Text.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace kinloomd {
@@ -13,6 +14,15 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr Id SHARDS = 256; ///< media files are spread over this many folders
+
+/// Removes a file unless its content is live.
+std::function<void(Id, const std::string&)> remover(const std::function<bool(Id)>& isLive)
+{
+    return [&isLive](Id id, const std::string& path) {
+        if (id == 0 || !isLive(id))
+            removeFile(path);
+    };
+}
 
 /// Calls with the identifier at the start of each file name in the shards of a folder; 0 for other names.
 void forEachFile(const std::string& folder, const std::function<void(Id, const std::string&)>& visit)
@@ -98,6 +108,16 @@ void MediaStore::keepThumbnail(TemporaryFile& file, Id content, const ThumbnailS
     renameFile(file.path(), thumbnailPath(content, size));
 }
 
+bool MediaStore::hasThumbnails(Id content) const
+{
+    return std::all_of(std::begin(THUMBNAIL_SIZES), std::end(THUMBNAIL_SIZES), [&](const ThumbnailSize& size) {
+        const std::string path = thumbnailPath(content, size);
+        // Thumbnails are not synced: after a power failure one may be an empty file.
+        const UniqueFd file = openForReading(path);
+        return file && sizeOf(file.get(), path) > 0;
+    });
+}
+
 void MediaStore::keepPersonImage(TemporaryFile& file, Id person, std::int64_t image) const
 {
     file.moveTo(m_folder.people(), std::to_string(person) + "-" + std::to_string(image));
@@ -106,6 +126,11 @@ void MediaStore::keepPersonImage(TemporaryFile& file, Id person, std::int64_t im
 void MediaStore::removeContent(Id content) const noexcept
 {
     removeFile(originalPath(content));
+    removeThumbnails(content);
+}
+
+void MediaStore::removeThumbnails(Id content) const noexcept
+{
     for (const ThumbnailSize& size : THUMBNAIL_SIZES)
         removeFile(thumbnailPath(content, size));
 }
@@ -129,12 +154,14 @@ void MediaStore::sweep(const std::function<bool(Id)>& isLive, const std::functio
 {
     for (const fs::directory_entry& file : fs::directory_iterator(m_folder.temporary()))
         removeFile(file.path().string());
-    const auto removeUnknown = [&isLive](Id id, const std::string& path) {
-        if (id == 0 || !isLive(id))
-            removeFile(path);
-    };
-    forEachFile(m_folder.media(), removeUnknown);
-    forEachFile(m_folder.thumbnails(), removeUnknown);
+    removeUnknown(isLive, isPersonImage);
+    forEachFile(m_folder.thumbnails(), remover(isLive));
+}
+
+void MediaStore::removeUnknown(const std::function<bool(Id)>& isLive,
+                               const std::function<bool(Id, std::int64_t)>& isPersonImage) const
+{
+    forEachFile(m_folder.media(), remover(isLive));
     forEachPersonImage([&isPersonImage](Id person, std::int64_t image, const std::string& path) {
         if (!isPersonImage(person, image))
             removeFile(path);

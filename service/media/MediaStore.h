@@ -5,31 +5,13 @@
 
 #include "core/Files.h"
 #include "media/DataFolder.h"
+#include "media/ThumbnailSizes.h" // IWYU pragma: export
 #include "store/Records.h"
 
 #include <functional>
 #include <mutex>
 
 namespace kinloomd {
-
-/// A size in which pictures are kept beside their originals. They fit into it; small ones are not enlarged.
-struct ThumbnailSize {
-    enum Of { CONTENT, GROUP };
-
-    const char* name;
-    int width;
-    int height;
-    Of of; ///< whose record names it
-};
-
-/// All sizes, the largest first: the others are made of it. A group's picture is that of a content, in a size of its own.
-inline constexpr ThumbnailSize THUMBNAIL_SIZES[] = {
-    {"1920X1080", 1920, 1080, ThumbnailSize::CONTENT},
-    {"540X405", 540, 405, ThumbnailSize::CONTENT},
-    {"274X204", 274, 204, ThumbnailSize::GROUP},
-    {"116X87", 116, 87, ThumbnailSize::CONTENT},
-};
-inline constexpr const ThumbnailSize& LARGEST_THUMBNAIL = THUMBNAIL_SIZES[0];
 
 /// A new file in the folder for files on their way. It is removed at the end of its life, unless it was moved to its place.
 class TemporaryFile {
@@ -69,8 +51,11 @@ public:
     bool linkOriginal(Id from, Id to) const;
     /// Puts a finished thumbnail in its place.
     void keepThumbnail(TemporaryFile& file, Id content, const ThumbnailSize& size) const;
+    /// \return whether all thumbnails of a content are there and hold something.
+    bool hasThumbnails(Id content) const;
     void keepPersonImage(TemporaryFile& file, Id person, std::int64_t image) const;
 
+    void removeThumbnails(Id content) const noexcept;
     /// Removes the original and its thumbnails.
     void removeContent(Id content) const noexcept;
 
@@ -78,6 +63,8 @@ public:
     void forEachOriginal(const std::function<void(Id, const std::string&)>& visit) const;
     /// Calls with the person's identifier, the number of the picture and the path of each picture of a person.
     void forEachPersonImage(const std::function<void(Id, std::int64_t, const std::string&)>& visit) const;
+    /// Removes files of contents and pictures of people that are not known. For a folder that nobody else uses.
+    void removeUnknown(const std::function<bool(Id)>& isLive, const std::function<bool(Id, std::int64_t)>& isPersonImage) const;
     /// Removes what a service that was killed has left: unfinished uploads, files of contents that \p isLive does not know, and
     /// pictures that are no longer those of people. Only while nobody adds files.
     void sweep(const std::function<bool(Id)>& isLive, const std::function<bool(Id, std::int64_t)>& isPersonImage) const;

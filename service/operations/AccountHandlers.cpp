@@ -10,27 +10,15 @@ namespace {
 
 constexpr Millis SIGN_IN_PRECISION = 60'000; ///< repeated sign-ins are not written down more often than this
 
-bool isNoted(DatabaseConnection& connection, const Request& request)
-{
-    const auto last = lastSignIn(connection, request.head.address);
-    return last && last->device == request.caller.device && request.caller.signedIn &&
-           now() - *request.caller.signedIn < SIGN_IN_PRECISION;
-}
+bool isNoted(const Caller& caller) { return caller.signedIn && now() - *caller.signedIn < SIGN_IN_PRECISION; }
 
 } // namespace
 
 Reply handleAuth(Service& service, Request& request)
 {
-    bool noted = false;
-    {
-        const auto connection = service.database().read();
-        noted = isNoted(connection, request);
-    }
-    if (!noted) {
+    if (!isNoted(request.caller)) {
         const auto connection = service.database().write();
-        Transaction transaction(connection);
-        noteSignIn(connection, request.head.address, request.caller.device, now());
-        transaction.commit();
+        noteSignIn(connection, request.caller.device, now());
     }
     return service.documentsFor(request).account(request.caller.person);
 }

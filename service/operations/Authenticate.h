@@ -10,8 +10,9 @@ namespace kinloomd {
 
 class Service;
 
-/// Finds out who sent the request, as far as the operation wants it proved. Throws ServiceError when it is not.
-Caller authenticate(Service& service, const Request& request, Access access);
+/// Finds out who sent the request, as far as the operation wants it proved. Throws ServiceError when it is not. A
+/// browser's request may be given a cookie, for its reply.
+Caller authenticate(Service& service, Request& request, Access access);
 
 } // namespace kinloomd
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "operations/Actions.h"
 #include "operations/Documents.h"
 #include "operations/Handlers.h"
+#include "operations/LongReply.h"
 #include "operations/Parameters.h"
 #include "operations/Permissions.h"
 #include "operations/Service.h"
@@ -8,26 +10,71 @@
 #include "store/Contents.h"
 #include "store/People.h"
 
+#include <utility>
+
 namespace kinloomd {
 
 namespace {
 
 constexpr std::int64_t COMMENTS_IN_VIEW = 1000; ///< the newest ones; "commentCount" tells of all
 
+/// A content with its newest comments and its events.
+class GalleryListing : public Listing {
+public:
+    GalleryListing(const Service& service, const Request& request, const Content& content, const CommentPage& comments)
+        : m_documents(service.documentsFor(request)),
+          m_caller(request.caller.person.id),
+          m_content(content),
+          m_comments(comments),
+          m_events{content.id, 0}
+    {
+    }
+
+    void begin(XmlWriter& xml) override { m_documents.beginGallery(xml, m_content); }
+
+    void admit(DatabaseConnection& connection) const override
+    {
+        requirePermission(Action::VIEW_CONTENT, standingAtContent(connection, m_content.id, m_caller).role);
+    }
+
+    bool goOn(DatabaseConnection& connection, XmlWriter& xml) override
+    {
+        const auto writeComment = [&](const Comment& comment) {
+            m_documents.writeComment(xml, comment);
+            return hasRoom(xml);
+        };
+        m_inEvents = m_inEvents || readComments(connection, m_comments, writeComment);
+        return m_inEvents && readEvents(connection, m_events, [&](const Event& event) {
+                   if (!std::exchange(m_eventsBegun, true))
+                       xml.open("eventLink");
+                   m_documents.writeEvent(xml, m_content.group, event);
+                   return hasRoom(xml);
+               });
+    }
+
+private:
+    Documents m_documents;
+    Id m_caller;
+    Content m_content;
+    CommentPage m_comments;
+    EventPage m_events;
+    bool m_inEvents = false;
+    bool m_eventsBegun = false;
+};
+
 Reply viewContent(Service& service, const Request& request, DatabaseConnection& connection, Id id)
 {
     requirePermission(Action::VIEW_CONTENT, standingAtContent(connection, id, request.caller.person.id).role);
-    const auto content = findContent(connection, id);
-    const auto comments = latestComments(connection, id, COMMENTS_IN_VIEW);
-    const auto events = listEvents(connection, id);
-    return service.documentsFor(request).galleryContent(*content, comments, events);
+    return longReply(service, connection,
+                     std::make_unique<GalleryListing>(service, request, *findContent(connection, id),
+                                                      latestComments(connection, id, COMMENTS_IN_VIEW)));
 }
 
 Reply viewComment(Service& service, const Request& request, DatabaseConnection& connection, Id id)
 {
     requirePermission(Action::VIEW_COMMENT, standingAtComment(connection, id, request.caller.person.id).role);
     const auto comment = findComment(connection, id);
-    return service.documentsFor(request).comments({*comment});
+    return service.documentsFor(request).comment(*comment);
 }
 
 } // namespace
@@ -35,7 +82,7 @@ Reply viewComment(Service& service, const Request& request, DatabaseConnection& 
 Reply handleView(Service& service, Request& request)
 {
     const Id id = requireId(request.subject);
-    const auto connection = service.database().read();
+    const auto connection = service.database().readInTurn();
     const Snapshot snapshot(connection);
     switch (kindOf(connection, id)) {
     case EntityKind::CONTENT:
@@ -49,27 +96,7 @@ Reply handleView(Service& service, Request& request)
 
 Reply handleDelete(Service& service, Request& request)
 {
-    const Id id = requireId(request.subject);
-    const Id caller = request.caller.person.id;
-    bool filesToo = false;
-    {
-        const auto connection = service.database().write();
-        Transaction transaction(connection);
-        const EntityKind kind = kindOf(connection, id);
-        if (kind == EntityKind::CONTENT) {
-            requirePermission(Action::DELETE_CONTENT, standingAtContent(connection, id, caller).role);
-            filesToo = deleteContent(connection, id);
-        } else if (kind == EntityKind::COMMENT) {
-            const Standing standing = standingAtComment(connection, id, caller);
-            requirePermission(Action::DELETE_COMMENT, standing.role);
-            deleteComment(connection, standing, id);
-        } else {
-            throw ServiceError(Failure::NOT_FOUND);
-        }
-        transaction.commit();
-    }
-    if (filesToo)
-        service.media().removeContent(id);
+    deleteThing(service, request.caller.person.id, requireId(request.subject), EntityKind::NONE);
     return okReply(service.options().replyShape);
 }
 

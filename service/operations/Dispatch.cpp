@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "operations/Dispatch.h"
 
+#include "core/Log.h"
 #include "httpd/Address.h"
+#include "operations/AccessLog.h"
 #include "operations/Authenticate.h"
 #include "operations/Documents.h"
 #include "operations/FaultyReply.h"
+#include "operations/page/Json.h"
+#include "operations/page/SafeHeaders.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
 #include <sqlite3.h>
 #include <system_error>
 
@@ -16,12 +21,14 @@ namespace kinloomd {
 namespace {
 
 constexpr std::uint64_t UPLOAD_DROP_LIMIT = 64 << 20;
+constexpr std::size_t COMPLAINT_BYTES = 1000;
 
 /// The failure that a client should be told of when the database refuses.
 Failure failureOf(const SQLite::Exception& error)
 {
     switch (error.getErrorCode()) {
     case SQLITE_FULL:
+        return Failure::DISK_FULL;
     case SQLITE_READONLY:
     case SQLITE_IOERR:
     case SQLITE_CANTOPEN:
@@ -32,7 +39,19 @@ Failure failureOf(const SQLite::Exception& error)
     }
 }
 
-void complain(const char* what) { std::fprintf(stderr, "kinloomd: %s\n", what); }
+/// The same of a file that cannot be written: no space, no permission, a failing disk.
+Failure failureOf(const std::system_error& error)
+{
+    const int number = error.code().value();
+    return number == ENOSPC || number == EDQUOT || number == EFBIG ? Failure::DISK_FULL : Failure::UNAVAILABLE;
+}
+
+void complain(const char* what) { writeLog(Priority::FAILURE, loggable(what, COMPLAINT_BYTES)); }
+
+bool isFailedSignIn(Failure failure)
+{
+    return failure == Failure::NOT_SIGNED || failure == Failure::REFUSED_DEVICE || failure == Failure::NOT_SIGNED_IN;
+}
 
 } // namespace
 
@@ -51,7 +70,7 @@ public:
 
     httpd::Reply finish() override
     {
-        return m_dispatch->guarded([&] { return m_dispatch->sent(m_dispatch->m_sink->finish()); });
+        return m_dispatch->guarded([&] { return m_dispatch->sent(m_dispatch->done(m_dispatch->m_sink->finish())); });
     }
 
 private:
@@ -77,9 +96,8 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
         complain(error.what());
         return failed(ServiceError(failureOf(error)));
     } catch (const std::system_error& error) {
-        // A file that cannot be written: no space, no permission, a failing disk.
         complain(error.what());
-        return failed(ServiceError(Failure::UNAVAILABLE));
+        return failed(ServiceError(failureOf(error)));
     } catch (const std::exception& error) {
         complain(error.what());
         return failed(ServiceError(Failure::INTERNAL));
@@ -89,23 +107,30 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
 Reply Dispatch::refuse(const ServiceError& error) const
 {
     const bool signIn = m_route.operation != nullptr && m_route.operation->access == Access::SIGN_IN;
-    Reply reply = failureReply(m_service.options().replyShape, error, signIn && describe(error.failure()).httpStatus == 403);
+    Reply reply = isPagePath(m_request.head.path())
+                      ? pageFailure(error)
+                      : failureReply(m_service.options().replyShape, error, signIn && describe(error.failure()).httpStatus == 403);
     if (error.failure() == Failure::NOT_SIGNED)
         reply.headers.emplace_back("WWW-Authenticate", "KL_AUTH_V1");
     if (error.failure() == Failure::WRONG_METHOD)
         reply.headers.emplace_back("Allow", allowedMethods(m_request.head.path()));
-    if (error.failure() == Failure::TOO_MANY_REQUESTS)
-        reply.headers.emplace_back("Retry-After", "1");
+    if (error.failure() == Failure::TOO_MANY_REQUESTS || error.retrySeconds() != 0)
+        reply.headers.emplace_back("Retry-After", std::to_string(std::max(error.retrySeconds(), 1U)));
     return reply;
 }
 
 Reply Dispatch::failed(const ServiceError& error) const { return sent(refuse(error)); }
 
 /// The reply as it is to be sent: a fault of the operation spoils failures too.
-Reply Dispatch::sent(Reply reply) const { return m_fault ? withFault(std::move(reply), *m_fault) : std::move(reply); }
+Reply Dispatch::sent(Reply reply) const
+{
+    addSafety(reply, m_request.head);
+    return m_fault ? withFault(std::move(reply), *m_fault) : std::move(reply);
+}
 
 httpd::Decision Dispatch::begin(httpd::Connection& connection)
 {
+    m_request.connection = &connection;
     findOperation();
     if (m_route.operation->access != Access::LOOPBACK_ONLY)
         m_fault = m_service.faults().take(m_route.operation->name);
@@ -116,13 +141,12 @@ httpd::Decision Dispatch::begin(httpd::Connection& connection)
     if (m_fault && m_fault->reset)
         return httpd::Reset();
     if (m_fault && m_fault->status) {
-        Reply reply =
-            failureReply(m_service.options().replyShape, ServiceError(Failure::UNAVAILABLE, "This failure was asked for."));
+        Reply reply = refuse(ServiceError(Failure::UNAVAILABLE, "This failure was asked for."));
         reply.status = *m_fault->status;
         return sent(std::move(reply));
     }
     chooseBaseUrl();
-    m_request.caller = authenticate(m_service, m_request, m_route.operation->access);
+    findCaller();
     return takeBody();
 }
 
@@ -144,28 +168,57 @@ void Dispatch::chooseBaseUrl()
     const std::string host = m_request.header("Host").value_or("");
     if (!httpd::isHostHeader(host))
         throw ServiceError(Failure::MALFORMED_REQUEST, "The Host header is missing or malformed.");
-    m_request.baseUrl = "http://" + host;
+    m_request.baseUrl = m_request.head.scheme + "://" + host;
+}
+
+void Dispatch::findCaller()
+{
+    try {
+        m_request.caller = authenticate(m_service, m_request, m_route.operation->access);
+    } catch (const ServiceError& error) {
+        if (isFailedSignIn(error.failure())) {
+            m_service.metrics().signInFailed(error.failure());
+            logFailedSignIn(m_request.head, error, m_service.signInThrottle());
+        }
+        throw;
+    }
 }
 
 httpd::Decision Dispatch::takeBody()
 {
     const auto self = shared_from_this();
+    // Whether the key in an address is right, its handler finds out.
+    const bool known = m_route.operation->access != Access::KEY;
     if (m_route.operation->openBody != nullptr) {
         m_sink = m_route.operation->openBody(m_service, m_request);
-        return httpd::Decision(std::make_unique<Sink>(self));
+        httpd::Decision decision(std::make_unique<Sink>(self));
+        decision.known = known;
+        return decision;
     }
     httpd::BodyInMemory body;
     body.limit = m_service.options().limits.formBytes;
     body.handle = [self](std::string bytes) { return self->guarded([&] { return self->sent(self->handle(std::move(bytes))); }); };
     body.tooLarge = [self] { return self->failed(ServiceError(Failure::TOO_LARGE)); };
-    return body;
+    httpd::Decision decision(std::move(body));
+    decision.known = known;
+    return decision;
 }
 
 Reply Dispatch::handle(std::string body)
 {
     m_request.body = std::move(body);
     m_request.form = decodeForm(m_request.body);
-    return m_route.operation->handle(m_service, m_request);
+    return done(m_route.operation->handle(m_service, m_request));
+}
+
+/// The reply of an operation that has done what it was asked for.
+Reply Dispatch::done(Reply reply)
+{
+    if (!m_request.cookie.empty())
+        reply.headers.emplace_back("Set-Cookie", m_request.cookie);
+    if (m_request.head.method != "GET" && m_request.head.method != "HEAD")
+        m_service.changes().ring();
+    return reply;
 }
 
 } // namespace kinloomd

@@ -24,7 +24,7 @@ public:
     httpd::Decision decide(httpd::Connection& connection);
 
     /// The reply to a request that failed, as its operation words it.
-    Reply refuse(const ServiceError& error) const;
+    Reply failed(const ServiceError& error) const;
 
 private:
     class Sink;
@@ -32,10 +32,12 @@ private:
     httpd::Decision begin(httpd::Connection& connection);
     void findOperation();
     void chooseBaseUrl();
+    void findCaller();
     httpd::Decision takeBody();
     Reply handle(std::string body);
+    Reply done(Reply reply);
     template <typename Step> auto guarded(Step step) -> decltype(step());
-    Reply failed(const ServiceError& error) const;
+    Reply refuse(const ServiceError& error) const;
     Reply sent(Reply reply) const;
 
     Service& m_service;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "operations/Documents.h"
 
-#include "media/Formats.h"
+#include "pictures/Formats.h"
 
 namespace kinloomd {
 
@@ -17,10 +17,18 @@ void writeOk(XmlWriter& xml)
 Reply documentReply(XmlWriter& xml)
 {
     Reply reply;
-    reply.contentType = "application/xml; charset=utf-8";
+    reply.contentType = DOCUMENT_TYPE;
     reply.body = xml.finish();
     return reply;
 }
+
+std::string extensionOf(const std::string& fileName)
+{
+    const auto dot = fileName.rfind('.');
+    return dot == std::string::npos ? std::string() : fileName.substr(dot + 1);
+}
+
+} // namespace
 
 const char* typeName(ContentType type)
 {
@@ -33,14 +41,6 @@ const char* typeName(ContentType type)
         return "photo";
     }
 }
-
-std::string extensionOf(const std::string& fileName)
-{
-    const auto dot = fileName.rfind('.');
-    return dot == std::string::npos ? std::string() : fileName.substr(dot + 1);
-}
-
-} // namespace
 
 Reply okReply(ReplyShape shape)
 {
@@ -79,9 +79,7 @@ Reply failureReply(ReplyShape shape, const ServiceError& error, bool plainCode)
 Reply Documents::withData(const std::function<void(XmlWriter&)>& writeData) const
 {
     XmlWriter xml(m_shape);
-    xml.open("rsp");
-    writeOk(xml);
-    xml.open("data");
+    beginData(xml);
     writeData(xml);
     xml.close();
     xml.close();
@@ -104,24 +102,13 @@ Reply Documents::account(const Person& person) const
     return documentReply(xml);
 }
 
-Reply Documents::groups(const std::vector<GroupEntry>& groups, const Include& include, const Person& caller) const
+Reply Documents::newGroup(const Group& group, const Person& master) const
 {
     return withData([&](XmlWriter& xml) {
-        const bool nested = m_shape == ReplyShape::ATTRIBUTES;
-        if (nested) {
-            xml.open("user");
-            xml.field("id", caller.id);
-        }
-        for (const GroupEntry& entry : groups)
-            writeGroup(xml, entry, include);
-        if (nested)
-            xml.close();
+        beginGroup(xml, group, {true, true, true});
+        writeMember(xml, master);
+        xml.close();
     });
-}
-
-Reply Documents::newGroup(const GroupEntry& group) const
-{
-    return withData([&](XmlWriter& xml) { writeGroup(xml, group, {true, true, true}); });
 }
 
 Reply Documents::feed(const std::vector<Content>& contents, const Include& include) const
@@ -132,50 +119,12 @@ Reply Documents::feed(const std::vector<Content>& contents, const Include& inclu
     });
 }
 
-Reply Documents::galleryContent(const Content& content, const std::vector<Comment>& comments,
-                                const std::vector<Event>& events) const
-{
-    const MediaLinks links = m_links.media(content);
-    return withData([&](XmlWriter& xml) {
-        xml.open("group");
-        xml.open("content");
-        xml.field("id", content.id);
-        xml.field("galleryID", content.group);
-        xml.field("contentType", typeName(content.type));
-        xml.field("size", content.size);
-        xml.field("contentCreateDate", formatTime(content.created));
-        xml.optionalField("contentExt", extensionOf(content.fileName));
-        xml.field("format", formatEntry(content.format).name);
-        xml.field("width", content.width);
-        xml.field("height", content.height);
-        xml.field("contentUrl", links.original());
-        xml.optionalField("contentDesc", content.description);
-        xml.field("contentRegisterDate", formatTime(content.uploaded));
-        xml.field("commentCount", content.comments);
-        writeThumbnails(xml, links);
-        writeFullUser(xml, "contentRegisterMember", content.creator);
-        for (const Comment& comment : comments)
-            writeComment(xml, comment);
-        if (!events.empty()) {
-            xml.open("eventLink");
-            for (const Event& event : events)
-                writeEvent(xml, content, event);
-            xml.close();
-        }
-        xml.close();
-        xml.close();
-    });
-}
-
-Reply Documents::comments(const std::vector<Comment>& comments) const
+Reply Documents::comment(const Comment& comment) const
 {
     XmlWriter xml(m_shape);
-    xml.open("rsp");
-    writeOk(xml);
-    for (const Comment& comment : comments)
-        writeComment(xml, comment);
-    xml.open("data");
-    xml.close();
+    beginComments(xml);
+    writeComment(xml, comment);
+    endComments(xml);
     xml.close();
     return documentReply(xml);
 }
@@ -188,9 +137,59 @@ Reply Documents::uploadSlot(Id content) const
     });
 }
 
-void Documents::writeGroup(XmlWriter& xml, const GroupEntry& entry, const Include& include) const
+void Documents::beginData(XmlWriter& xml)
 {
-    const Group& group = entry.group;
+    xml.open("rsp");
+    writeOk(xml);
+    xml.open("data");
+}
+
+void Documents::beginGroups(XmlWriter& xml, const Person& caller) const
+{
+    beginData(xml);
+    if (m_shape == ReplyShape::ATTRIBUTES) {
+        xml.open("user");
+        xml.field("id", caller.id);
+    }
+}
+
+void Documents::beginComments(XmlWriter& xml)
+{
+    xml.open("rsp");
+    writeOk(xml);
+}
+
+void Documents::endComments(XmlWriter& xml)
+{
+    xml.open("data");
+    xml.close();
+}
+
+void Documents::beginGallery(XmlWriter& xml, const Content& content) const
+{
+    const MediaLinks links = m_links.media(content);
+    beginData(xml);
+    xml.open("group");
+    xml.open("content");
+    xml.field("id", content.id);
+    xml.field("galleryID", content.group);
+    xml.field("contentType", typeName(content.type));
+    xml.field("size", content.size);
+    xml.field("contentCreateDate", formatTime(content.created));
+    xml.optionalField("contentExt", extensionOf(content.fileName));
+    xml.field("format", formatEntry(content.format).name);
+    xml.field("width", content.width);
+    xml.field("height", content.height);
+    xml.field("contentUrl", links.original());
+    xml.optionalField("contentDesc", content.description);
+    xml.field("contentRegisterDate", formatTime(content.uploaded));
+    xml.field("commentCount", content.comments);
+    writeThumbnails(xml, links);
+    writeFullUser(xml, "contentRegisterMember", content.creator);
+}
+
+void Documents::beginGroup(XmlWriter& xml, const Group& group, const Include& include) const
+{
     xml.open("group");
     if (m_shape == ReplyShape::ATTRIBUTES)
         xml.field("id", group.id);
@@ -217,10 +216,9 @@ void Documents::writeGroup(XmlWriter& xml, const GroupEntry& entry, const Includ
     }
     if (include.creator || include.member)
         writeShortUser(xml, "groupMaster", group.master);
-    for (const Person& member : entry.members)
-        writeShortUser(xml, "groupMember", member);
-    xml.close();
 }
+
+void Documents::writeMember(XmlWriter& xml, const Person& member) const { writeShortUser(xml, "groupMember", member); }
 
 void Documents::writeContent(XmlWriter& xml, const Content& content, const Include& include) const
 {
@@ -305,11 +303,11 @@ void Documents::writeComment(XmlWriter& xml, const Comment& comment) const
     xml.close();
 }
 
-void Documents::writeEvent(XmlWriter& xml, const Content& content, const Event& event) const
+void Documents::writeEvent(XmlWriter& xml, Id group, const Event& event) const
 {
     xml.open("contentLink");
     xml.field("ID", event.id);
-    xml.field("calendarID", content.group);
+    xml.field("calendarID", group);
     xml.field("eventTitle", event.title);
     xml.optionalField("eventType", event.type);
     xml.field("eventStartDate", formatTime(event.starts));

@@ -26,16 +26,16 @@ struct Include {
     bool creator = false; ///< the group's master, a content's creator
 };
 
+/// The word for a type of contents in records.
+const char* typeName(ContentType type);
+
+/// The Content-Type of every document.
+inline constexpr const char* DOCUMENT_TYPE = "application/xml; charset=utf-8";
+
 /// A successful reply without records.
 Reply okReply(ReplyShape shape);
 /// A failure. \p plainCode repeats the code as a line of text, for clients that look for it there.
 Reply failureReply(ReplyShape shape, const ServiceError& error, bool plainCode = false);
-
-/// A group and the people to be shown with it.
-struct GroupEntry {
-    Group group;
-    std::vector<Person> members;
-};
 
 /// Writes documents for one request.
 class Documents {
@@ -43,23 +43,35 @@ public:
     Documents(ReplyShape shape, Links links) : m_shape(shape), m_links(std::move(links)) {}
 
     Reply account(const Person& person) const;
-    Reply groups(const std::vector<GroupEntry>& groups, const Include& include, const Person& caller) const;
-    Reply newGroup(const GroupEntry& group) const;
+    Reply newGroup(const Group& group, const Person& master) const;
     Reply feed(const std::vector<Content>& contents, const Include& include) const;
-    /// One content as a gallery holds it, with its comments and events.
-    Reply galleryContent(const Content& content, const std::vector<Comment>& comments, const std::vector<Event>& events) const;
-    Reply comments(const std::vector<Comment>& comments) const;
+    Reply comment(const Comment& comment) const;
     Reply uploadSlot(Id content) const;
+
+    // Documents with lists that may be long (LongReply.h): their beginnings, and their records one by one. Who has written the
+    // last record ends what is open.
+
+    /// Up to the first record of a feed.
+    static void beginData(XmlWriter& xml);
+    /// Up to the first group of a list.
+    void beginGroups(XmlWriter& xml, const Person& caller) const;
+    /// A group up to its members; the element stays open.
+    void beginGroup(XmlWriter& xml, const Group& group, const Include& include) const;
+    void writeMember(XmlWriter& xml, const Person& member) const;
+    void writeContent(XmlWriter& xml, const Content& content, const Include& include) const;
+    /// Up to the first comment, and what follows the last.
+    static void beginComments(XmlWriter& xml);
+    static void endComments(XmlWriter& xml);
+    void writeComment(XmlWriter& xml, const Comment& comment) const;
+    /// One content as a gallery holds it, up to its comments; its events follow these in an element of their own.
+    void beginGallery(XmlWriter& xml, const Content& content) const;
+    void writeEvent(XmlWriter& xml, Id group, const Event& event) const;
 
 private:
     Reply withData(const std::function<void(XmlWriter&)>& writeData) const;
-    void writeGroup(XmlWriter& xml, const GroupEntry& entry, const Include& include) const;
-    void writeContent(XmlWriter& xml, const Content& content, const Include& include) const;
     void writeThumbnails(XmlWriter& xml, const MediaLinks& links) const;
     void writeShortUser(XmlWriter& xml, const char* name, const Person& person) const;
     void writeFullUser(XmlWriter& xml, const char* name, const Person& person) const;
-    void writeComment(XmlWriter& xml, const Comment& comment) const;
-    void writeEvent(XmlWriter& xml, const Content& content, const Event& event) const;
 
     ReplyShape m_shape;
     Links m_links;

@@ -41,7 +41,7 @@ void applyAction(Fault& fault, std::string_view action, std::string_view text)
             reject(text, std::string(name) + (entry.takesNumber ? " needs a number" : " takes no value"));
         std::int64_t value = 0;
         if (entry.takesNumber) {
-            const auto number = parseSize(action.substr(equals + 1));
+            const auto number = parseDecimal<std::int64_t>(action.substr(equals + 1));
             if (!number)
                 reject(text, std::string(name) + " needs a number");
             value = *number;
@@ -72,7 +72,7 @@ FaultRule parseFault(std::string_view text)
     text.remove_prefix(colon + 1);
     const auto star = text.find('*');
     if (star != std::string_view::npos) {
-        const auto times = parseSize(text.substr(star + 1));
+        const auto times = parseDecimal<std::int64_t>(text.substr(star + 1));
         if (!times || *times == 0)
             reject(whole, "a number above 0 follows the star");
         rule.times = *times;

@@ -24,15 +24,20 @@ public:
                 connection.wait(-1);
             return BROKEN;
         }
-        const std::int64_t count = copy(buffer, std::min(size, static_cast<std::size_t>(m_left)));
+        const std::int64_t count = copy(buffer, std::min(size, static_cast<std::size_t>(m_left)), connection);
+        if (count <= 0)
+            return count == 0 ? BROKEN : count;
         m_position += count;
         m_left -= count;
-        return count > 0 ? count : BROKEN;
+        return count;
     }
 
 private:
-    std::int64_t copy(char* buffer, std::size_t size) const
+    /// \return how many bytes, or what the source of a stream says.
+    std::int64_t copy(char* buffer, std::size_t size, httpd::Connection& connection) const
     {
+        if (const auto* const stream = std::get_if<httpd::StreamBody>(&m_body))
+            return stream->source->read(buffer, size, connection);
         if (const auto* const file = std::get_if<httpd::FileBody>(&m_body))
             return ::pread(file->file.get(), buffer, size, file->offset + m_position);
         std::memcpy(buffer, std::get<std::string>(m_body).data() + m_position, size);
@@ -54,8 +59,11 @@ httpd::Reply withFault(httpd::Reply reply, const Fault& fault)
         reply.status = 200;
     }
     if (fault.stallAfter || fault.cutAfter) {
-        const std::int64_t size = httpd::sizeOf(reply.body).value_or(0);
-        const std::int64_t stopAfter = std::min(size, fault.stallAfter ? *fault.stallAfter : *fault.cutAfter);
+        // Announced is the size of the whole, where it is known; a stream that ends before the fault comes to it is whole.
+        const std::optional<std::int64_t> size = httpd::sizeOf(reply.body);
+        std::int64_t stopAfter = fault.stallAfter ? *fault.stallAfter : *fault.cutAfter;
+        if (size)
+            stopAfter = std::min(*size, stopAfter);
         auto broken = std::make_unique<BrokenBody>(std::move(reply.body), stopAfter, fault.stallAfter.has_value());
         reply.body = httpd::StreamBody{std::move(broken), size};
     }

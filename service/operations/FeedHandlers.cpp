@@ -2,6 +2,7 @@
 #include "core/Text.h"
 #include "operations/Documents.h"
 #include "operations/Handlers.h"
+#include "operations/LongReply.h"
 #include "operations/Parameters.h"
 #include "operations/Permissions.h"
 #include "operations/Service.h"
@@ -14,25 +15,15 @@ namespace kinloomd {
 
 namespace {
 
-constexpr std::uint32_t DEFAULT_COUNT = 30;
+constexpr std::uint32_t DEFAULT_CONTENTS = 30;
 
-struct BaseEntry {
-    std::string_view name;
-    FeedBase value;
-};
-
-constexpr BaseEntry BASES[] = {
+constexpr Word<FeedBase> BASES[] = {
     {"created_time", FeedBase::CREATED_TIME},
     {"upload_time", FeedBase::UPLOAD_TIME},
     {"content_id", FeedBase::CONTENT_ID},
 };
 
-struct ItemEntry {
-    std::string_view name;
-    ContentType value;
-};
-
-constexpr ItemEntry ITEMS[] = {
+constexpr Word<ContentType> ITEMS[] = {
     {"all", ContentType::ANY},
     {"photo", ContentType::PHOTO},
     {"video", ContentType::VIDEO},
@@ -45,9 +36,6 @@ struct EndEntry {
     FeedDirection direction;
     Marker marker;
 };
-
-constexpr Marker BEHIND_NEWEST = {std::numeric_limits<Millis>::max(), std::numeric_limits<Id>::max()};
-constexpr Marker BEFORE_OLDEST = {std::numeric_limits<Millis>::min(), 0};
 
 constexpr EndEntry ENDS[] = {
     {"0", FeedDirection::BEFORE, BEHIND_NEWEST},
@@ -91,29 +79,54 @@ Marker resolveMarker(DatabaseConnection& connection, Id group, const Page& page,
     return {*time, page.direction == FeedDirection::BEFORE ? 0 : std::numeric_limits<Id>::max()};
 }
 
+class FeedListing : public Listing {
+public:
+    FeedListing(const Service& service, const Request& request, const FeedPage& page, const Include& include)
+        : m_documents(service.documentsFor(request)), m_caller(request.caller.person.id), m_page(page), m_include(include)
+    {
+    }
+
+    void begin(XmlWriter& xml) override { Documents::beginData(xml); }
+
+    void admit(DatabaseConnection& connection) const override
+    {
+        requirePermission(Action::READ_FEED, roleInGroup(connection, m_page.group, m_caller));
+    }
+
+    bool goOn(DatabaseConnection& connection, XmlWriter& xml) override
+    {
+        return readFeed(connection, m_page, [&](const Content& content) {
+            m_documents.writeContent(xml, content, m_include);
+            return hasRoom(xml);
+        });
+    }
+
+private:
+    Documents m_documents;
+    Id m_caller;
+    FeedPage m_page;
+    Include m_include;
+};
+
 } // namespace
 
 Reply handleFeeds(Service& service, Request& request)
 {
     const Id group = requireId(request.subject);
     const Page page = requestedPage(request.query);
-    const std::int64_t count = pageSize(service, request.query, DEFAULT_COUNT);
-    const FeedBase base = wordParameter(request.query, "search_base", BASES);
-    const ContentType type = wordParameter(request.query, "option_item", ITEMS);
+    FeedPage feed;
+    feed.group = group;
+    feed.direction = page.direction;
+    // One more than asked for says that there are more.
+    feed.count = std::int64_t{pageSize(service, request.query, DEFAULT_CONTENTS)} + 1;
+    feed.base = wordParameter(request.query, "search_base", BASES);
+    feed.type = wordParameter(request.query, "option_item", ITEMS);
     const Include include = includeParameter(request.query);
-    std::vector<Content> contents;
-    {
-        const auto connection = service.database().read();
-        const Snapshot snapshot(connection);
-        requirePermission(Action::READ_FEED, roleInGroup(connection, group, request.caller.person.id));
-        const Marker marker = resolveMarker(connection, group, page, base);
-        // One more than asked for says that there are more.
-        contents = listFeed(connection, group, base, page.direction, type, marker, count + 1);
-        const std::int64_t epoch = mediaEpochOf(connection, group);
-        for (Content& content : contents)
-            content.mediaEpoch = epoch;
-    }
-    return service.documentsFor(request).feed(contents, include);
+    const auto connection = service.database().readInTurn();
+    const Snapshot snapshot(connection);
+    requirePermission(Action::READ_FEED, roleInGroup(connection, group, request.caller.person.id));
+    feed.from = resolveMarker(connection, group, page, feed.base);
+    return longReply(service, connection, std::make_unique<FeedListing>(service, request, feed, include));
 }
 
 } // namespace kinloomd

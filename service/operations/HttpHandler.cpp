@@ -3,6 +3,8 @@
 
 #include "operations/AccessLog.h"
 #include "operations/Dispatch.h"
+#include "operations/MetricsHandlers.h"
+#include "operations/Router.h"
 
 namespace kinloomd {
 
@@ -29,20 +31,46 @@ ServiceError errorOf(const httpd::Refusal& refusal)
     return {Failure::MALFORMED_REQUEST, refusal.reason};
 }
 
+/// What the request is counted as: an operation of the table, or one of few other words. Clients cannot add to them.
+std::string operationOf(const httpd::RequestHead& head)
+{
+    if (const std::string_view word = operatorsWord(head.path()); !word.empty())
+        return std::string(word);
+    if (WebFiles::isOfPage(head))
+        return "page";
+    try {
+        return route(head.method, head.path()).operation->name;
+    } catch (const ServiceError&) {
+        return "none";
+    }
+}
+
 } // namespace
 
 httpd::Decision HttpHandler::decide(const httpd::RequestHead& head, httpd::Connection& connection)
 {
+    try {
+        if (auto reply = answerOperator(m_service, head, connection.counters()))
+            return std::move(*reply);
+        if (auto reply = m_service.web().answer(head))
+            return std::move(*reply);
+    } catch (const ServiceError& error) {
+        return Dispatch(m_service, head).failed(error);
+    }
     return std::make_shared<Dispatch>(m_service, head)->decide(connection);
 }
 
 httpd::Reply HttpHandler::refusal(const httpd::RequestHead& head, const httpd::Refusal& refusal)
 {
-    return Dispatch(m_service, head).refuse(errorOf(refusal));
+    m_service.metrics().refused(refusal.status);
+    httpd::Reply reply = Dispatch(m_service, head).failed(errorOf(refusal));
+    reply.status = refusal.status;
+    return reply;
 }
 
 void HttpHandler::ended(const httpd::RequestHead& head, std::optional<unsigned> status, std::chrono::steady_clock::duration time)
 {
+    m_service.metrics().ended(operationOf(head), status, time);
     if (m_service.options().logRequests)
         logRequest(head, status, time);
 }

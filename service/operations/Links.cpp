@@ -5,11 +5,14 @@
 #include "core/Text.h"
 #include "operations/Paths.h"
 
+#include <string_view>
+
 namespace kinloomd {
 
 namespace {
 
 constexpr std::size_t KEY_BYTES = 16;
+constexpr char DEVICE_MARK = '-'; ///< stands before the device's number at the end of a key
 
 /// The name that a thumbnail of the file is saved under: thumbnails are JPEG files, whatever the original is.
 std::string jpegNameOf(const std::string& fileName) { return fileName.substr(0, fileName.rfind('.')) + ".jpg"; }
@@ -45,16 +48,26 @@ std::string Links::personImage(const Person& person) const
            "-" + std::to_string(person.image) + "/person.jpg";
 }
 
+Id Links::deviceOf(const std::string& key)
+{
+    const auto mark = key.find(DEVICE_MARK);
+    return mark == std::string::npos ? 0 : parseId(std::string_view(key).substr(mark + 1)).value_or(0);
+}
+
 std::string Links::contentKey(Id content, std::int64_t mediaEpoch) const
 {
-    const std::string what = "content:" + std::to_string(content) + ":" + std::to_string(mediaEpoch);
-    return toHex(hmacSha256(m_secret, what).substr(0, KEY_BYTES));
+    return keyOf("content:" + std::to_string(content) + ":" + std::to_string(mediaEpoch));
 }
 
 std::string Links::personKey(Id person, std::int64_t image) const
 {
-    const std::string what = "person:" + std::to_string(person) + ":" + std::to_string(image);
-    return toHex(hmacSha256(m_secret, what).substr(0, KEY_BYTES));
+    return keyOf("person:" + std::to_string(person) + ":" + std::to_string(image));
+}
+
+std::string Links::keyOf(const std::string& what) const
+{
+    const std::string device = std::to_string(m_device);
+    return toHex(hmacSha256(m_secret, what + ":" + device).substr(0, KEY_BYTES)) + DEVICE_MARK + device;
 }
 
 } // namespace kinloomd

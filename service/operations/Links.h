@@ -28,11 +28,18 @@ private:
 /// Writes addresses, and computes the keys in them.
 ///
 /// Media are fetched without any header, so their addresses hold a key that cannot be guessed: a message authentication code of
-/// what they name. The key of a content changes when a member leaves its group, that of a person's picture with each new one.
+/// what they name and of the device that they are given to, and that device's number, so that they end with it. The key of a
+/// content changes when a member leaves its group too, that of a person's picture with each new one.
 class Links {
 public:
-    /// \param base scheme and authority; \param secret what the keys are made with.
-    Links(std::string base, std::string secret) : m_base(std::move(base)), m_secret(std::move(secret)) {}
+    /// \param base scheme and authority; \param secret what the keys are made with; \param device whom the addresses are given to.
+    Links(std::string base, std::string secret, Id device) : m_base(std::move(base)), m_secret(std::move(secret)), m_device(device)
+    {
+    }
+
+    /// The device that a key was made for; 0 for what is no key. Whether it is one that this service has made, only comparing
+    /// tells.
+    static Id deviceOf(const std::string& key);
 
     std::string upload(Id content) const;
     MediaLinks media(const Content& content) const;
@@ -45,8 +52,11 @@ public:
     std::string personKey(Id person, std::int64_t image) const;
 
 private:
+    std::string keyOf(const std::string& what) const;
+
     std::string m_base;
     std::string m_secret;
+    Id m_device;
 };
 
 } // namespace kinloomd

@@ -36,7 +36,12 @@ void applyInclude(Include& include, std::string_view word)
 
 std::string textParameter(const Parameters& parameters, const char* name, std::size_t maximum)
 {
-    std::string text = cleanText(parameters.get(name));
+    return checkedText(parameters.get(name), name, maximum);
+}
+
+std::string checkedText(std::string_view bytes, const char* name, std::size_t maximum)
+{
+    std::string text = cleanText(bytes);
     if (countCharacters(text) > maximum)
         throw ServiceError(Failure::BAD_PARAMETER,
                            std::string(name) + " is longer than " + std::to_string(maximum) + " characters.");
@@ -48,7 +53,7 @@ std::uint32_t numberParameter(const Parameters& parameters, const char* name, st
     const std::string_view text = parameters.get(name);
     if (text.empty())
         return fallback;
-    const auto number = parseUnsigned(text);
+    const auto number = parseDecimal<std::uint32_t>(text);
     if (!number)
         throw ServiceError(Failure::BAD_PARAMETER, std::string(name) + " is not a number.");
     return *number;

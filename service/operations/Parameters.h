@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace kinloomd {
 
@@ -17,6 +18,9 @@ inline constexpr std::size_t TEXT_CHARACTERS = 4096; ///< of a description or a 
 
 /// A text that a person has written, made valid. Empty when it is not there; throws BAD_PARAMETER when it is too long.
 std::string textParameter(const Parameters& parameters, const char* name, std::size_t maximum);
+
+/// The same, of a text that is there. \param name what it is called when it is too long
+std::string checkedText(std::string_view bytes, const char* name, std::size_t maximum);
 
 /// A number; \p fallback when it is not there or empty. Throws BAD_PARAMETER for anything else.
 std::uint32_t numberParameter(const Parameters& parameters, const char* name, std::uint32_t fallback);
@@ -30,13 +34,21 @@ Id requireId(std::string_view text);
 /// Reads "option_include": names joined by commas, or "none". Throws BAD_PARAMETER for other names.
 Include includeParameter(const Parameters& parameters);
 
-/// A word of a table of (name, value) pairs; the first of the table when the parameter is not there or empty.
-template <typename Table> auto wordParameter(const Parameters& parameters, const char* name, const Table& table)
+/// A word that a parameter may have, and what it stands for.
+template <typename Value> struct Word {
+    std::string_view name;
+    Value value;
+};
+
+/// The value of a parameter's word; the first of the table when the parameter is not there or empty. Throws BAD_PARAMETER for
+/// other words.
+template <typename Value, std::size_t COUNT>
+Value wordParameter(const Parameters& parameters, const char* name, const Word<Value> (&words)[COUNT])
 {
     const std::string_view word = parameters.get(name);
     if (word.empty())
-        return std::begin(table)->value;
-    for (const auto& entry : table) {
+        return words[0].value;
+    for (const Word<Value>& entry : words) {
         if (entry.name == word)
             return entry.value;
     }

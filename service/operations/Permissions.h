@@ -23,6 +23,10 @@ enum class Action {
     LIST_COMMENTS,
     VIEW_COMMENT,
     DELETE_COMMENT,
+    INVITE,
+    RESTORE,
+    SEE_PERSON,
+    END_SIGN_IN,
 };
 
 /// The HTTP status that an action ends with, for each role. A stranger is told that there is nothing, so that nobody learns which
@@ -48,7 +52,14 @@ inline constexpr Permission PERMISSIONS[] = {
     {Action::LIST_COMMENTS, {{404, 200, 200, 200}}},
     {Action::VIEW_COMMENT, {{404, 200, 200, 200}}},
     {Action::DELETE_COMMENT, {{404, 403, 200, 200}}},
+    {Action::INVITE, {{404, 403, IMPOSSIBLE, 200}}},
+    {Action::RESTORE, {{404, 404, 200, 404}}}, // of a deletion, the author is who has deleted
+    {Action::SEE_PERSON, {{404, 200, 200, IMPOSSIBLE}}},
+    {Action::END_SIGN_IN, {{404, 404, 200, IMPOSSIBLE}}}, // a device and a browser are their person's alone
 };
+
+/// \return whether the table allows an action.
+bool isPermitted(Action action, Role role);
 
 /// Throws the ServiceError that the table names, unless it allows the action.
 void requirePermission(Action action, Role role);

@@ -3,6 +3,7 @@
 #ifndef KINLOOMD_OPERATIONS_REQUEST_H
 #define KINLOOMD_OPERATIONS_REQUEST_H
 
+#include "httpd/Connection.h"
 #include "httpd/Reply.h"
 #include "httpd/Request.h"
 #include "store/Records.h"
@@ -15,11 +16,12 @@
 
 namespace kinloomd {
 
-/// The device that a request comes from, and its person.
+/// The device or the browser that a request comes from, and its person.
 struct Caller {
-    Id device = 0;
+    Id device = 0;  ///< 0 for a browser
+    Id session = 0; ///< of a browser; 0 for a device
     bool registered = false;
-    std::optional<Millis> signedIn;
+    std::optional<Millis> signedIn; ///< of a device
     Person person;
 };
 
@@ -28,12 +30,14 @@ struct Request {
 
     const httpd::RequestHead& head;  ///< as the client sent it
     std::string subject;             ///< the identifier that the path names: "me", a number, or empty
-    std::vector<std::string> pieces; ///< the pieces of a media path
+    std::vector<std::string> pieces; ///< the pieces of a media path; those of another one that stand for something
     Parameters query;
-    std::string body;    ///< of requests that are no uploads
-    Parameters form;     ///< the body, decoded
-    std::string baseUrl; ///< scheme and authority for addresses in the reply
-    Caller caller;       ///< of signed requests
+    std::string body;                        ///< of requests that are no uploads
+    Parameters form;                         ///< the body, decoded
+    std::string baseUrl;                     ///< scheme and authority for addresses in the reply
+    Caller caller;                           ///< of signed requests
+    std::string cookie;                      ///< that the reply has the browser keep; empty for none
+    httpd::Connection* connection = nullptr; ///< for those who keep the client waiting
 
     /// The value of a header, or nothing.
     std::optional<std::string> header(const char* name) const { return head.header(name); }

@@ -5,6 +5,9 @@
 #include "media/MediaStore.h"
 #include "operations/Handlers.h"
 #include "operations/Paths.h"
+#include "operations/page/PageHandlers.h"
+
+#include <algorithm>
 
 namespace kinloomd {
 
@@ -24,11 +27,42 @@ constexpr Operation OPERATIONS[] = {
     {"delete", "POST", PathShape::SUBJECT, "delete", Access::SIGNED, handleDelete, nullptr},
     {"upload", "POST", PathShape::SUBJECT, "upload", Access::SIGNED, handleReserveUpload, nullptr},
     {"upload.file", "POST", PathShape::SUBJECT, "upload.file", Access::SIGNED, nullptr, openUpload},
-    {"comment", "POST", PathShape::SUBJECT, "comment", Access::ADDRESS, handleCommentCreate, nullptr},
+    {"comment", "POST", PathShape::SUBJECT, "comment", Access::NEIGHBOURS, handleCommentCreate, nullptr},
     {"comment.list", "GET", PathShape::SUBJECT, "comment.list", Access::SIGNED, handleCommentList, nullptr},
     {"media", "GET", PathShape::MEDIA, "original", Access::KEY, handleOriginal, nullptr},
     {"user.image", "GET", PathShape::MEDIA, "person", Access::KEY, handlePersonImage, nullptr},
     {"thumbnail", "GET", PathShape::MEDIA, ANY_SIZE, Access::KEY, handleThumbnail, nullptr},
+    {"page.session", "GET", PathShape::WHOLE, "page/session", Access::BROWSER, handlePageSession, nullptr},
+    {"page.session.end", "DELETE", PathShape::WHOLE, "page/sessions/*", Access::BROWSER, handlePageSessionEnd, nullptr},
+    {"page.devices", "GET", PathShape::WHOLE, "page/devices", Access::BROWSER, handlePageDevices, nullptr},
+    {"page.device.end", "DELETE", PathShape::WHOLE, "page/devices/*", Access::BROWSER, handlePageDeviceEnd, nullptr},
+    {"page.groups", "GET", PathShape::WHOLE, "page/groups", Access::BROWSER, handlePageGroups, nullptr},
+    {"page.group.create", "POST", PathShape::WHOLE, "page/groups", Access::BROWSER, handlePageGroupCreate, nullptr},
+    {"page.group", "GET", PathShape::WHOLE, "page/groups/*", Access::BROWSER, handlePageGroup, nullptr},
+    {"page.months", "GET", PathShape::WHOLE, "page/groups/*/months", Access::BROWSER, handlePageMonths, nullptr},
+    {"page.members", "GET", PathShape::WHOLE, "page/groups/*/members", Access::BROWSER, handlePageMembers, nullptr},
+    {"page.contents", "GET", PathShape::WHOLE, "page/groups/*/contents", Access::BROWSER, handlePageContents, nullptr},
+    {"page.upload", "POST", PathShape::WHOLE, "page/groups/*/contents", Access::BROWSER, nullptr, openPageUpload},
+    {"page.check", "POST", PathShape::WHOLE, "page/groups/*/check", Access::BROWSER, handlePageCheck, nullptr},
+    {"page.archive", "GET", PathShape::WHOLE, "page/groups/*/archive", Access::BROWSER, handlePageArchive, nullptr},
+    {"page.invite", "POST", PathShape::WHOLE, "page/groups/*/invitations", Access::BROWSER, handlePageInvite, nullptr},
+    {"page.content", "GET", PathShape::WHOLE, "page/contents/*", Access::BROWSER, handlePageContent, nullptr},
+    {"page.delete", "DELETE", PathShape::WHOLE, "page/contents/*", Access::BROWSER, handlePageDelete, nullptr},
+    {"page.restore", "POST", PathShape::WHOLE, "page/contents/*/restore", Access::BROWSER, handlePageRestore, nullptr},
+    {"page.comment", "POST", PathShape::WHOLE, "page/contents/*/comments", Access::BROWSER, handlePageComment, nullptr},
+    {"page.comment.delete", "DELETE", PathShape::WHOLE, "page/comments/*", Access::BROWSER, handlePageCommentDelete, nullptr},
+    {"page.comment.restore", "POST", PathShape::WHOLE, "page/comments/*/restore", Access::BROWSER, handlePageCommentRestore,
+     nullptr},
+    {"page.person.image", "GET", PathShape::WHOLE, "page/media/person/*", Access::BROWSER, handlePagePersonImage, nullptr},
+    {"page.media", "GET", PathShape::WHOLE, "page/media/*/*", Access::BROWSER, handlePageMedia, nullptr},
+    {"page.events", "GET", PathShape::WHOLE, "page/events", Access::BROWSER, handlePageEvents, nullptr},
+    {"page.invitation", "GET", PathShape::WHOLE, "page/invitations/*", Access::VISITOR, handlePageInvitation, nullptr},
+    {"page.invitation.use", "POST", PathShape::WHOLE, "page/invitations/*", Access::VISITOR, handlePageInvitationUse, nullptr},
+    {"page.invitation.use", "POST", PathShape::WHOLE, "invite/*", Access::VISITOR, handleInvitationForm, nullptr},
+    {"page.pairing", "GET", PathShape::WHOLE, "page/pairings/*", Access::BROWSER, handlePagePairing, nullptr},
+    {"page.pairing.decide", "POST", PathShape::WHOLE, "page/pairings/*", Access::BROWSER, handlePagePairingDecide, nullptr},
+    {"pair", "POST", PathShape::WHOLE, "pair", Access::NEW_DEVICE, handlePair, nullptr},
+    {"pair.token", "POST", PathShape::WHOLE, "pair/token", Access::NEW_DEVICE, handlePairToken, nullptr},
     {"control", "GET", PathShape::CONTROL, "faults", Access::LOOPBACK_ONLY, handleFaultsList, nullptr},
     {"control", "POST", PathShape::CONTROL, "faults", Access::LOOPBACK_ONLY, handleFaultsAdd, nullptr},
     {"control", "DELETE", PathShape::CONTROL, "faults", Access::LOOPBACK_ONLY, handleFaultsClear, nullptr},
@@ -69,6 +103,8 @@ Path takeApart(std::string_view path)
         return {PathShape::MEDIA, split(path.substr(MEDIA_PATH.size()))};
     if (startsWith(path, CONTROL_PATH))
         return {PathShape::CONTROL, split(path.substr(CONTROL_PATH.size()))};
+    if (isPagePath(path))
+        return {PathShape::WHOLE, split(path.substr(1))};
     throw ServiceError(Failure::NOT_FOUND);
 }
 
@@ -81,6 +117,21 @@ bool isMediaWord(const Operation& operation, const std::string& piece)
             return true;
     }
     return false;
+}
+
+/// \return whether the pieces are those of the pattern; \p found takes those that "*" stands for.
+bool matchesPattern(std::string_view pattern, const std::vector<std::string>& pieces, Route& found)
+{
+    found.pieces.clear();
+    for (const std::string& piece : pieces) {
+        const std::string_view expected = pattern.substr(0, pattern.find('/'));
+        if (expected == "*" && !piece.empty())
+            found.pieces.push_back(piece);
+        else if (expected != piece || pattern.empty())
+            return false;
+        pattern.remove_prefix(std::min(expected.size() + 1, pattern.size()));
+    }
+    return pattern.empty();
 }
 
 bool matches(const Operation& operation, const Path& path, Route& found)
@@ -106,11 +157,19 @@ bool matches(const Operation& operation, const Path& path, Route& found)
         return path.shape == PathShape::MEDIA && pieces.size() == 4 && isMediaWord(operation, pieces[0]);
     case PathShape::CONTROL:
         return path.shape == PathShape::CONTROL && pieces.size() == 1 && pieces[0] == operation.word;
+    case PathShape::WHOLE:
+        return path.shape == PathShape::WHOLE && matchesPattern(operation.word, pieces, found);
     }
     return false;
 }
 
 } // namespace
+
+bool isPagePath(std::string_view path)
+{
+    return startsWith(path, PAGE_PATH) || startsWith(path, INVITATION_PATH) || path == PAIRING_PATH ||
+           startsWith(path, std::string(PAIRING_PATH) + "/");
+}
 
 const Operation* findOperation(std::string_view name)
 {
@@ -147,7 +206,8 @@ Route route(std::string_view method, std::string_view path)
         known = true;
         if (method == operation.method) {
             found.operation = &operation;
-            found.pieces = parts.pieces;
+            if (operation.shape != PathShape::WHOLE)
+                found.pieces = parts.pieces;
             return found;
         }
     }

@@ -19,15 +19,19 @@ enum class PathShape {
     JOINED,  ///< BASE_PATH, subject, word: the subject runs into the word
     MEDIA,   ///< MEDIA_PATH, word, "/", key, "/", what, "/", file name
     CONTROL, ///< CONTROL_PATH, word
+    WHOLE,   ///< "/", word, in which each piece "*" stands for one that is handed on
 };
 
 /// What a request must prove before it is handled.
 enum class Access {
     SIGNED,        ///< the signature of a session
     SIGN_IN,       ///< the same, or the first signature of a session, which is made with empty values
-    ADDRESS,       ///< no signature: a device has signed in from the same address
+    NEIGHBOURS,    ///< no signature: signed requests beside it tell whose it is
     KEY,           ///< nothing but its address, which holds a key
     LOOPBACK_ONLY, ///< comes from this computer
+    BROWSER,       ///< the cookie of a session; and where it changes something, that a page of the service has sent it
+    VISITOR,       ///< the last of these alone
+    NEW_DEVICE,    ///< that no page of another site has sent it
 };
 
 /// One row of the table of operations.
@@ -41,6 +45,9 @@ struct Operation {
     /// For an operation whose body is taken as it arrives; \c handle is null then.
     std::unique_ptr<BodySink> (*openBody)(Service&, Request&);
 };
+
+/// \return whether failures on the path are told as pages and devices that are being paired read them.
+bool isPagePath(std::string_view path);
 
 /// The operation of that name, or null.
 const Operation* findOperation(std::string_view name);

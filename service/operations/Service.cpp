@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "operations/Service.h"
 
+#include "core/Log.h"
 #include "store/Contents.h"
 #include "store/People.h"
 
@@ -10,8 +11,6 @@
 namespace kinloomd {
 
 namespace {
-
-constexpr unsigned PICTURE_THREADS = 2;
 
 FolderLock lockForServing(const DataFolder& folder)
 {
@@ -27,31 +26,68 @@ std::string mediaSecret(Database& database)
     return secretSetting(connection, "media_secret");
 }
 
+FollowerLimits followerLimits(const Limits& limits)
+{
+    FollowerLimits followers;
+    followers.ofNetwork = limits.eventStreamsPerAddress;
+    followers.all = limits.eventStreams;
+    return followers;
+}
+
+/// Who signed from where until an earlier service ended.
+RecentSigners earlierSigners(Database& database)
+{
+    const auto connection = database.write();
+    Transaction transaction(connection);
+    RecentSigners signers = takeSigners(connection);
+    transaction.commit();
+    return signers;
+}
+
 } // namespace
 
 Service::Service(Options options)
     : m_options(std::move(options)),
+      m_timeZone(m_options.timeZone),
       m_folder(m_options.dataFolder),
       m_serveLock(lockForServing(m_folder)),
       m_database(m_folder.database()),
       m_media(m_folder),
       m_mediaSecret(mediaSecret(m_database)),
-      m_workers(PICTURE_THREADS, &endPictureThread)
+      m_signers(earlierSigners(m_database)),
+      m_thumbnailer(m_database, m_media, m_options.limits.pixels),
+      m_purge(m_database, m_media),
+      m_web(m_options.webFolder),
+      m_changes(m_database, followerLimits(m_options.limits))
 {
     for (const std::string& fault : m_options.faults)
         m_faults.add(parseFault(fault));
     sweep();
+    m_thumbnailer.start();
+    m_purge.start();
+    noteAddress();
 }
 
-PictureBounds Service::pictureBounds() const
+Service::~Service()
 {
-    return {m_options.limits.pixels, [this] { return m_stop.isGiven(); }};
+    // One that is killed keeps none, and the next service knows that some are missing.
+    const RecentSigners signers = m_signers.recent();
+    try {
+        const auto connection = m_database.write();
+        Transaction transaction(connection);
+        keepSigners(connection, signers);
+        transaction.commit();
+    } catch (const std::exception& error) {
+        writeLog(Priority::WARNING, std::string("who has signed is not handed on: ") + error.what());
+    }
 }
 
 void Service::stop()
 {
     m_stop.give();
-    m_workers.stop();
+    m_thumbnailer.stop();
+    m_purge.stop();
+    m_changes.stop();
 }
 
 bool Service::beginUpload(Id slot)
@@ -66,6 +102,21 @@ void Service::endUpload(Id slot)
     m_uploads.erase(slot);
 }
 
+std::size_t Service::uploadsUnderWay()
+{
+    const std::lock_guard<std::mutex> lock(m_uploadsMutex);
+    return m_uploads.size();
+}
+
+/// For commands that print addresses of this service.
+void Service::noteAddress()
+{
+    if (m_options.ownAddress.empty())
+        return;
+    const auto connection = m_database.write();
+    changeSetting(connection, ADDRESS_SETTING, m_options.ownAddress);
+}
+
 void Service::sweep()
 {
     const FolderLock alone(m_folder.mediaLock(), FolderLock::EXCLUSIVE);
@@ -74,15 +125,12 @@ void Service::sweep()
         const auto connection = m_database.write();
         Transaction transaction(connection);
         expireSlots(connection, now() - m_options.limits.slotTime.count());
-        live = liveContentIds(connection);
+        live = keptContentIds(connection);
         transaction.commit();
     }
     const auto connection = m_database.read();
     m_media.sweep([&live](Id id) { return std::binary_search(live.begin(), live.end(), id); },
-                  [&connection](Id id, std::int64_t image) {
-                      const auto person = findPerson(connection, id);
-                      return person && image != 0 && person->image == image;
-                  });
+                  [&connection](Id id, std::int64_t image) { return image != 0 && personImage(connection, id) == image; });
 }
 
 } // namespace kinloomd

@@ -3,20 +3,29 @@
 #ifndef KINLOOMD_OPERATIONS_SERVICE_H
 #define KINLOOMD_OPERATIONS_SERVICE_H
 
+#include "core/Log.h"
 #include "core/StopSignal.h"
-#include "core/WorkerPool.h"
+#include "core/TimeZone.h"
 #include "media/MediaStore.h"
-#include "media/Pictures.h"
+#include "media/Thumbnailer.h"
+#include "operations/ChangeWatch.h"
 #include "operations/Documents.h"
 #include "operations/Faults.h"
 #include "operations/Links.h"
+#include "operations/Metrics.h"
 #include "operations/Options.h"
 #include "operations/Request.h"
+#include "operations/Signers.h"
+#include "operations/TrashPurge.h"
+#include "operations/page/WebFiles.h"
 #include "store/Database.h"
 
 #include <set>
 
 namespace kinloomd {
+
+/// The setting that holds the address of the service that was started last.
+inline constexpr const char* ADDRESS_SETTING = "address";
 
 /// The service behind the wire: its data, its settings and its helpers. Safe for several threads.
 class Service {
@@ -24,40 +33,64 @@ public:
     /// Takes over the data folder: waits for programs that are adding files, and removes what an earlier service, stopped at any
     /// moment, has left unfinished. Throws when the folder cannot be used, or another service uses it.
     explicit Service(Options options);
+    /// Keeps what the next service on the folder must know.
+    ~Service();
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
 
     const Options& options() const { return m_options; }
     Database& database() { return m_database; }
     const MediaStore& media() const { return m_media; }
-    WorkerPool& workers() { return m_workers; }
     Faults& faults() { return m_faults; }
+    Metrics& metrics() { return m_metrics; }
+    const DataFolder& folder() const { return m_folder; }
+    /// Keeps sign-ins that fail from filling the log.
+    LogThrottle& signInThrottle() { return m_signInThrottle; }
     const StopSignal& stopSignal() const { return m_stop; }
     /// Ends what requests and jobs wait for: the service is about to end.
     void stop();
+    Signers& signers() { return m_signers; }
     /// The addresses that a reply to this request may hold.
-    Links linksFor(const Request& request) const { return Links(request.baseUrl, m_mediaSecret); }
+    Links linksFor(const Request& request) const { return linksFor(request, request.caller.device); }
+    /// Addresses as they are given to a device.
+    Links linksFor(const Request& request, Id device) const { return Links(request.baseUrl, m_mediaSecret, device); }
     /// Writes the documents of replies to this request.
     Documents documentsFor(const Request& request) const { return Documents(m_options.replyShape, linksFor(request)); }
 
-    PictureBounds pictureBounds() const;
+    /// Of pictures whose camera noted none.
+    const TimeZone& timeZone() const { return m_timeZone; }
+    Thumbnailer& thumbnailer() { return m_thumbnailer; }
+    /// The family's page.
+    const WebFiles& web() const { return m_web; }
+    ChangeWatch& changes() { return m_changes; }
 
     /// Enters an upload to a slot; nobody else may send to the same one meanwhile. \return false when someone does.
     bool beginUpload(Id slot);
     void endUpload(Id slot);
+    std::size_t uploadsUnderWay();
 
 private:
     void sweep();
+    void noteAddress();
 
     Options m_options;
+    TimeZone m_timeZone;
     DataFolder m_folder;
     FolderLock m_serveLock;
     Database m_database;
     MediaStore m_media;
     std::string m_mediaSecret;
     Faults m_faults;
+    Metrics m_metrics;
+    LogThrottle m_signInThrottle{60, std::chrono::seconds(10)};
     StopSignal m_stop;
     std::mutex m_uploadsMutex;
     std::set<Id> m_uploads; // guarded by m_uploadsMutex
-    WorkerPool m_workers;
+    Signers m_signers;
+    Thumbnailer m_thumbnailer;
+    TrashPurge m_purge;
+    WebFiles m_web;
+    ChangeWatch m_changes;
 };
 
 } // namespace kinloomd

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "store/Comments.h"
 
+#include "store/Changes.h"
 #include "store/Contents.h"
 #include "store/Groups.h"
 #include "store/People.h"
-
-#include <algorithm>
 
 namespace kinloomd {
 
@@ -22,20 +21,6 @@ Comment readComment(const Query& query)
     return comment;
 }
 
-std::vector<Comment> readComments(Query& query)
-{
-    std::vector<Comment> comments;
-    while (query.step())
-        comments.push_back(readComment(query));
-    return comments;
-}
-
-void countComments(DatabaseConnection& connection, Id group, Id content, int change)
-{
-    Query(connection, Sql::CONTENT_COMMENTED).bind(content, change).run();
-    Query(connection, Sql::GROUP_COMMENTED).bind(group, change).run();
-}
-
 } // namespace
 
 std::optional<Comment> findComment(DatabaseConnection& connection, Id id)
@@ -47,20 +32,24 @@ std::optional<Comment> findComment(DatabaseConnection& connection, Id id)
     return readComment(query);
 }
 
-std::vector<Comment> listComments(DatabaseConnection& connection, Id content, std::int64_t index, std::int64_t count)
+bool readComments(DatabaseConnection& connection, CommentPage& page, const Taker<Comment>& take)
 {
     Query query(connection, Sql::COMMENTS_OF_CONTENT);
-    query.bind(content, count, index);
-    return readComments(query);
+    query.bind(page.content, page.after, page.count, page.index);
+    while (query.step()) {
+        const Comment comment = readComment(query);
+        page = {page.content, comment.id, 0, page.count - 1};
+        if (!take(comment))
+            return false;
+    }
+    return true;
 }
 
-std::vector<Comment> latestComments(DatabaseConnection& connection, Id content, std::int64_t count)
+CommentPage latestComments(DatabaseConnection& connection, Id content, std::int64_t count)
 {
-    Query query(connection, Sql::COMMENTS_LATEST);
+    Query query(connection, Sql::COMMENT_BEFORE_LATEST);
     query.bind(content, count);
-    std::vector<Comment> comments = readComments(query);
-    std::reverse(comments.begin(), comments.end());
-    return comments;
+    return {content, query.step() ? query.integer(0) : 0, 0, count};
 }
 
 Standing standingAtComment(DatabaseConnection& connection, Id comment, Id person)
@@ -82,15 +71,14 @@ Id addComment(DatabaseConnection& connection, Id group, Id content, Id author, c
     Query(connection, Sql::COMMENT_ADD).bind(id, content, author, text, present).run();
     countComments(connection, group, content, 1);
     noteUse(connection, group, present);
+    addChange(connection, {0, ChangeKind::COMMENT, group, content, id});
     return id;
 }
 
-bool deleteComment(DatabaseConnection& connection, const Standing& comment, Id id)
+void countComments(DatabaseConnection& connection, Id group, Id content, int change)
 {
-    if (Query(connection, Sql::COMMENT_DELETE).bind(id).run() == 0)
-        return false;
-    countComments(connection, comment.group, comment.content, -1);
-    return true;
+    Query(connection, Sql::CONTENT_COMMENTED).bind(content, change).run();
+    Query(connection, Sql::GROUP_COMMENTED).bind(group, change).run();
 }
 
 } // namespace kinloomd

@@ -9,18 +9,27 @@
 namespace kinloomd {
 
 std::optional<Comment> findComment(DatabaseConnection& connection, Id id);
-/// A page of a content's comments, oldest first.
-std::vector<Comment> listComments(DatabaseConnection& connection, Id content, std::int64_t index, std::int64_t count);
-/// The newest comments of a content, oldest of them first.
-std::vector<Comment> latestComments(DatabaseConnection& connection, Id content, std::int64_t count);
+
+/// A page of a content's comments, oldest first, or what is left of it.
+struct CommentPage {
+    Id content = 0;
+    Id after = 0;           ///< the comment that it follows; 0 is before all
+    std::int64_t index = 0; ///< how many to pass over first
+    std::int64_t count = 0; ///< comments at most
+};
+/// Reads on in a page, and moves it past each comment that is taken. \return whether nothing is left of the page.
+bool readComments(DatabaseConnection& connection, CommentPage& page, const Taker<Comment>& take);
+/// The page of a content's newest comments.
+CommentPage latestComments(DatabaseConnection& connection, Id content, std::int64_t count);
+
 Standing standingAtComment(DatabaseConnection& connection, Id comment, Id person);
 
 // Within a transaction:
 
 /// Adds a comment and counts it. \return its identifier; 0 when the content is gone.
 Id addComment(DatabaseConnection& connection, Id group, Id content, Id author, const std::string& text);
-/// \return false when there is no such comment.
-bool deleteComment(DatabaseConnection& connection, const Standing& comment, Id id);
+/// Adds to the numbers of comments of a content and its group.
+void countComments(DatabaseConnection& connection, Id group, Id content, int change);
 
 } // namespace kinloomd
 

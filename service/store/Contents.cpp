@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "store/Contents.h"
 
+#include "store/Changes.h"
 #include "store/Groups.h"
 #include "store/People.h"
 
@@ -57,18 +58,23 @@ std::optional<Marker> markerOf(DatabaseConnection& connection, Id group, Id cont
     return Marker{query.integer(base == FeedBase::UPLOAD_TIME ? 1 : 0), content};
 }
 
-std::vector<Content> listFeed(DatabaseConnection& connection, Id group, FeedBase base, FeedDirection direction, ContentType type,
-                              const Marker& marker, std::int64_t count)
+bool readFeed(DatabaseConnection& connection, FeedPage& page, const Taker<Content>& take)
 {
-    Query query(connection, feedStatement(base, direction, type));
-    if (type == ContentType::ANY)
-        query.bind(group, marker.time, marker.id, count);
+    const std::int64_t epoch = mediaEpochOf(connection, page.group);
+    Query query(connection, feedStatement(page.base, page.direction, page.type));
+    if (page.type == ContentType::ANY)
+        query.bind(page.group, page.from.time, page.from.id, page.count);
     else
-        query.bind(group, marker.time, marker.id, count, static_cast<int>(type));
-    std::vector<Content> contents;
-    while (query.step())
-        contents.push_back(readContent(query));
-    return contents;
+        query.bind(page.group, page.from.time, page.from.id, page.count, static_cast<int>(page.type));
+    while (query.step()) {
+        Content content = readContent(query);
+        content.mediaEpoch = epoch;
+        page.from = {page.base == FeedBase::UPLOAD_TIME ? content.uploaded : content.created, content.id};
+        --page.count;
+        if (!take(content))
+            return false;
+    }
+    return true;
 }
 
 std::optional<Content> findContent(DatabaseConnection& connection, Id id)
@@ -89,7 +95,8 @@ std::optional<MediaInfo> findMedia(DatabaseConnection& connection, Id id)
     query.bind(id);
     if (!query.step())
         return std::nullopt;
-    return MediaInfo{static_cast<Format>(query.integer(0)), query.integer(1), query.integer(2)};
+    return MediaInfo{static_cast<Format>(query.integer(0)), query.integer(1), query.integer(2), query.integer(3),
+                     static_cast<Thumbnails>(query.integer(4))};
 }
 
 Standing standingAtContent(DatabaseConnection& connection, Id content, Id person)
@@ -115,23 +122,116 @@ std::optional<Slot> findSlot(DatabaseConnection& connection, Id id, Id person)
     if (!query.isNull(2))
         slot.announcedSize = query.integer(2);
     slot.group = query.integer(3);
+    slot.usedBytes = query.integer(4);
     return slot;
 }
 
-std::vector<Id> liveContentIds(DatabaseConnection& connection)
+std::optional<Id> findSentBefore(DatabaseConnection& connection, Id device, Id group, const std::string& digest, Millis since)
+{
+    Query query(connection, Sql::CONTENT_SENT_BEFORE);
+    query.bind(device, group, digest, since);
+    return query.step() ? std::optional<Id>(query.integer(0)) : std::nullopt;
+}
+
+std::optional<Id> findByDigest(DatabaseConnection& connection, Id group, const std::string& digest)
+{
+    Query query(connection, Sql::CONTENT_OF_DIGEST);
+    query.bind(group, digest);
+    return query.step() ? std::optional<Id>(query.integer(0)) : std::nullopt;
+}
+
+std::optional<Millis> newestBefore(DatabaseConnection& connection, Id group, Millis before)
+{
+    Query query(connection, Sql::CONTENT_NEWEST_BEFORE);
+    query.bind(group, before);
+    return query.step() ? std::optional<Millis>(query.integer(0)) : std::nullopt;
+}
+
+std::int64_t countBetween(DatabaseConnection& connection, Id group, Millis from, Millis before)
+{
+    Query query(connection, Sql::CONTENT_COUNT_BETWEEN);
+    query.bind(group, from, before).step();
+    return query.integer(0);
+}
+
+std::optional<Marker> contentAt(DatabaseConnection& connection, Id group, std::int64_t index)
+{
+    Query query(connection, Sql::CONTENT_AT_INDEX);
+    query.bind(group, index);
+    if (!query.step())
+        return std::nullopt;
+    return Marker{query.integer(0), query.integer(1)};
+}
+
+std::int64_t indexOf(DatabaseConnection& connection, Id group, const Marker& content)
+{
+    Query query(connection, Sql::CONTENT_INDEX);
+    query.bind(group, content.time, content.id).step();
+    return query.integer(0);
+}
+
+std::vector<NamedFile> filesBetween(DatabaseConnection& connection, Id group, Millis from, Millis before)
+{
+    std::vector<NamedFile> files;
+    Query query(connection, Sql::CONTENT_FILES_BETWEEN);
+    query.bind(group, from, before);
+    while (query.step())
+        files.push_back({query.integer(0), query.text(1), query.integer(2), query.integer(3)});
+    return files;
+}
+
+std::int64_t largestSentBefore(DatabaseConnection& connection, Id device, Id group, Millis since)
+{
+    Query query(connection, Sql::CONTENT_LARGEST_SENT_BEFORE);
+    return query.bind(device, group, since).step() && !query.isNull(0) ? query.integer(0) : 0;
+}
+
+void noteAnswered(DatabaseConnection& connection, Id slot, const std::string& digest)
+{
+    Query(connection, Sql::SLOT_ANSWERED).bind(slot, digest).run();
+}
+
+void removeAnsweredSlots(DatabaseConnection& connection, Id person)
+{
+    Query(connection, Sql::SLOTS_ANSWERED_REMOVE).bind(person).run();
+}
+
+std::vector<PendingContent> listPendingContents(DatabaseConnection& connection)
+{
+    std::vector<PendingContent> contents;
+    Query query(connection, Sql::CONTENTS_PENDING);
+    while (query.step())
+        contents.push_back({query.integer(0), query.integer(1)});
+    return contents;
+}
+
+bool setThumbnails(DatabaseConnection& connection, Id content, Thumbnails thumbnails)
+{
+    return Query(connection, Sql::CONTENT_SET_THUMBNAILS).bind(content, static_cast<int>(thumbnails)).run() != 0;
+}
+
+std::optional<StoredFile> findFile(DatabaseConnection& connection, Id id)
+{
+    Query query(connection, Sql::CONTENT_FILE);
+    query.bind(id);
+    if (!query.step())
+        return std::nullopt;
+    return StoredFile{static_cast<Format>(query.integer(0)), query.integer(1)};
+}
+
+std::vector<Id> keptContentIds(DatabaseConnection& connection)
 {
     std::vector<Id> ids;
-    Query query(connection, Sql::CONTENT_LIVE_IDS);
+    Query query(connection, Sql::CONTENT_KEPT_IDS);
     while (query.step())
         ids.push_back(query.integer(0));
     return ids;
 }
 
-std::vector<Event> listEvents(DatabaseConnection& connection, Id content)
+bool readEvents(DatabaseConnection& connection, EventPage& page, const Taker<Event>& take)
 {
-    std::vector<Event> events;
     Query query(connection, Sql::EVENTS_OF_CONTENT);
-    query.bind(content);
+    query.bind(page.content, page.after);
     while (query.step()) {
         Event event;
         event.id = query.integer(0);
@@ -142,9 +242,25 @@ std::vector<Event> listEvents(DatabaseConnection& connection, Id content)
         event.ends = query.integer(5);
         event.created = query.integer(6);
         event.member = readPerson(query, 7);
-        events.push_back(std::move(event));
+        page.after = event.id;
+        if (!take(event))
+            return false;
     }
-    return events;
+    return true;
+}
+
+std::int64_t countSlots(DatabaseConnection& connection, Id person)
+{
+    Query query(connection, Sql::SLOTS_OF_PERSON);
+    query.bind(person).step();
+    return query.integer(0);
+}
+
+std::int64_t usedBytes(DatabaseConnection& connection, Id person)
+{
+    Query query(connection, Sql::PERSON_USED_BYTES);
+    query.bind(person);
+    return query.step() ? query.integer(0) : 0;
 }
 
 Id addSlot(DatabaseConnection& connection, Id group, Id creator, ContentType type, std::optional<std::int64_t> announcedSize,
@@ -162,36 +278,27 @@ Id addSlot(DatabaseConnection& connection, Id group, Id creator, ContentType typ
 
 void expireSlots(DatabaseConnection& connection, Millis before) { Query(connection, Sql::SLOTS_EXPIRE).bind(before).run(); }
 
+void dropSlot(DatabaseConnection& connection, Id slot) { Query(connection, Sql::SLOT_DROP).bind(slot).run(); }
+
 bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file)
 {
     const Millis uploaded = nextUploadTime(connection, slot.group);
-    const int changed = Query(connection, Sql::CONTENT_COMMIT)
-                            .bind(slot.id, file.fileName, static_cast<int>(file.format), file.size, file.width, file.height,
-                                  file.taken.value_or(uploaded), uploaded)
-                            .run();
+    const int changed =
+        Query(connection, Sql::CONTENT_COMMIT)
+            .bind(slot.id, file.fileName, static_cast<int>(file.format), file.size, file.width, file.height,
+                  file.taken.value_or(uploaded), uploaded, static_cast<int>(file.thumbnails), file.digest, file.device)
+            .run();
     if (changed == 0)
         return false;
-    Query(connection, Sql::CONTENT_COUNTED).bind(slot.group, static_cast<int>(slot.type)).run();
+    countContent(connection, slot.group, slot.type, 0, 1);
     noteUse(connection, slot.group, uploaded);
+    addChange(connection, {0, ChangeKind::CONTENT, slot.group, slot.id, 0});
     return true;
 }
 
-bool deleteContent(DatabaseConnection& connection, Id id)
+void countContent(DatabaseConnection& connection, Id group, ContentType type, std::int64_t comments, int step)
 {
-    Id group = 0;
-    int type = 0;
-    {
-        Query query(connection, Sql::CONTENT_DELETE);
-        query.bind(id);
-        if (!query.step())
-            return false;
-        group = query.integer(0);
-        type = static_cast<int>(query.integer(1));
-    }
-    const int comments = Query(connection, Sql::COMMENTS_DELETE_OF_CONTENT).bind(id).run();
-    Query(connection, Sql::EVENTS_DELETE_OF_CONTENT).bind(id).run();
-    Query(connection, Sql::CONTENT_UNCOUNTED).bind(group, type, comments).run();
-    return true;
+    Query(connection, Sql::CONTENT_COUNTED).bind(group, static_cast<int>(type), comments, step).run();
 }
 
 Id addEvent(DatabaseConnection& connection, Id content, const Event& event)

@@ -6,6 +6,8 @@
 #include "store/Database.h"
 #include "store/Records.h"
 
+#include <limits>
+
 namespace kinloomd {
 
 /// A content that is announced and has no file yet.
@@ -15,6 +17,7 @@ struct Slot {
     bool filled = false;
     ContentType type = ContentType::PHOTO;
     std::optional<std::int64_t> announcedSize;
+    std::int64_t usedBytes = 0; ///< what the contents of the person who reserved it take
 };
 
 /// What an upload has brought.
@@ -25,6 +28,9 @@ struct UploadedFile {
     std::int64_t width = 0;
     std::int64_t height = 0;
     std::optional<Millis> taken;
+    Thumbnails thumbnails = Thumbnails::PENDING;
+    std::string digest = {};       ///< SHA-256 of its bytes, in hexadecimal digits; empty when the upload need not be known again
+    std::optional<Id> device = {}; ///< that sent it
 };
 
 enum class FeedBase : int { CREATED_TIME = 0, UPLOAD_TIME = 1, CONTENT_ID = 2 };
@@ -39,12 +45,26 @@ struct Marker {
     Id id = 0;
 };
 
+/// The ends of every feed.
+inline constexpr Marker BEHIND_NEWEST = {std::numeric_limits<Millis>::max(), std::numeric_limits<Id>::max()};
+inline constexpr Marker BEFORE_OLDEST = {std::numeric_limits<Millis>::min(), 0};
+
 /// The place of a content of the group, deleted ones included; nothing for any other.
 std::optional<Marker> markerOf(DatabaseConnection& connection, Id group, Id content, FeedBase base);
 
-/// A page of a group's feed.
-std::vector<Content> listFeed(DatabaseConnection& connection, Id group, FeedBase base, FeedDirection direction, ContentType type,
-                              const Marker& marker, std::int64_t count);
+/// A page of a group's feed, or what is left of it.
+struct FeedPage {
+    Id group = 0;
+    FeedBase base = FeedBase::CREATED_TIME;
+    FeedDirection direction = FeedDirection::BEFORE;
+    ContentType type = ContentType::ANY;
+    Marker from;
+    std::int64_t count = 0; ///< contents at most
+};
+
+/// Reads on in a page, and moves it past each content that is taken, so that contents which come or go between two calls neither
+/// double nor hide others. \return whether nothing is left of the page.
+bool readFeed(DatabaseConnection& connection, FeedPage& page, const Taker<Content>& take);
 
 /// The statement that a page of a feed is read with.
 Sql feedStatement(FeedBase base, FeedDirection direction, ContentType type);
@@ -55,14 +75,74 @@ struct MediaInfo {
     Format format = Format::NONE;
     std::int64_t size = 0;
     std::int64_t mediaEpoch = 0;
+    Id creator = 0;
+    Thumbnails thumbnails = Thumbnails::PENDING;
 };
 std::optional<MediaInfo> findMedia(DatabaseConnection& connection, Id id);
 Standing standingAtContent(DatabaseConnection& connection, Id content, Id person);
 /// The slot with that identifier, when that person has reserved it and is still a member of its group.
 std::optional<Slot> findSlot(DatabaseConnection& connection, Id id, Id person);
-/// The identifiers of all contents, in rising order.
-std::vector<Id> liveContentIds(DatabaseConnection& connection);
-std::vector<Event> listEvents(DatabaseConnection& connection, Id content);
+/// The content that these bytes became when the device sent them to the group before, since that time.
+std::optional<Id> findSentBefore(DatabaseConnection& connection, Id device, Id group, const std::string& digest, Millis since);
+/// The oldest content of a group that holds these bytes.
+std::optional<Id> findByDigest(DatabaseConnection& connection, Id group, const std::string& digest);
+
+// A group's contents by the time at which they were made, the newest first: places in that order count from 0.
+
+/// The time of the newest content made before a time.
+std::optional<Millis> newestBefore(DatabaseConnection& connection, Id group, Millis before);
+/// How many contents were made from one time on and before another one.
+std::int64_t countBetween(DatabaseConnection& connection, Id group, Millis from, Millis before);
+/// The content at a place.
+std::optional<Marker> contentAt(DatabaseConnection& connection, Id group, std::int64_t index);
+/// The place of a content.
+std::int64_t indexOf(DatabaseConnection& connection, Id group, const Marker& content);
+/// The file of a content, for those who fetch many.
+struct NamedFile {
+    Id content = 0;
+    std::string name;
+    std::int64_t size = 0;
+    Millis created = 0;
+};
+/// The files of the contents made from one time on and before another one, the oldest first.
+std::vector<NamedFile> filesBetween(DatabaseConnection& connection, Id group, Millis from, Millis before);
+
+/// The size of the largest content that the device sent to the group since that time; 0 when there is none.
+std::int64_t largestSentBefore(DatabaseConnection& connection, Id device, Id group, Millis since);
+/// Notes that what was sent to a slot is a content already. Within a transaction.
+void noteAnswered(DatabaseConnection& connection, Id slot, const std::string& digest);
+/// Removes the slots of a person that are of no use any more since what was sent to them is a content already. Within a
+/// transaction.
+void removeAnsweredSlots(DatabaseConnection& connection, Id person);
+/// A content that waits for its thumbnails, and whose it is.
+struct PendingContent {
+    Id id = 0;
+    Id creator = 0;
+};
+std::vector<PendingContent> listPendingContents(DatabaseConnection& connection);
+/// Notes whether a content has thumbnails. \return false when there is no such content.
+bool setThumbnails(DatabaseConnection& connection, Id content, Thumbnails thumbnails);
+/// The file of a content, also of one in the trash.
+struct StoredFile {
+    Format format = Format::NONE;
+    std::int64_t size = 0;
+};
+std::optional<StoredFile> findFile(DatabaseConnection& connection, Id id);
+/// The identifiers of all contents that have a file, those in the trash too, in rising order.
+std::vector<Id> keptContentIds(DatabaseConnection& connection);
+
+/// The events of a content behind one of them; 0 is before all.
+struct EventPage {
+    Id content = 0;
+    Id after = 0;
+};
+/// Reads on in a page like \c readFeed.
+bool readEvents(DatabaseConnection& connection, EventPage& page, const Taker<Event>& take);
+
+/// How many places for uploads a person has reserved and not filled.
+std::int64_t countSlots(DatabaseConnection& connection, Id person);
+/// What the files of a person's contents take together, those in the trash too, in bytes.
+std::int64_t usedBytes(DatabaseConnection& connection, Id person);
 
 // Within a transaction:
 
@@ -70,10 +150,12 @@ Id addSlot(DatabaseConnection& connection, Id group, Id creator, ContentType typ
            const std::string& description);
 /// Removes the slots that were reserved before that time and never filled.
 void expireSlots(DatabaseConnection& connection, Millis before);
+/// Removes a slot that is not filled.
+void dropSlot(DatabaseConnection& connection, Id slot);
 /// Turns a slot into a content of its group, and counts it. \return false when the slot is gone or filled.
 bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file);
-/// \return false when there is no such content.
-bool deleteContent(DatabaseConnection& connection, Id id);
+/// Adds a content with its comments to the totals of its group, or, with -1, takes it away.
+void countContent(DatabaseConnection& connection, Id group, ContentType type, std::int64_t comments, int step);
 Id addEvent(DatabaseConnection& connection, Id content, const Event& event);
 
 } // namespace kinloomd

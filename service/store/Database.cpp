@@ -62,6 +62,16 @@ DatabaseConnection::DatabaseConnection(const std::string& file, bool create)
     m_database.exec(PRAGMAS);
 }
 
+DatabaseConnection::DatabaseConnection(const std::string& file)
+    : m_database(file, SQLite::OPEN_READONLY | SQLite::OPEN_NOFOLLOW, BUSY_TIMEOUT_MS)
+{
+}
+
+std::unique_ptr<DatabaseConnection> DatabaseConnection::ofCopy(const std::string& file)
+{
+    return std::unique_ptr<DatabaseConnection>(new DatabaseConnection(file));
+}
+
 Transaction::~Transaction()
 {
     if (m_open)
@@ -79,6 +89,30 @@ Database::Database(std::string file) : m_file(std::move(file))
     makePrivate(m_file);
     m_writer = std::make_unique<DatabaseConnection>(m_file, true);
     prepareSchema(*m_writer);
+}
+
+Database::Turn::Place::Place(Database& owner) : database(owner)
+{
+    std::unique_lock<std::mutex> lock(database.m_lending);
+    database.m_turnEnded.wait(lock, [this] { return database.m_turns < IDLE_CONNECTIONS; });
+    ++database.m_turns;
+}
+
+Database::Turn::Place::~Place()
+{
+    {
+        const std::lock_guard<std::mutex> lock(database.m_lending);
+        --database.m_turns;
+    }
+    database.m_turnEnded.notify_one();
+}
+
+void Database::copyTo(const std::string& file)
+{
+    // Empty, it is taken for one that may be written.
+    createPrivateFile(file);
+    const auto connection = read();
+    Query(connection, Sql::DATABASE_COPY).bind(file).run();
 }
 
 Database::Lease Database::read()

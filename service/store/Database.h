@@ -7,8 +7,10 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <array>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +49,13 @@ private:
     void bindOne(int index, const std::string& value) { m_statement->bindNoCopy(index, value); }
     void bindOne(int index, const char* value) { m_statement->bind(index, value); }
     void bindOne(int index, std::nullptr_t) { m_statement->bind(index); }
+    void bindOne(int index, const std::optional<std::int64_t>& value)
+    {
+        if (value)
+            m_statement->bind(index, *value);
+        else
+            m_statement->bind(index);
+    }
 
     DatabaseConnection& m_connection;
     Sql m_sql;
@@ -58,11 +67,15 @@ class DatabaseConnection {
 public:
     /// Opens the database, and creates it when that is asked for.
     DatabaseConnection(const std::string& file, bool create);
+    /// Opens a copy of a database, in a file that nobody writes, and leaves the file as it is.
+    static std::unique_ptr<DatabaseConnection> ofCopy(const std::string& file);
 
     SQLite::Database& raw() { return m_database; }
 
 private:
     friend class Query;
+    explicit DatabaseConnection(const std::string& file);
+
     SQLite::Database m_database;
     std::array<std::unique_ptr<SQLite::Statement>, static_cast<std::size_t>(Sql::COUNT)> m_statements;
 };
@@ -120,6 +133,25 @@ public:
         std::unique_ptr<DatabaseConnection> m_connection;
     };
 
+    /// A connection lent to one of many readers that go on again and again: no more of them read at a time than connections are
+    /// kept, so that a crowd of them neither opens connections all the time nor fills the memory with theirs.
+    class Turn {
+    public:
+        explicit Turn(Database& database) : m_place(database), m_lease(database.read()) {}
+        operator DatabaseConnection&() const { return m_lease; }
+
+    private:
+        struct Place {
+            explicit Place(Database& database);
+            Place(const Place&) = delete;
+            Place& operator=(const Place&) = delete;
+            ~Place();
+            Database& database;
+        };
+        Place m_place;
+        Lease m_lease;
+    };
+
     /// The writing connection, locked against other threads.
     class WriteLease {
     public:
@@ -132,7 +164,13 @@ public:
     };
 
     Lease read();
+    /// Waits for a turn to read. Only for a thread that holds no connection.
+    Turn readInTurn() { return Turn(*this); }
     WriteLease write() { return WriteLease(*this); }
+
+    /// Copies one state of the database into a new file, readable by its owner alone and not yet on the disk. Others go on
+    /// meanwhile.
+    void copyTo(const std::string& file);
 
 private:
     void giveBack(std::unique_ptr<DatabaseConnection> connection);
@@ -142,6 +180,8 @@ private:
     std::unique_ptr<DatabaseConnection> m_writer; // guarded by m_writing
     std::mutex m_lending;
     std::vector<std::unique_ptr<DatabaseConnection>> m_idle; // guarded by m_lending
+    std::condition_variable m_turnEnded;
+    std::size_t m_turns = 0; // guarded by m_lending
 };
 
 } // namespace kinloomd

@@ -26,12 +26,27 @@ Group readGroup(const Query& query)
     return group;
 }
 
+std::optional<Group> firstGroup(Query& query)
+{
+    if (!query.step())
+        return std::nullopt;
+    return readGroup(query);
+}
+
 std::vector<Group> readGroups(Query& query)
 {
     std::vector<Group> groups;
     while (query.step())
         groups.push_back(readGroup(query));
     return groups;
+}
+
+std::vector<Id> readIds(Query& query)
+{
+    std::vector<Id> ids;
+    while (query.step())
+        ids.push_back(query.integer(0));
+    return ids;
 }
 
 struct PageEntry {
@@ -48,8 +63,8 @@ constexpr PageEntry PAGES[] = {
 
 } // namespace
 
-std::vector<Group> listGroups(DatabaseConnection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
-                              std::int64_t count)
+std::vector<Id> listGroupIds(DatabaseConnection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
+                             std::int64_t count)
 {
     const PageEntry& page = PAGES[static_cast<int>(sort)];
     Query query(connection, sharedWith == 0 ? page.own : page.shared);
@@ -57,52 +72,71 @@ std::vector<Group> listGroups(DatabaseConnection& connection, Id person, Id shar
         query.bind(person, count, index);
     else
         query.bind(person, count, index, sharedWith);
-    return readGroups(query);
+    return readIds(query);
 }
 
 std::optional<Group> findGroup(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::GROUP_BY_ID);
-    query.bind(id);
-    if (!query.step())
-        return std::nullopt;
-    return readGroup(query);
+    return firstGroup(query.bind(id));
 }
 
-std::vector<Id> findGroupsByName(DatabaseConnection& connection, const std::string& name)
+std::optional<Group> findGroupOf(DatabaseConnection& connection, Id id, Id person)
 {
-    std::vector<Id> ids;
-    Query query(connection, Sql::GROUP_ID_BY_NAME);
-    query.bind(name);
-    while (query.step())
-        ids.push_back(query.integer(0));
-    return ids;
+    Query query(connection, Sql::GROUP_OF_MEMBER);
+    return firstGroup(query.bind(id, person));
+}
+
+std::int64_t countGroups(DatabaseConnection& connection, Id master)
+{
+    Query query(connection, Sql::GROUP_COUNT_OF_MASTER);
+    query.bind(master).step();
+    return query.integer(0);
+}
+
+std::vector<Group> findGroupsByName(DatabaseConnection& connection, const std::string& name)
+{
+    Query query(connection, Sql::GROUPS_OF_NAME);
+    return readGroups(query.bind(name));
+}
+
+std::vector<Group> listMastered(DatabaseConnection& connection, Id person)
+{
+    Query query(connection, Sql::GROUPS_OF_MASTER);
+    return readGroups(query.bind(person));
 }
 
 std::vector<Group> listAllGroups(DatabaseConnection& connection)
 {
+    std::vector<Group> groups;
     Query query(connection, Sql::GROUP_LIST_ALL);
-    return readGroups(query);
+    while (query.step())
+        groups.push_back(readGroup(query));
+    return groups;
 }
 
 std::vector<Person> listMembers(DatabaseConnection& connection, Id group)
 {
     std::vector<Person> people;
-    Query query(connection, Sql::MEMBERS_OF_GROUP);
-    query.bind(group);
-    while (query.step())
-        people.push_back(readPerson(query, 0));
+    MemberPage page{group, 0};
+    readMembers(connection, page, [&people](const Person& person) {
+        people.push_back(person);
+        return true;
+    });
     return people;
 }
 
-std::vector<Id> listContentIds(DatabaseConnection& connection, Id group)
+bool readMembers(DatabaseConnection& connection, MemberPage& page, const Taker<Person>& take)
 {
-    std::vector<Id> ids;
-    Query query(connection, Sql::GROUP_CONTENT_IDS);
-    query.bind(group);
-    while (query.step())
-        ids.push_back(query.integer(0));
-    return ids;
+    Query query(connection, Sql::MEMBERS_OF_GROUP);
+    query.bind(page.group, page.after);
+    while (query.step()) {
+        const Person person = readPerson(query, 0);
+        page.after = person.id;
+        if (!take(person))
+            return false;
+    }
+    return true;
 }
 
 Role roleInGroup(DatabaseConnection& connection, Id group, Id person)
@@ -132,7 +166,10 @@ Id addGroup(DatabaseConnection& connection, const std::string& name, const std::
     return group.id;
 }
 
-void deleteGroup(DatabaseConnection& connection, Id id) { Query(connection, Sql::GROUP_DELETE).bind(id).run(); }
+void setMaster(DatabaseConnection& connection, Id group, Id person)
+{
+    Query(connection, Sql::GROUP_SET_MASTER).bind(group, person).run();
+}
 
 bool addMember(DatabaseConnection& connection, const Group& group, Id person)
 {

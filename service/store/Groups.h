@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/// \file Groups and their members.
+/// \file Groups and their members. Groups in the trash have no members, and are found by nothing here.
 #ifndef KINLOOMD_STORE_GROUPS_H
 #define KINLOOMD_STORE_GROUPS_H
 
@@ -16,15 +16,29 @@ enum class GroupSort : int {
 
 /// A page of the groups of a person, at most \p count of them from the \p index-th on. With \p sharedWith, only those groups that
 /// this other person is a member of too.
-std::vector<Group> listGroups(DatabaseConnection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
-                              std::int64_t count);
+std::vector<Id> listGroupIds(DatabaseConnection& connection, Id person, Id sharedWith, GroupSort sort, std::int64_t index,
+                             std::int64_t count);
+/// The group, when that person is a member of it.
+std::optional<Group> findGroupOf(DatabaseConnection& connection, Id id, Id person);
+/// How many groups a person is the master of; those in the trash do not count.
+std::int64_t countGroups(DatabaseConnection& connection, Id master);
 
 std::optional<Group> findGroup(DatabaseConnection& connection, Id id);
-/// The groups of that name, at most two.
-std::vector<Id> findGroupsByName(DatabaseConnection& connection, const std::string& name);
+/// The groups of exactly that name, in the order in which they were made.
+std::vector<Group> findGroupsByName(DatabaseConnection& connection, const std::string& name);
+/// The groups that a person is the master of.
+std::vector<Group> listMastered(DatabaseConnection& connection, Id person);
 std::vector<Group> listAllGroups(DatabaseConnection& connection);
 std::vector<Person> listMembers(DatabaseConnection& connection, Id group);
-std::vector<Id> listContentIds(DatabaseConnection& connection, Id group);
+
+/// The members of a group behind one of them; 0 is before all.
+struct MemberPage {
+    Id group = 0;
+    Id after = 0;
+};
+/// Reads on in a page, and moves it past each person that is taken. \return whether nothing is left of the page.
+bool readMembers(DatabaseConnection& connection, MemberPage& page, const Taker<Person>& take);
+
 Role roleInGroup(DatabaseConnection& connection, Id group, Id person);
 std::int64_t mediaEpochOf(DatabaseConnection& connection, Id group);
 
@@ -32,8 +46,8 @@ std::int64_t mediaEpochOf(DatabaseConnection& connection, Id group);
 
 /// Makes a group with its master as the only member.
 Id addGroup(DatabaseConnection& connection, const std::string& name, const std::string& description, Id master);
-/// Removes a group with everything in it.
-void deleteGroup(DatabaseConnection& connection, Id id);
+/// Makes a member of the group its master.
+void setMaster(DatabaseConnection& connection, Id group, Id person);
 /// \return whether the person was not a member before.
 bool addMember(DatabaseConnection& connection, const Group& group, Id person);
 /// \return whether the person was a member. The group's media addresses change, so that those the person knows lead nowhere.

@@ -3,11 +3,16 @@
 
 #include "core/Digest.h"
 
+#include <utility>
+
 namespace kinloomd {
 
 namespace {
 
+/// The setting that is there while a service knows more of its signers than the database.
+constexpr const char* SIGNERS_IN_USE = "signers_in_use";
 constexpr std::size_t SECRET_BYTES = 32;
+constexpr std::size_t ID_BYTES = 16;
 
 std::optional<Millis> optionalTime(const Query& query, int column)
 {
@@ -16,11 +21,21 @@ std::optional<Millis> optionalTime(const Query& query, int column)
     return query.integer(column);
 }
 
-std::optional<Person> firstPerson(Query& query)
+std::vector<Person> readPeople(Query& query)
 {
-    if (!query.step())
-        return std::nullopt;
-    return readPerson(query, 0);
+    std::vector<Person> people;
+    while (query.step())
+        people.push_back(readPerson(query, 0));
+    return people;
+}
+
+std::vector<DeviceSummary> readDevices(Query& query)
+{
+    std::vector<DeviceSummary> devices;
+    while (query.step())
+        devices.push_back({query.text(0), query.integer(1), query.text(2), query.integer(3), optionalTime(query, 4),
+                           optionalTime(query, 5), query.text(6)});
+    return devices;
 }
 
 } // namespace
@@ -69,22 +84,43 @@ Person addPerson(DatabaseConnection& connection, const std::string& name, const 
 std::optional<Person> findPerson(DatabaseConnection& connection, Id id)
 {
     Query query(connection, Sql::PERSON_BY_ID);
-    return firstPerson(query.bind(id));
+    query.bind(id);
+    if (!query.step())
+        return std::nullopt;
+    return readPerson(query, 0);
 }
 
-std::optional<Person> findPersonByName(DatabaseConnection& connection, const std::string& name)
+std::vector<Person> findPeopleByName(DatabaseConnection& connection, const std::string& name)
 {
     Query query(connection, Sql::PERSON_BY_NAME);
-    return firstPerson(query.bind(name));
+    return readPeople(query.bind(name));
 }
 
 std::vector<Person> listPeople(DatabaseConnection& connection)
 {
-    std::vector<Person> people;
     Query query(connection, Sql::PERSON_LIST);
+    return readPeople(query);
+}
+
+void renamePerson(DatabaseConnection& connection, Id person, const std::string& name)
+{
+    Query(connection, Sql::PERSON_RENAME).bind(person, name).run();
+}
+
+std::int64_t personImage(DatabaseConnection& connection, Id person)
+{
+    Query query(connection, Sql::PERSON_IMAGE);
+    query.bind(person);
+    return query.step() ? query.integer(0) : 0;
+}
+
+std::vector<PersonImage> keptPersonImages(DatabaseConnection& connection)
+{
+    std::vector<PersonImage> images;
+    Query query(connection, Sql::PERSON_KEPT_IMAGES);
     while (query.step())
-        people.push_back(readPerson(query, 0));
-    return people;
+        images.push_back({query.integer(0), query.integer(1)});
+    return images;
 }
 
 void setPersonImage(DatabaseConnection& connection, Id person, std::int64_t image)
@@ -99,40 +135,75 @@ bool shareGroup(DatabaseConnection& connection, Id person, Id other)
     return query.step() && query.integer(0) != 0;
 }
 
-void addDevice(DatabaseConnection& connection, Id person, const std::string& duid, const std::string& appId,
-               const std::string& token)
+PersonUsage usageOf(DatabaseConnection& connection, Id person)
 {
-    Query(connection, Sql::DEVICE_ADD).bind(person, duid, appId, toHex(sha256(token)), now()).run();
+    Query query(connection, Sql::PERSON_USAGE);
+    query.bind(person).step();
+    return {query.integer(0), query.integer(1), query.integer(2)};
+}
+
+DeviceCredentials makeDevice(DatabaseConnection& connection, Id person, const std::string& name)
+{
+    const DeviceCredentials made = {toHex(randomBytes(ID_BYTES)), toHex(randomBytes(SECRET_BYTES)), toHex(randomBytes(ID_BYTES))};
+    addDevice(connection, person, made.duid, made.appId, made.token, name);
+    return made;
+}
+
+void addDevice(DatabaseConnection& connection, Id person, const std::string& duid, const std::string& appId,
+               const std::string& token, const std::string& name)
+{
+    Query(connection, Sql::DEVICE_ADD).bind(person, duid, appId, toHex(sha256(token)), now(), name).run();
 }
 
 std::optional<Device> findDevice(DatabaseConnection& connection, const std::string& duid)
 {
+    NamedDevice named = lookUpDevice(connection, duid);
+    if (!named.known)
+        return std::nullopt;
+    return std::move(named.device);
+}
+
+NamedDevice lookUpDevice(DatabaseConnection& connection, const std::string& duid)
+{
     Query query(connection, Sql::DEVICE_BY_DUID);
     query.bind(duid);
     if (!query.step())
-        return std::nullopt;
-    Device device;
-    device.id = query.integer(0);
-    device.appId = query.text(1);
-    device.tokenHash = query.text(2);
-    device.signedIn = optionalTime(query, 3);
-    device.registered = !query.isNull(4);
-    device.person = readPerson(query, 5);
-    return device;
+        return {}; // no device at all: there is nothing to tell apart
+    const bool named = equalsInConstantTime(query.text(0), duid);
+    const bool removed = query.integer(1) != 0;
+    NamedDevice found;
+    found.known = named && !removed;
+    found.device.id = query.integer(2);
+    found.device.appId = query.text(3);
+    found.device.tokenHash = query.text(4);
+    found.device.signedIn = optionalTime(query, 5);
+    found.device.registered = !query.isNull(6);
+    found.device.person = readPerson(query, 7);
+    return found;
+}
+
+bool isLiveDevice(DatabaseConnection& connection, Id device)
+{
+    Query query(connection, Sql::DEVICE_IS_LIVE);
+    return query.bind(device).step();
 }
 
 std::vector<DeviceSummary> listDevices(DatabaseConnection& connection)
 {
-    std::vector<DeviceSummary> devices;
     Query query(connection, Sql::DEVICE_LIST);
-    while (query.step())
-        devices.push_back({query.text(0), query.text(1), query.integer(2), optionalTime(query, 3), optionalTime(query, 4)});
-    return devices;
+    return readDevices(query);
 }
 
-bool removeDevice(DatabaseConnection& connection, const std::string& duid)
+std::vector<DeviceSummary> listDevicesOf(DatabaseConnection& connection, Id person)
 {
-    return Query(connection, Sql::DEVICE_REMOVE).bind(duid).run() > 0;
+    Query query(connection, Sql::DEVICES_OF_PERSON);
+    return readDevices(query.bind(person));
+}
+
+bool isDeviceOf(DatabaseConnection& connection, const std::string& duid, Id person)
+{
+    Query query(connection, Sql::DEVICE_IS_OF_PERSON);
+    return query.bind(duid, person).step();
 }
 
 void markRegistered(DatabaseConnection& connection, Id device, Millis at)
@@ -140,19 +211,37 @@ void markRegistered(DatabaseConnection& connection, Id device, Millis at)
     Query(connection, Sql::DEVICE_REGISTERED).bind(device, at).run();
 }
 
-void noteSignIn(DatabaseConnection& connection, const std::string& address, Id device, Millis at)
+void noteSignIn(DatabaseConnection& connection, Id device, Millis at)
 {
     Query(connection, Sql::DEVICE_SIGNED_IN).bind(device, at).run();
-    Query(connection, Sql::SIGN_IN_SET).bind(address, device, at).run();
 }
 
-std::optional<SignIn> lastSignIn(DatabaseConnection& connection, const std::string& address)
+void keepSigners(DatabaseConnection& connection, const RecentSigners& recent)
 {
-    Query query(connection, Sql::SIGN_IN_GET);
-    query.bind(address);
-    if (!query.step())
-        return std::nullopt;
-    return SignIn{query.integer(0), readPerson(query, 1)};
+    if (!recent.whole)
+        return;
+    for (const Signer& signer : recent.signers)
+        Query(connection, Sql::SIGNER_ADD).bind(signer.address, signer.duid, signer.at).run();
+    Query(connection, Sql::SETTING_REMOVE).bind(SIGNERS_IN_USE).run();
+}
+
+RecentSigners takeSigners(DatabaseConnection& connection)
+{
+    RecentSigners recent;
+    {
+        Query query(connection, Sql::SIGNER_LIST);
+        while (query.step())
+            recent.signers.push_back({query.text(0), query.text(1), query.integer(2)});
+    }
+    Query(connection, Sql::SIGNERS_FORGET).run();
+    recent.whole = Query(connection, Sql::SETTING_SET).bind(SIGNERS_IN_USE, "").run() > 0;
+    return recent;
+}
+
+std::string findSetting(DatabaseConnection& connection, const std::string& name)
+{
+    Query query(connection, Sql::SETTING_GET);
+    return query.bind(name).step() ? query.text(0) : std::string();
 }
 
 std::string secretSetting(DatabaseConnection& connection, const std::string& name)
@@ -160,10 +249,12 @@ std::string secretSetting(DatabaseConnection& connection, const std::string& nam
     // Two programs may make it at the same time: the first one's counts, so it is read back.
     const std::string candidate = toHex(randomBytes(SECRET_BYTES));
     Query(connection, Sql::SETTING_SET).bind(name, candidate).run();
-    Query query(connection, Sql::SETTING_GET);
-    query.bind(name);
-    query.step();
-    return query.text(0);
+    return findSetting(connection, name);
+}
+
+void changeSetting(DatabaseConnection& connection, const std::string& name, const std::string& value)
+{
+    Query(connection, Sql::SETTING_CHANGE).bind(name, value).run();
 }
 
 } // namespace kinloomd

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-/// \file People, their devices, and who has signed in from where.
+/// \file People, their devices, and who has signed requests from where.
 #ifndef KINLOOMD_STORE_PEOPLE_H
 #define KINLOOMD_STORE_PEOPLE_H
 
@@ -17,43 +17,98 @@ Person readShortPerson(const Query& query, int firstColumn);
 Id addEntity(DatabaseConnection& connection, EntityKind kind);
 EntityKind kindOf(DatabaseConnection& connection, Id id);
 
-/// Adds a person. Within a transaction; the name must not be taken.
+// People in the trash are found by nothing here but their pictures, which their contents go on showing.
+
+/// Adds a person. Within a transaction; others may have the same name.
 Person addPerson(DatabaseConnection& connection, const std::string& name, const std::string& phone);
 std::optional<Person> findPerson(DatabaseConnection& connection, Id id);
-std::optional<Person> findPersonByName(DatabaseConnection& connection, const std::string& name);
+/// The people of exactly that name, in the order in which they were added.
+std::vector<Person> findPeopleByName(DatabaseConnection& connection, const std::string& name);
 std::vector<Person> listPeople(DatabaseConnection& connection);
+void renamePerson(DatabaseConnection& connection, Id person, const std::string& name);
+/// The number of a person's present picture; 0 for none.
+std::int64_t personImage(DatabaseConnection& connection, Id person);
+/// The present picture of a person.
+struct PersonImage {
+    Id person = 0;
+    std::int64_t image = 0;
+};
+/// All pictures that have a file, those of people in the trash too, by rising numbers of people.
+std::vector<PersonImage> keptPersonImages(DatabaseConnection& connection);
 void setPersonImage(DatabaseConnection& connection, Id person, std::int64_t image);
 /// \return whether there is a group that both are members of.
 bool shareGroup(DatabaseConnection& connection, Id person, Id other);
 
+/// What there is of a person.
+struct PersonUsage {
+    std::int64_t devices = 0;
+    std::int64_t contents = 0;
+    std::int64_t comments = 0;
+};
+PersonUsage usageOf(DatabaseConnection& connection, Id person);
+
 /// A row of the list of devices: everything but its secrets.
 struct DeviceSummary {
     std::string duid;
+    Id personId = 0;
     std::string person;
     Millis created = 0;
     std::optional<Millis> registered;
     std::optional<Millis> signedIn;
+    std::string name; ///< what it calls itself; empty for one that was added by hand
 };
 
+/// What a device signs with.
+struct DeviceCredentials {
+    std::string appId;
+    std::string token;
+    std::string duid;
+};
+/// Makes a device of new random credentials for a person. \return them; its token is known to nobody else, and kept nowhere.
+DeviceCredentials makeDevice(DatabaseConnection& connection, Id person, const std::string& name);
 void addDevice(DatabaseConnection& connection, Id person, const std::string& duid, const std::string& appId,
-               const std::string& token);
+               const std::string& token, const std::string& name = {});
 std::optional<Device> findDevice(DatabaseConnection& connection, const std::string& duid);
+/// A device as a request names it.
+struct NamedDevice {
+    bool known = false; ///< whether it may be used
+    Device device;      ///< another one, when it is not known
+};
+/// Looks a device up, with the same work whether there is such a device or not: how long it takes tells nothing.
+NamedDevice lookUpDevice(DatabaseConnection& connection, const std::string& duid);
+/// \return whether the device may be used: neither it nor its person was removed.
+bool isLiveDevice(DatabaseConnection& connection, Id device);
 std::vector<DeviceSummary> listDevices(DatabaseConnection& connection);
-/// Ends the use of a device. \return whether there was one.
-bool removeDevice(DatabaseConnection& connection, const std::string& duid);
+std::vector<DeviceSummary> listDevicesOf(DatabaseConnection& connection, Id person);
+/// \return whether there is such a device, and the person's.
+bool isDeviceOf(DatabaseConnection& connection, const std::string& duid, Id person);
 void markRegistered(DatabaseConnection& connection, Id device, Millis at);
 
-/// Notes that a device has signed in from an address. Within a transaction.
-void noteSignIn(DatabaseConnection& connection, const std::string& address, Id device, Millis at);
-/// The device that last signed in from an address, and its person.
-struct SignIn {
-    Id device = 0;
-    Person person;
-};
-std::optional<SignIn> lastSignIn(DatabaseConnection& connection, const std::string& address);
+void noteSignIn(DatabaseConnection& connection, Id device, Millis at);
 
+/// A device that has signed requests from an address, and when it did so last.
+struct Signer {
+    std::string address;
+    std::string duid;
+    Millis at = 0;
+};
+/// Who has signed lately, as one service hands it on to the next.
+struct RecentSigners {
+    std::vector<Signer> signers;
+    bool whole = true; ///< nobody is missing of whom a comment could be
+};
+
+/// Keeps signers for the next service, unless some are missing. Within a transaction.
+void keepSigners(DatabaseConnection& connection, const RecentSigners& recent);
+/// The signers that were kept, the oldest first; they are kept no longer. Some are missing when the service before ended without
+/// keeping them. Within a transaction.
+RecentSigners takeSigners(DatabaseConnection& connection);
+
+void changeSetting(DatabaseConnection& connection, const std::string& name, const std::string& value);
 /// A secret of the service, made when it is asked for first.
 std::string secretSetting(DatabaseConnection& connection, const std::string& name);
+/// The value of a setting; empty when there is none.
+std::string findSetting(DatabaseConnection& connection, const std::string& name);
 
 } // namespace kinloomd
 

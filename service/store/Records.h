@@ -4,8 +4,10 @@
 #define KINLOOMD_STORE_RECORDS_H
 
 #include "core/Dates.h"
+#include "pictures/Formats.h" // IWYU pragma: export
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -13,6 +15,9 @@ namespace kinloomd {
 
 /// Identifier of a person, group, content, comment or event; one sequence for all of them. 0 is nobody and nothing.
 using Id = std::int64_t;
+
+/// Takes the records of a list one by one. \return whether it takes more.
+template <typename Record> using Taker = std::function<bool(const Record&)>;
 
 enum class EntityKind : int { NONE = 0, PERSON = 1, GROUP = 2, CONTENT = 3, COMMENT = 4, EVENT = 5 };
 
@@ -23,10 +28,20 @@ enum class ContentState : int {
     RESERVED = 0, ///< announced, without a file: the slot of an upload
     STORED = 1,
     DELETED = 2, ///< without its file and its text; pages of a feed can still begin after it
+    TRASHED = 3, ///< whole, and shown to nobody
 };
 
-/// The file formats of photos.
-enum class Format : int { NONE = 0, JPEG = 1, PNG = 2, WEBP = 3, GIF = 4 };
+/// What can be in the trash.
+enum class TrashKind : int { PERSON = 1, GROUP = 2, CONTENT = 3, COMMENT = 4, DEVICE = 5 };
+
+using pictures::Format;
+
+/// Whether a content has thumbnails.
+enum class Thumbnails : int {
+    PENDING = 0, ///< they are still to be made
+    MADE = 1,    ///< they were made, and can be made again should they be lost
+    NONE = 2,    ///< none can be made: the file turned out to be undecodable
+};
 
 /// What a person is to a thing, from little to much.
 enum class Role : int {

@@ -3,13 +3,13 @@
 
 #include "store/Database.h"
 
+#include <iterator>
 #include <stdexcept>
+#include <string>
 
 namespace kinloomd {
 
 namespace {
-
-constexpr int VERSION = 1;
 
 // Identifiers of people, groups, contents, comments and events come from one sequence, since requests name a content and a comment
 // in the same place. Sort keys and times of a group are repeated in its memberships, so that each order in which a person's groups
@@ -127,7 +127,218 @@ CREATE INDEX event_by_content ON event(content_id, id);
 CREATE INDEX event_by_member ON event(member_id);
 )sql";
 
+// What is deleted is marked first, and kept in the trash for a while. Memberships of a group or person in the trash are set aside,
+// so that whatever asks for members finds none. Names of people may repeat. Identifiers of devices are never given twice, since
+// addresses name devices. Who signed where is kept from the end of a service to its next start only; one of before kept nobody.
+constexpr const char* TRASH = R"sql(
+DROP TABLE sign_in;
+CREATE TABLE signer (
+    address TEXT NOT NULL,
+    duid TEXT NOT NULL,
+    at INTEGER NOT NULL,
+    PRIMARY KEY (address, duid)
+) WITHOUT ROWID;
+INSERT INTO setting (name, value) SELECT 'signers_in_use', '' WHERE EXISTS (SELECT 1 FROM setting);
+
+CREATE TABLE new_person (
+    id INTEGER PRIMARY KEY REFERENCES entity(id),
+    name TEXT NOT NULL,
+    phone TEXT NOT NULL,
+    created INTEGER NOT NULL,
+    image INTEGER NOT NULL DEFAULT 0,
+    removed INTEGER NOT NULL DEFAULT 0
+);
+INSERT INTO new_person (id, name, phone, created, image) SELECT id, name, phone, created, image FROM person;
+DROP TABLE person;
+ALTER TABLE new_person RENAME TO person;
+CREATE INDEX person_by_name ON person(name);
+
+CREATE TABLE new_device (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    person_id INTEGER NOT NULL REFERENCES person(id) ON DELETE CASCADE,
+    duid TEXT NOT NULL UNIQUE,
+    app_id TEXT NOT NULL,
+    token_hash TEXT NOT NULL,
+    created INTEGER NOT NULL,
+    registered INTEGER,
+    signed_in INTEGER,
+    removed INTEGER NOT NULL DEFAULT 0
+);
+INSERT INTO new_device (id, person_id, duid, app_id, token_hash, created, registered, signed_in)
+    SELECT id, person_id, duid, app_id, token_hash, created, registered, signed_in FROM device ORDER BY id;
+DROP TABLE device;
+ALTER TABLE new_device RENAME TO device;
+CREATE INDEX device_by_person ON device(person_id);
+
+ALTER TABLE family ADD COLUMN trashed INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE comment ADD COLUMN trashed INTEGER NOT NULL DEFAULT 0;
+
+CREATE TABLE trash (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    kind INTEGER NOT NULL,
+    thing_id INTEGER NOT NULL,
+    group_id INTEGER REFERENCES family(id) ON DELETE CASCADE,
+    content_id INTEGER REFERENCES content(id) ON DELETE CASCADE,
+    by_id INTEGER REFERENCES person(id) ON DELETE SET NULL,
+    at INTEGER NOT NULL
+);
+CREATE UNIQUE INDEX trash_by_thing ON trash(kind, thing_id);
+CREATE INDEX trash_by_age ON trash(at, id);
+CREATE INDEX trash_by_group ON trash(group_id);
+CREATE INDEX trash_by_content ON trash(content_id);
+CREATE INDEX trash_by_person ON trash(by_id);
+
+CREATE TABLE set_aside (
+    trash_id INTEGER NOT NULL REFERENCES trash(id) ON DELETE CASCADE,
+    person_id INTEGER NOT NULL REFERENCES person(id) ON DELETE CASCADE,
+    group_id INTEGER NOT NULL REFERENCES family(id) ON DELETE CASCADE,
+    name_key TEXT NOT NULL,
+    created INTEGER NOT NULL,
+    used INTEGER NOT NULL,
+    PRIMARY KEY (person_id, group_id)
+) WITHOUT ROWID;
+CREATE INDEX set_aside_by_trash ON set_aside(trash_id);
+CREATE INDEX set_aside_by_group ON set_aside(group_id);
+)sql";
+
+// Thumbnails follow an upload: "thumbnails" holds a Thumbnails value; contents of before have theirs. With the digest of its bytes
+// and the device that sent it, an upload that comes again is known again.
+constexpr const char* MEDIA = R"sql(
+ALTER TABLE content ADD COLUMN thumbnails INTEGER NOT NULL DEFAULT 1;
+ALTER TABLE content ADD COLUMN digest TEXT;
+ALTER TABLE content ADD COLUMN device_id INTEGER REFERENCES device(id) ON DELETE SET NULL;
+CREATE INDEX content_pending ON content(id) WHERE thumbnails = 0;
+CREATE INDEX content_by_device ON content(device_id, group_id, digest) WHERE device_id IS NOT NULL;
+)sql";
+
+// The room that a person's files take is counted where a record gets its file or loses it, whatever statement does that: in state 0
+// a content has none yet, in state 2 no more; in the trash it keeps it. The places for uploads that a person holds are counted when
+// one more is asked for.
+constexpr const char* USED_BYTES = R"sql(
+ALTER TABLE person ADD COLUMN used_bytes INTEGER NOT NULL DEFAULT 0;
+UPDATE person SET used_bytes =
+    (SELECT coalesce(sum(size), 0) FROM content WHERE creator_id = person.id AND state NOT IN (0, 2));
+
+CREATE TRIGGER content_added AFTER INSERT ON content WHEN new.state NOT IN (0, 2) BEGIN
+    UPDATE person SET used_bytes = used_bytes + new.size WHERE id = new.creator_id;
+END;
+CREATE TRIGGER content_changed AFTER UPDATE OF state, size, creator_id ON content BEGIN
+    UPDATE person SET used_bytes = used_bytes - old.size WHERE id = old.creator_id AND old.state NOT IN (0, 2);
+    UPDATE person SET used_bytes = used_bytes + new.size WHERE id = new.creator_id AND new.state NOT IN (0, 2);
+END;
+CREATE TRIGGER content_removed AFTER DELETE ON content WHEN old.state NOT IN (0, 2) BEGIN
+    UPDATE person SET used_bytes = used_bytes - old.size WHERE id = old.creator_id;
+END;
+
+CREATE INDEX slot_by_creator ON content(creator_id, state) WHERE state = 0;
+)sql";
+
+// What the family's page needs. Keys that browsers and devices show are kept as SHA-256 in hexadecimal digits. Everything is kept
+// here and nothing in a process. Numbers in "change" rise with every change of a group's contents and comments that is to be told
+// of: who follows them remembers the last one. A guess is a code of a pairing that somebody made up; "network" is what limits for
+// addresses count by.
+constexpr const char* PAGE = R"sql(
+ALTER TABLE device ADD COLUMN name TEXT NOT NULL DEFAULT '';
+CREATE INDEX content_by_digest ON content(group_id, digest) WHERE state = 1 AND digest IS NOT NULL;
+
+CREATE TABLE session (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    person_id INTEGER NOT NULL REFERENCES person(id) ON DELETE CASCADE,
+    key_hash TEXT NOT NULL UNIQUE,
+    name TEXT NOT NULL,
+    address TEXT NOT NULL,
+    created INTEGER NOT NULL,
+    used INTEGER NOT NULL
+);
+CREATE INDEX session_by_person ON session(person_id, id);
+CREATE INDEX session_by_use ON session(used);
+
+CREATE TABLE invitation (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    key_hash TEXT NOT NULL UNIQUE,
+    name TEXT NOT NULL,
+    person_id INTEGER REFERENCES person(id) ON DELETE CASCADE,
+    group_id INTEGER REFERENCES family(id) ON DELETE CASCADE,
+    inviter_id INTEGER REFERENCES person(id) ON DELETE CASCADE,
+    expires INTEGER NOT NULL,
+    used INTEGER NOT NULL DEFAULT 0
+);
+CREATE INDEX invitation_by_person ON invitation(person_id);
+CREATE INDEX invitation_by_group ON invitation(group_id);
+CREATE INDEX invitation_by_inviter ON invitation(inviter_id, expires);
+CREATE INDEX invitation_by_end ON invitation(expires);
+
+CREATE TABLE pairing (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    key_hash TEXT NOT NULL UNIQUE,
+    user_code TEXT NOT NULL UNIQUE,
+    name TEXT NOT NULL,
+    address TEXT NOT NULL,
+    network TEXT NOT NULL,
+    expires INTEGER NOT NULL,
+    pause INTEGER NOT NULL,
+    polled INTEGER NOT NULL DEFAULT 0,
+    state INTEGER NOT NULL DEFAULT 0,
+    person_id INTEGER REFERENCES person(id) ON DELETE CASCADE
+);
+CREATE INDEX pairing_by_network ON pairing(network, expires);
+CREATE INDEX pairing_by_end ON pairing(expires);
+CREATE INDEX pairing_by_person ON pairing(person_id);
+
+CREATE TABLE guess (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    network TEXT NOT NULL,
+    person_id INTEGER NOT NULL REFERENCES person(id) ON DELETE CASCADE,
+    at INTEGER NOT NULL
+);
+CREATE INDEX guess_by_network ON guess(network, at);
+CREATE INDEX guess_by_person ON guess(person_id, at);
+CREATE INDEX guess_by_age ON guess(at);
+
+CREATE TABLE change (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    kind INTEGER NOT NULL,
+    group_id INTEGER NOT NULL REFERENCES family(id) ON DELETE CASCADE,
+    content_id INTEGER NOT NULL,
+    comment_id INTEGER NOT NULL,
+    at INTEGER NOT NULL
+);
+CREATE INDEX change_by_group ON change(group_id);
+CREATE INDEX change_by_age ON change(at);
+)sql";
+
+/// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
+/// is.
+constexpr const char* STEPS[] = {
+    TABLES, TRASH, MEDIA, USED_BYTES, PAGE,
+};
+constexpr int VERSION = std::size(STEPS);
+
 int versionOf(DatabaseConnection& connection) { return connection.raw().execAndGet("PRAGMA user_version").getInt(); }
+
+/// Lets steps build tables anew, which must not take along what refers to the old ones. Outside of transactions only: within one
+/// the setting does nothing.
+class LooseReferences {
+public:
+    explicit LooseReferences(DatabaseConnection& connection) : m_connection(connection)
+    {
+        connection.raw().exec("PRAGMA foreign_keys = OFF");
+    }
+    LooseReferences(const LooseReferences&) = delete;
+    LooseReferences& operator=(const LooseReferences&) = delete;
+    ~LooseReferences() { m_connection.raw().tryExec("PRAGMA foreign_keys = ON"); }
+
+private:
+    DatabaseConnection& m_connection;
+};
+
+void requireReferences(DatabaseConnection& connection)
+{
+    SQLite::Statement check(connection.raw(), "PRAGMA foreign_key_check");
+    if (check.executeStep())
+        throw std::runtime_error("the database is damaged: a row of its table '" + check.getColumn(0).getString() +
+                                 "' refers to nothing; it was left as it is");
+}
 
 } // namespace
 
@@ -135,15 +346,16 @@ void prepareSchema(DatabaseConnection& connection)
 {
     if (versionOf(connection) == VERSION)
         return;
-    // Two programs may find the same empty folder at once; the second to get here must see what the first has done.
+    const LooseReferences loose(connection);
+    // Two programs may find the same old folder at once; the second to get here must see what the first has done.
     Transaction transaction(connection);
     const int version = versionOf(connection);
     if (version > VERSION)
         throw std::runtime_error("the data folder was written by a newer kinloomd");
-    if (version == 0) {
-        connection.raw().exec(TABLES);
-        connection.raw().exec("PRAGMA user_version = " + std::to_string(VERSION));
-    }
+    for (int step = version; step < VERSION; ++step)
+        connection.raw().exec(STEPS[step]);
+    requireReferences(connection);
+    connection.raw().exec("PRAGMA user_version = " + std::to_string(VERSION));
     transaction.commit();
 }
 

@@ -14,9 +14,19 @@ namespace {
 #define STATE_RESERVED "0"
 #define STATE_STORED "1"
 #define STATE_DELETED "2"
+#define STATE_TRASHED "3"
 #define TYPE_PHOTO "1"
 #define TYPE_VIDEO "2"
 #define TYPE_MUSIC "3"
+
+// Values of trash.kind.
+#define KIND_PERSON "1"
+#define KIND_GROUP "2"
+#define KIND_COMMENT "4"
+#define KIND_DEVICE "5"
+
+#define PAIRING_PENDING "0"
+#define PAIRING_DONE "3"
 
 /// \return whether a digit is that of an enumerator.
 template <typename Enumeration> constexpr bool isDigitOf(const char* digit, Enumeration value)
@@ -24,7 +34,9 @@ template <typename Enumeration> constexpr bool isDigitOf(const char* digit, Enum
     return digit[0] - '0' == static_cast<int>(value) && digit[1] == 0;
 }
 static_assert(isDigitOf(STATE_RESERVED, ContentState::RESERVED) && isDigitOf(STATE_STORED, ContentState::STORED) &&
-              isDigitOf(STATE_DELETED, ContentState::DELETED));
+              isDigitOf(STATE_DELETED, ContentState::DELETED) && isDigitOf(STATE_TRASHED, ContentState::TRASHED));
+static_assert(isDigitOf(KIND_PERSON, TrashKind::PERSON) && isDigitOf(KIND_GROUP, TrashKind::GROUP) &&
+              isDigitOf(KIND_COMMENT, TrashKind::COMMENT) && isDigitOf(KIND_DEVICE, TrashKind::DEVICE));
 static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO, ContentType::VIDEO) &&
               isDigitOf(TYPE_MUSIC, ContentType::MUSIC));
 
@@ -39,13 +51,20 @@ static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO,
     "c.id, c.group_id, c.type, c.description, c.file_name, c.format, c.size, c.width, c.height, c.created, c.uploaded, "           \
     "c.comment_count, p.id, p.name, p.image"
 #define COMMENT_COLUMNS "k.id, k.content_id, k.text, k.created, p.id, p.name, p.image"
+#define DEVICE_COLUMNS "d.duid, p.id, p.name, d.created, d.registered, d.signed_in, d.name"
+#define SESSION_COLUMNS "s.id, s.name, s.address, s.created, s.used, p.id, p.name, p.image, p.phone, p.created"
+#define PAIRING_COLUMNS                                                                                                            \
+    "id, user_code, name, address, expires, pause, polled, state, coalesce(person_id, 0), key_hash FROM pairing "
+#define TRASH_COLUMNS                                                                                                              \
+    "t.id, t.kind, t.thing_id, t.group_id, t.content_id, t.at, b.id, b.name, f.name, c.description, c.file_name, k.text, p.name, " \
+    "d.duid, o.name FROM trash t LEFT JOIN person b ON b.id = t.by_id LEFT JOIN family f ON f.id = t.group_id "                    \
+    "LEFT JOIN content c ON c.id = t.content_id LEFT JOIN comment k ON t.kind = " KIND_COMMENT " AND k.id = t.thing_id "           \
+    "LEFT JOIN person p ON t.kind = " KIND_PERSON " AND p.id = t.thing_id "                                                        \
+    "LEFT JOIN device d ON t.kind = " KIND_DEVICE " AND d.id = t.thing_id LEFT JOIN person o ON o.id = d.person_id "
 
-#define GROUP_PAGE(index)                                                                                                          \
-    "SELECT " GROUP_COLUMNS " FROM member m CROSS JOIN family f ON f.id = m.group_id CROSS JOIN person p ON p.id = f.master_id "   \
-    "WHERE m.person_id = ?1 ORDER BY " index " LIMIT ?2 OFFSET ?3"
+#define GROUP_PAGE(index) "SELECT m.group_id FROM member m WHERE m.person_id = ?1 ORDER BY " index " LIMIT ?2 OFFSET ?3"
 #define SHARED_GROUP_PAGE(index)                                                                                                   \
-    "SELECT " GROUP_COLUMNS " FROM member m CROSS JOIN member o ON o.person_id = ?4 AND o.group_id = m.group_id "                  \
-    "CROSS JOIN family f ON f.id = m.group_id CROSS JOIN person p ON p.id = f.master_id "                                          \
+    "SELECT m.group_id FROM member m CROSS JOIN member o ON o.person_id = ?4 AND o.group_id = m.group_id "                         \
     "WHERE m.person_id = ?1 ORDER BY " index " LIMIT ?2 OFFSET ?3"
 
 #define FEED_PAGE(type, key, comparison, direction)                                                                                \
@@ -61,97 +80,143 @@ static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO,
 constexpr SqlEntry STATEMENTS[] = {
     {Sql::SETTING_GET, false, "SELECT value FROM setting WHERE name = ?1"},
     {Sql::SETTING_SET, false, "INSERT OR IGNORE INTO setting (name, value) VALUES (?1, ?2)"},
+    {Sql::SETTING_CHANGE, false, "INSERT OR REPLACE INTO setting (name, value) VALUES (?1, ?2)"},
+    {Sql::SETTING_REMOVE, false, "DELETE FROM setting WHERE name = ?1"},
     {Sql::ENTITY_ADD, false, "INSERT INTO entity (kind) VALUES (?1)"},
     {Sql::ENTITY_KIND, false, "SELECT kind FROM entity WHERE id = ?1"},
 
     {Sql::PERSON_ADD, false, "INSERT INTO person (id, name, phone, created) VALUES (?1, ?2, ?3, ?4)"},
-    {Sql::PERSON_BY_ID, false, "SELECT id, name, image, phone, created FROM person WHERE id = ?1"},
-    {Sql::PERSON_BY_NAME, false, "SELECT id, name, image, phone, created FROM person WHERE name = ?1"},
-    {Sql::PERSON_LIST, true, "SELECT id, name, image, phone, created FROM person ORDER BY name"},
+    {Sql::PERSON_BY_ID, false, "SELECT id, name, image, phone, created FROM person WHERE id = ?1 AND removed = 0"},
+    {Sql::PERSON_BY_NAME, false, "SELECT id, name, image, phone, created FROM person WHERE name = ?1 AND removed = 0 ORDER BY id"},
+    {Sql::PERSON_LIST, true, "SELECT id, name, image, phone, created FROM person WHERE removed = 0 ORDER BY name, id"},
+    {Sql::PERSON_IMAGE, false, "SELECT image FROM person WHERE id = ?1"},
+    {Sql::PERSON_KEPT_IMAGES, true, "SELECT id, image FROM person WHERE image <> 0 ORDER BY id"},
     {Sql::PERSON_SET_IMAGE, false, "UPDATE person SET image = ?2 WHERE id = ?1"},
+    {Sql::PERSON_RENAME, false, "UPDATE person SET name = ?2 WHERE id = ?1"},
     {Sql::PERSON_SHARES_GROUP, false,
      "SELECT EXISTS (SELECT 1 FROM member a CROSS JOIN member b ON b.person_id = ?2 AND b.group_id = a.group_id "
      "WHERE a.person_id = ?1)"},
+    {Sql::PERSON_USAGE, false,
+     "SELECT (SELECT count(*) FROM device WHERE person_id = ?1 AND removed = 0), "
+     "(SELECT count(*) FROM content WHERE creator_id = ?1 AND state = " STATE_STORED
+     "), (SELECT count(*) FROM comment WHERE author_id = ?1 AND trashed = 0)"},
+    {Sql::PERSON_USED_BYTES, false, "SELECT used_bytes FROM person WHERE id = ?1"},
 
-    {Sql::DEVICE_ADD, false, "INSERT INTO device (person_id, duid, app_id, token_hash, created) VALUES (?1, ?2, ?3, ?4, ?5)"},
+    {Sql::DEVICE_ADD, false,
+     "INSERT INTO device (person_id, duid, app_id, token_hash, created, name) VALUES (?1, ?2, ?3, ?4, ?5, ?6)"},
+    // The first device stands in for one that is not there, and both are looked up in any case.
     {Sql::DEVICE_BY_DUID, false,
-     "SELECT d.id, d.app_id, d.token_hash, d.signed_in, d.registered, p.id, p.name, p.image, p.phone, p.created "
-     "FROM device d CROSS JOIN person p ON p.id = d.person_id WHERE d.duid = ?1"},
+     "SELECT d.duid, d.removed + p.removed, d.id, d.app_id, d.token_hash, d.signed_in, d.registered, p.id, p.name, p.image, "
+     "p.phone, p.created FROM device d CROSS JOIN person p ON p.id = d.person_id "
+     "WHERE d.id = max(ifnull((SELECT id FROM device WHERE duid = ?1), 0), (SELECT min(id) FROM device))"},
     {Sql::DEVICE_LIST, true,
-     "SELECT d.duid, p.name, d.created, d.registered, d.signed_in FROM device d CROSS JOIN person p ON p.id = d.person_id "
-     "ORDER BY d.id"},
-    {Sql::DEVICE_REMOVE, false, "DELETE FROM device WHERE duid = ?1"},
+     "SELECT " DEVICE_COLUMNS " FROM device d CROSS JOIN person p ON p.id = d.person_id "
+     "WHERE d.removed = 0 AND p.removed = 0 ORDER BY d.id"},
+    {Sql::DEVICE_IS_LIVE, false,
+     "SELECT 1 FROM device d CROSS JOIN person p ON p.id = d.person_id WHERE d.id = ?1 AND d.removed = 0 AND p.removed = 0"},
+    {Sql::DEVICE_IS_OF_PERSON, false, "SELECT 1 FROM device WHERE duid = ?1 AND person_id = ?2 AND removed = 0"},
+    {Sql::DEVICES_OF_PERSON, false,
+     "SELECT " DEVICE_COLUMNS " FROM device d CROSS JOIN person p ON p.id = d.person_id "
+     "WHERE d.person_id = ?1 AND d.removed = 0 ORDER BY d.id"},
     {Sql::DEVICE_REGISTERED, false, "UPDATE device SET registered = ?2 WHERE id = ?1 AND registered IS NULL"},
     {Sql::DEVICE_SIGNED_IN, false, "UPDATE device SET signed_in = ?2 WHERE id = ?1"},
-    {Sql::SIGN_IN_GET, false,
-     "SELECT s.device_id, p.id, p.name, p.image, p.phone, p.created FROM sign_in s CROSS JOIN device d ON d.id = s.device_id "
-     "CROSS JOIN person p ON p.id = d.person_id WHERE s.address = ?1"},
-    {Sql::SIGN_IN_SET, false,
-     "INSERT INTO sign_in (address, device_id, at) VALUES (?1, ?2, ?3) "
-     "ON CONFLICT (address) DO UPDATE SET device_id = excluded.device_id, at = excluded.at"},
+    {Sql::SIGNER_ADD, false, "INSERT OR REPLACE INTO signer (address, duid, at) VALUES (?1, ?2, ?3)"},
+    {Sql::SIGNER_LIST, true, "SELECT address, duid, at FROM signer ORDER BY at"},
+    {Sql::SIGNERS_FORGET, true, "DELETE FROM signer"},
 
     {Sql::GROUP_ADD, false, "INSERT INTO family (id, name, description, master_id, created) VALUES (?1, ?2, ?3, ?4, ?5)"},
-    {Sql::GROUP_DELETE, false, "DELETE FROM family WHERE id = ?1"},
-    {Sql::GROUP_BY_ID, false, "SELECT " GROUP_COLUMNS " FROM family f CROSS JOIN person p ON p.id = f.master_id WHERE f.id = ?1"},
-    {Sql::GROUP_ID_BY_NAME, true, "SELECT id FROM family WHERE name = ?1 LIMIT 2"},
-    {Sql::GROUP_LIST_ALL, true, "SELECT " GROUP_COLUMNS " FROM family f CROSS JOIN person p ON p.id = f.master_id ORDER BY f.id"},
+    {Sql::GROUP_BY_ID, false,
+     "SELECT " GROUP_COLUMNS " FROM family f CROSS JOIN person p ON p.id = f.master_id WHERE f.id = ?1 AND f.trashed = 0"},
+    {Sql::GROUP_OF_MEMBER, false,
+     "SELECT " GROUP_COLUMNS " FROM member m CROSS JOIN family f ON f.id = m.group_id CROSS JOIN person p ON p.id = f.master_id "
+     "WHERE m.group_id = ?1 AND m.person_id = ?2"},
+    {Sql::GROUPS_OF_NAME, true,
+     "SELECT " GROUP_COLUMNS " FROM family f CROSS JOIN person p ON p.id = f.master_id WHERE f.name = ?1 AND f.trashed = 0 "
+     "ORDER BY f.id"},
+    {Sql::GROUP_LIST_ALL, true,
+     "SELECT " GROUP_COLUMNS " FROM family f CROSS JOIN person p ON p.id = f.master_id WHERE f.trashed = 0 ORDER BY f.id"},
     {Sql::GROUP_ROLE, false,
      "SELECT f.master_id = ?2 FROM family f CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id WHERE f.id = ?1"},
     {Sql::GROUP_USED, false, "UPDATE member SET used = ?2 WHERE group_id = ?1"},
     {Sql::GROUP_NEW_EPOCH, false, "UPDATE family SET media_epoch = media_epoch + 1 WHERE id = ?1"},
     {Sql::GROUP_EPOCH, false, "SELECT media_epoch FROM family WHERE id = ?1"},
+    {Sql::GROUP_SET_MASTER, false, "UPDATE family SET master_id = ?2 WHERE id = ?1"},
+    {Sql::GROUPS_OF_MASTER, false,
+     "SELECT " GROUP_COLUMNS " FROM family f CROSS JOIN person p ON p.id = f.master_id WHERE f.master_id = ?1 AND f.trashed = 0 "
+     "ORDER BY f.id"},
+    {Sql::GROUP_COUNT_OF_MASTER, false, "SELECT count(*) FROM family WHERE master_id = ?1 AND trashed = 0"},
     {Sql::GROUPS_BY_NAME, false, GROUP_PAGE("m.name_key, m.group_id")},
     {Sql::GROUPS_BY_CREATION, false, GROUP_PAGE("m.created DESC, m.group_id DESC")},
     {Sql::GROUPS_BY_USE, false, GROUP_PAGE("m.used DESC, m.group_id DESC")},
     {Sql::SHARED_GROUPS_BY_NAME, false, SHARED_GROUP_PAGE("m.name_key, m.group_id")},
     {Sql::SHARED_GROUPS_BY_CREATION, false, SHARED_GROUP_PAGE("m.created DESC, m.group_id DESC")},
     {Sql::SHARED_GROUPS_BY_USE, false, SHARED_GROUP_PAGE("m.used DESC, m.group_id DESC")},
-    {Sql::GROUP_CONTENT_IDS, false, "SELECT id FROM content WHERE group_id = ?1 AND state = " STATE_STORED},
     {Sql::MEMBER_ADD, false,
      "INSERT OR IGNORE INTO member (person_id, group_id, name_key, created, used) VALUES (?1, ?2, ?3, ?4, ?5)"},
     {Sql::MEMBER_REMOVE, false, "DELETE FROM member WHERE person_id = ?1 AND group_id = ?2"},
     {Sql::MEMBERS_OF_GROUP, false,
      "SELECT p.id, p.name, p.image, p.phone, p.created FROM member m CROSS JOIN person p ON p.id = m.person_id "
-     "WHERE m.group_id = ?1 ORDER BY m.person_id"},
+     "WHERE m.group_id = ?1 AND m.person_id > ?2 ORDER BY m.person_id"},
 
     {Sql::SLOT_ADD, false,
      "INSERT INTO content (id, group_id, creator_id, state, type, reserved, announced_size, description) "
      "VALUES (?1, ?2, ?3, " STATE_RESERVED ", ?4, ?5, ?6, ?7)"},
     {Sql::SLOT_GET, false,
-     "SELECT c.state, c.type, c.announced_size, c.group_id, f.media_epoch FROM content c "
-     "CROSS JOIN family f ON f.id = c.group_id CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id "
-     "WHERE c.id = ?1 AND c.creator_id = ?2 AND c.state <> " STATE_DELETED},
+     "SELECT c.state, c.type, c.announced_size, c.group_id, p.used_bytes FROM content c "
+     "CROSS JOIN person p ON p.id = c.creator_id CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id "
+     "WHERE c.id = ?1 AND c.creator_id = ?2 AND c.state IN (" STATE_RESERVED ", " STATE_STORED ")"},
     {Sql::SLOTS_EXPIRE, false, "DELETE FROM content WHERE state = " STATE_RESERVED " AND reserved < ?1"},
+    {Sql::SLOTS_OF_PERSON, false, "SELECT count(*) FROM content WHERE creator_id = ?1 AND state = " STATE_RESERVED},
+    {Sql::SLOT_DROP, false, "DELETE FROM content WHERE id = ?1 AND state = " STATE_RESERVED},
     {Sql::CONTENT_COMMIT, false,
      "UPDATE content SET state = " STATE_STORED
-     ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8 "
-     "WHERE id = ?1 AND state = " STATE_RESERVED},
+     ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8, thumbnails = ?9, "
+     "digest = ?10, device_id = ?11 WHERE id = ?1 AND state = " STATE_RESERVED
+     " AND EXISTS (SELECT 1 FROM family f WHERE f.id = content.group_id AND f.trashed = 0)"},
     {Sql::CONTENT_LATEST_UPLOAD, false,
      "SELECT uploaded FROM content WHERE group_id = ?1 AND state = " STATE_STORED " ORDER BY uploaded DESC LIMIT 1"},
     {Sql::CONTENT_COUNTED, false,
-     "UPDATE family SET total_count = total_count + 1, photo_count = photo_count + (?2 = " TYPE_PHOTO "), "
-     "video_count = video_count + (?2 = " TYPE_VIDEO "), audio_count = audio_count + (?2 = " TYPE_MUSIC ") WHERE id = ?1"},
+     "UPDATE family SET total_count = total_count + ?4, photo_count = photo_count + ?4 * (?2 = " TYPE_PHOTO "), "
+     "video_count = video_count + ?4 * (?2 = " TYPE_VIDEO "), audio_count = audio_count + ?4 * (?2 = " TYPE_MUSIC
+     "), comment_count = comment_count + ?4 * ?3 WHERE id = ?1"},
     {Sql::CONTENT_BY_ID, false,
      "SELECT " CONTENT_COLUMNS ", p.phone, p.created, f.media_epoch FROM content c CROSS JOIN person p ON p.id = c.creator_id "
-     "CROSS JOIN family f ON f.id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
+     "CROSS JOIN family f ON f.id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED " AND f.trashed = 0"},
     {Sql::CONTENT_MEDIA, false,
-     "SELECT c.format, c.size, f.media_epoch FROM content c CROSS JOIN family f ON f.id = c.group_id "
-     "WHERE c.id = ?1 AND c.state = " STATE_STORED},
+     "SELECT c.format, c.size, f.media_epoch, c.creator_id, c.thumbnails FROM content c CROSS JOIN family f ON f.id = c.group_id "
+     "WHERE c.id = ?1 AND c.state = " STATE_STORED " AND f.trashed = 0"},
+    {Sql::CONTENT_FILE, false, "SELECT format, size FROM content WHERE id = ?1 AND state IN (" STATE_STORED ", " STATE_TRASHED ")"},
     {Sql::CONTENT_ROLE, false,
      "SELECT c.group_id, f.master_id = ?2, c.creator_id = ?2 FROM content c CROSS JOIN family f ON f.id = c.group_id "
      "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
     {Sql::CONTENT_MARKER, false,
      "SELECT created, uploaded FROM content WHERE id = ?1 AND group_id = ?2 AND state <> " STATE_RESERVED},
-    {Sql::CONTENT_DELETE, false,
-     "UPDATE content SET state = " STATE_DELETED
-     ", description = '', file_name = '', comment_count = 0 WHERE id = ?1 AND state = " STATE_STORED " "
-     "RETURNING group_id, type"},
-    {Sql::CONTENT_UNCOUNTED, false,
-     "UPDATE family SET total_count = total_count - 1, photo_count = photo_count - (?2 = " TYPE_PHOTO "), "
-     "video_count = video_count - (?2 = " TYPE_VIDEO "), audio_count = audio_count - (?2 = " TYPE_MUSIC
-     "), comment_count = comment_count - ?3 "
-     "WHERE id = ?1"},
-    {Sql::CONTENT_LIVE_IDS, true, "SELECT id FROM content WHERE state = " STATE_STORED " ORDER BY id"},
+    {Sql::CONTENT_KEPT_IDS, true, "SELECT id FROM content WHERE state IN (" STATE_STORED ", " STATE_TRASHED ") ORDER BY id"},
+    {Sql::CONTENT_SENT_BEFORE, false,
+     "SELECT id FROM content WHERE device_id = ?1 AND group_id = ?2 AND digest = ?3 AND state = " STATE_STORED
+     " AND uploaded >= ?4 ORDER BY uploaded DESC LIMIT 1"},
+    {Sql::CONTENT_OF_DIGEST, false,
+     "SELECT id FROM content WHERE group_id = ?1 AND digest = ?2 AND state = " STATE_STORED " ORDER BY id LIMIT 1"},
+    {Sql::CONTENT_NEWEST_BEFORE, false,
+     "SELECT created FROM content WHERE group_id = ?1 AND state = " STATE_STORED " AND created < ?2 ORDER BY created DESC LIMIT 1"},
+    {Sql::CONTENT_COUNT_BETWEEN, false,
+     "SELECT count(*) FROM content WHERE group_id = ?1 AND state = " STATE_STORED " AND created >= ?2 AND created < ?3"},
+    {Sql::CONTENT_AT_INDEX, false,
+     "SELECT created, id FROM content WHERE group_id = ?1 AND state = " STATE_STORED
+     " ORDER BY created DESC, id DESC LIMIT 1 OFFSET ?2"},
+    {Sql::CONTENT_INDEX, false,
+     "SELECT count(*) FROM content WHERE group_id = ?1 AND state = " STATE_STORED " AND (created, id) > (?2, ?3)"},
+    {Sql::CONTENT_FILES_BETWEEN, false,
+     "SELECT id, file_name, size, created FROM content WHERE group_id = ?1 AND state = " STATE_STORED
+     " AND created >= ?2 AND created < ?3 ORDER BY created, id"},
+    {Sql::CONTENT_LARGEST_SENT_BEFORE, false,
+     "SELECT max(size) FROM content WHERE group_id = ?2 AND state = " STATE_STORED " AND uploaded >= ?3 AND device_id = ?1"},
+    {Sql::SLOT_ANSWERED, false, "UPDATE content SET digest = ?2 WHERE id = ?1 AND state = " STATE_RESERVED},
+    {Sql::SLOTS_ANSWERED_REMOVE, false,
+     "DELETE FROM content WHERE creator_id = ?1 AND state = " STATE_RESERVED " AND digest IS NOT NULL"},
+    {Sql::CONTENT_SET_THUMBNAILS, false, "UPDATE content SET thumbnails = ?2 WHERE id = ?1 AND state <> " STATE_DELETED},
+    {Sql::CONTENTS_PENDING, true,
+     "SELECT id, creator_id FROM content WHERE thumbnails = 0 AND state = " STATE_STORED " ORDER BY id"},
 
     {Sql::FEED_BY_CREATION_BEFORE, false, FEED_PAGE("", "created", "<", "DESC")},
     {Sql::FEED_BY_CREATION_BEFORE_OF_TYPE, false, FEED_PAGE(OF_TYPE, "created", "<", "DESC")},
@@ -168,20 +233,17 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::COMMENT_ADD, false, "INSERT INTO comment (id, content_id, author_id, text, created) VALUES (?1, ?2, ?3, ?4, ?5)"},
     {Sql::COMMENT_BY_ID, false,
-     "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id WHERE k.id = ?1"},
+     "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id WHERE k.id = ?1 AND k.trashed = 0"},
     {Sql::COMMENT_ROLE, false,
      "SELECT c.group_id, f.master_id = ?2, k.author_id = ?2, k.content_id FROM comment k CROSS JOIN content c ON c.id = "
      "k.content_id "
      "CROSS JOIN family f ON f.id = c.group_id CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id "
-     "WHERE k.id = ?1"},
-    {Sql::COMMENT_DELETE, false, "DELETE FROM comment WHERE id = ?1"},
+     "WHERE k.id = ?1 AND k.trashed = 0 AND c.state = " STATE_STORED},
     {Sql::COMMENTS_OF_CONTENT, false,
-     "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id WHERE k.content_id = ?1 "
-     "ORDER BY k.id LIMIT ?2 OFFSET ?3"},
-    {Sql::COMMENTS_LATEST, false,
-     "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id WHERE k.content_id = ?1 "
-     "ORDER BY k.id DESC LIMIT ?2"},
-    {Sql::COMMENTS_DELETE_OF_CONTENT, false, "DELETE FROM comment WHERE content_id = ?1"},
+     "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id "
+     "WHERE k.content_id = ?1 AND k.trashed = 0 AND k.id > ?2 ORDER BY k.id LIMIT ?3 OFFSET ?4"},
+    {Sql::COMMENT_BEFORE_LATEST, false,
+     "SELECT id FROM comment WHERE content_id = ?1 AND trashed = 0 ORDER BY id DESC LIMIT 1 OFFSET ?2"},
     {Sql::CONTENT_COMMENTED, false,
      "UPDATE content SET comment_count = comment_count + ?2 WHERE id = ?1 AND state = " STATE_STORED},
     {Sql::GROUP_COMMENTED, false, "UPDATE family SET comment_count = comment_count + ?2 WHERE id = ?1"},
@@ -191,25 +253,162 @@ constexpr SqlEntry STATEMENTS[] = {
      "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)"},
     {Sql::EVENTS_OF_CONTENT, false,
      "SELECT e.id, e.title, e.type, e.description, e.starts, e.ends, e.created, p.id, p.name, p.image, p.phone, p.created "
-     "FROM event e CROSS JOIN person p ON p.id = e.member_id WHERE e.content_id = ?1 ORDER BY e.id"},
+     "FROM event e CROSS JOIN person p ON p.id = e.member_id WHERE e.content_id = ?1 AND e.id > ?2 "
+     "ORDER BY e.id"},
+
+    {Sql::SESSION_ADD, false,
+     "INSERT INTO session (person_id, key_hash, name, address, created, used) VALUES (?1, ?2, ?3, ?4, ?5, ?5)"},
+    {Sql::SESSION_BY_KEY, false,
+     "SELECT " SESSION_COLUMNS ", s.key_hash FROM session s CROSS JOIN person p ON p.id = s.person_id "
+     "WHERE s.key_hash = ?1 AND s.used > ?2 AND p.removed = 0"},
+    {Sql::SESSION_IS_LIVE, false,
+     "SELECT 1 FROM session s CROSS JOIN person p ON p.id = s.person_id WHERE s.id = ?1 AND s.used > ?2 AND p.removed = 0"},
+    {Sql::SESSION_USED, false, "UPDATE session SET used = ?2, address = ?3 WHERE id = ?1"},
+    {Sql::SESSION_LIST, true,
+     "SELECT " SESSION_COLUMNS " FROM session s CROSS JOIN person p ON p.id = s.person_id "
+     "WHERE s.used > ?1 AND p.removed = 0 ORDER BY s.id"},
+    {Sql::SESSIONS_OF_PERSON, false,
+     "SELECT " SESSION_COLUMNS " FROM session s CROSS JOIN person p ON p.id = s.person_id "
+     "WHERE s.person_id = ?1 AND s.used > ?2 ORDER BY s.id"},
+    {Sql::SESSION_END, false, "DELETE FROM session WHERE id = ?1"},
+    {Sql::SESSION_END_OF_PERSON, false, "DELETE FROM session WHERE id = ?1 AND person_id = ?2"},
+    {Sql::SESSIONS_FORGET, false, "DELETE FROM session WHERE used <= ?1"},
+    {Sql::SESSIONS_SIGN, true,
+     "SELECT coalesce(sum(s.id), 0) FROM session s CROSS JOIN person p ON p.id = s.person_id WHERE p.removed = 0"},
+    {Sql::INVITATION_ADD, false,
+     "INSERT INTO invitation (key_hash, name, person_id, group_id, inviter_id, expires) "
+     "VALUES (?1, ?2, nullif(?3, 0), nullif(?4, 0), nullif(?5, 0), ?6)"},
+    {Sql::INVITATION_BY_KEY, false,
+     "SELECT v.id, v.name, coalesce(v.person_id, 0), coalesce(v.group_id, 0), coalesce(v.inviter_id, 0), i.name, v.expires, "
+     "v.used, "
+     "v.key_hash FROM invitation v LEFT JOIN person i ON i.id = v.inviter_id WHERE v.key_hash = ?1"},
+    {Sql::INVITATION_USE, false, "UPDATE invitation SET used = ?2 WHERE id = ?1 AND used = 0 AND expires > ?2"},
+    {Sql::INVITATIONS_OPEN_OF_INVITER, false,
+     "SELECT count(*) FROM invitation WHERE inviter_id = ?1 AND expires > ?2 AND used = 0"},
+    {Sql::INVITATIONS_FORGET, false, "DELETE FROM invitation WHERE expires < ?1"},
+
+    {Sql::PAIRING_ADD, false,
+     "INSERT INTO pairing (key_hash, user_code, name, address, network, expires, pause) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)"},
+    {Sql::PAIRING_BY_KEY, false, "SELECT " PAIRING_COLUMNS "WHERE key_hash = ?1 AND state <> " PAIRING_DONE},
+    {Sql::PAIRING_BY_CODE, false, "SELECT " PAIRING_COLUMNS "WHERE user_code = ?1"},
+    // Of two who decide at the same time, one does.
+    {Sql::PAIRING_DECIDE, false,
+     "UPDATE pairing SET state = ?2, person_id = nullif(?3, 0) WHERE user_code = ?1 AND state = " PAIRING_PENDING
+     " AND expires > ?4"},
+    {Sql::PAIRING_POLLED, false, "UPDATE pairing SET polled = ?2, pause = ?3 WHERE id = ?1"},
+    {Sql::PAIRING_TAKEN, false, "UPDATE pairing SET state = " PAIRING_DONE " WHERE id = ?1"},
+    {Sql::PAIRINGS_PENDING, false, "SELECT count(*) FROM pairing WHERE expires > ?1 AND state = " PAIRING_PENDING},
+    {Sql::PAIRINGS_PENDING_OF_NETWORK, false,
+     "SELECT count(*) FROM pairing WHERE network = ?1 AND expires > ?2 AND state = " PAIRING_PENDING},
+    {Sql::PAIRINGS_FORGET, false, "DELETE FROM pairing WHERE expires < ?1"},
+    {Sql::GUESS_ADD, false, "INSERT INTO guess (network, person_id, at) VALUES (?1, ?2, ?3)"},
+    {Sql::GUESSES, false, "SELECT count(*) FROM guess WHERE at > ?1"},
+    {Sql::GUESSES_OF_NETWORK, false, "SELECT count(*) FROM guess WHERE network = ?1 AND at > ?2"},
+    {Sql::GUESSES_OF_PERSON, false, "SELECT count(*) FROM guess WHERE person_id = ?1 AND at > ?2"},
+    {Sql::GUESSES_FORGET, false, "DELETE FROM guess WHERE at < ?1"},
+
+    {Sql::CHANGE_ADD, false, "INSERT INTO change (kind, group_id, content_id, comment_id, at) VALUES (?1, ?2, ?3, ?4, ?5)"},
+    {Sql::CHANGE_LAST, false, "SELECT max(id) FROM change"},
+    {Sql::CHANGE_LAST_EVER, true, "SELECT seq FROM sqlite_sequence WHERE name = 'change'"},
+    {Sql::CHANGE_FIRST, false, "SELECT min(id) FROM change"},
+    {Sql::CHANGES_OF_PERSON, false,
+     "SELECT k.id, k.kind, k.group_id, k.content_id, k.comment_id FROM change k "
+     "CROSS JOIN member m ON m.person_id = ?1 AND m.group_id = k.group_id WHERE k.id > ?2 ORDER BY k.id LIMIT ?3"},
+    {Sql::CHANGES_FORGET, false, "DELETE FROM change WHERE at < ?1"},
+
+    {Sql::TRASH_ADD, false,
+     "INSERT INTO trash (kind, thing_id, group_id, content_id, by_id, at) "
+     "VALUES (?1, ?2, nullif(?3, 0), nullif(?4, 0), nullif(?5, 0), ?6)"},
+    {Sql::TRASH_GET, false, "SELECT " TRASH_COLUMNS "WHERE t.id = ?1"},
+    {Sql::TRASH_LIST, true, "SELECT " TRASH_COLUMNS "ORDER BY t.id"},
+    {Sql::TRASH_OLDEST, false, "SELECT " TRASH_COLUMNS "WHERE t.at < ?1 ORDER BY t.at, t.id LIMIT 1"},
+    {Sql::TRASH_OF_THING, false, "SELECT " TRASH_COLUMNS "WHERE t.kind = ?1 AND t.thing_id = ?2"},
+    {Sql::TRASH_REMOVE, false, "DELETE FROM trash WHERE id = ?1"},
+    {Sql::GROUP_TRASHED, false, "SELECT trashed FROM family WHERE id = ?1"},
+    {Sql::GROUP_MASTER, false, "SELECT master_id FROM family WHERE id = ?1"},
+    {Sql::GROUP_MASTER_IS_LIVE, false,
+     "SELECT 1 FROM family f CROSS JOIN person p ON p.id = f.master_id WHERE f.id = ?1 AND p.removed = 0"},
+    {Sql::GROUP_MARK, false, "UPDATE family SET trashed = ?3 WHERE id = ?1 AND trashed = ?2"},
+    {Sql::CONTENT_MARK, false,
+     "UPDATE content SET state = ?3 WHERE id = ?1 AND state = ?2 RETURNING group_id, type, comment_count"},
+    {Sql::COMMENT_MARK, false, "UPDATE comment SET trashed = ?3 WHERE id = ?1 AND trashed = ?2 RETURNING content_id"},
+    {Sql::PERSON_MARK, false, "UPDATE person SET removed = ?3 WHERE id = ?1 AND removed = ?2"},
+    {Sql::DEVICE_MARK, false, "UPDATE device SET removed = 1 WHERE duid = ?1 AND removed = 0 RETURNING id"},
+    {Sql::DEVICE_MARK_BY_ID, false, "UPDATE device SET removed = ?3 WHERE id = ?1 AND removed = ?2"},
+    {Sql::DEVICE_OWNER_IS_LIVE, false,
+     "SELECT 1 FROM device d CROSS JOIN person p ON p.id = d.person_id WHERE d.id = ?1 AND p.removed = 0"},
+    {Sql::MEMBERS_SET_ASIDE_OF_GROUP, false,
+     "INSERT INTO set_aside (trash_id, person_id, group_id, name_key, created, used) "
+     "SELECT ?2, person_id, group_id, name_key, created, used FROM member WHERE group_id = ?1"},
+    {Sql::MEMBERS_SET_ASIDE_OF_PERSON, false,
+     "INSERT INTO set_aside (trash_id, person_id, group_id, name_key, created, used) "
+     "SELECT ?2, person_id, group_id, name_key, created, used FROM member WHERE person_id = ?1"},
+    {Sql::MEMBERS_REMOVE_OF_GROUP, false, "DELETE FROM member WHERE group_id = ?1"},
+    {Sql::MEMBERS_REMOVE_OF_PERSON, false, "DELETE FROM member WHERE person_id = ?1"},
+    {Sql::SET_ASIDE_GIVE_BACK, false,
+     "INSERT OR IGNORE INTO member (person_id, group_id, name_key, created, used) "
+     "SELECT s.person_id, s.group_id, s.name_key, s.created, s.used FROM set_aside s "
+     "CROSS JOIN family f ON f.id = s.group_id CROSS JOIN person p ON p.id = s.person_id "
+     "WHERE s.trash_id = ?1 AND f.trashed = 0 AND p.removed = 0"},
+    {Sql::SET_ASIDE_REMOVE, false,
+     "DELETE FROM set_aside WHERE trash_id = ?1 AND EXISTS (SELECT 1 FROM family f WHERE f.id = group_id AND f.trashed = 0) "
+     "AND EXISTS (SELECT 1 FROM person p WHERE p.id = person_id AND p.removed = 0)"},
+    // What cannot come back yet comes back with the other thing that it needs.
+    {Sql::SET_ASIDE_HAND_ON, false,
+     "UPDATE set_aside SET trash_id = coalesce("
+     "(SELECT t.id FROM trash t WHERE t.kind = " KIND_GROUP " AND t.thing_id = set_aside.group_id AND t.id <> ?1), "
+     "(SELECT t.id FROM trash t WHERE t.kind = " KIND_PERSON " AND t.thing_id = set_aside.person_id AND t.id <> ?1), "
+     "trash_id) WHERE trash_id = ?1"},
+
+    {Sql::GROUP_SOME_CONTENTS, false, "SELECT id FROM content WHERE group_id = ?1 LIMIT ?2"},
+    {Sql::GROUP_DELETE, false, "DELETE FROM family WHERE id = ?1"},
+    {Sql::CONTENT_DELETE, false, "DELETE FROM content WHERE id = ?1"},
+    {Sql::CONTENT_FORGET, false,
+     "UPDATE content SET state = " STATE_DELETED
+     ", description = '', file_name = '', comment_count = 0 WHERE id = ?1 AND state = " STATE_TRASHED},
+    {Sql::COMMENT_DELETE, false, "DELETE FROM comment WHERE id = ?1"},
+    {Sql::COMMENTS_DELETE_OF_CONTENT, false,
+     "DELETE FROM comment WHERE id IN (SELECT id FROM comment WHERE content_id = ?1 LIMIT ?2)"},
     {Sql::EVENTS_DELETE_OF_CONTENT, false, "DELETE FROM event WHERE content_id = ?1"},
+    {Sql::TRASH_REMOVE_OF_CONTENT, false, "DELETE FROM trash WHERE content_id = ?1"},
+    {Sql::PERSON_DELETE, false,
+     "DELETE FROM person WHERE id = ?1 AND NOT EXISTS (SELECT 1 FROM content WHERE creator_id = ?1) "
+     "AND NOT EXISTS (SELECT 1 FROM comment WHERE author_id = ?1) AND NOT EXISTS (SELECT 1 FROM event WHERE member_id = ?1) "
+     "AND NOT EXISTS (SELECT 1 FROM family WHERE master_id = ?1)"},
+    {Sql::PERSON_FORGET, false, "UPDATE person SET removed = 2, phone = '', image = 0 WHERE id = ?1"},
+    {Sql::SET_ASIDE_REMOVE_OF_PERSON, false, "DELETE FROM set_aside WHERE person_id = ?1"},
+    {Sql::DEVICE_DELETE, false, "DELETE FROM device WHERE id = ?1"},
+    {Sql::DEVICES_DELETE_OF_PERSON, false, "DELETE FROM device WHERE person_id = ?1"},
 
     {Sql::CHECK_COUNTS, true,
-     "SELECT (SELECT count(*) FROM person), (SELECT count(*) FROM device), (SELECT count(*) FROM family), "
-     "(SELECT count(*) FROM content WHERE state = " STATE_STORED "), (SELECT count(*) FROM content WHERE state = " STATE_RESERVED
-     "), "
-     "(SELECT count(*) FROM comment)"},
+     "SELECT (SELECT count(*) FROM person WHERE removed = 0), "
+     "(SELECT count(*) FROM device d CROSS JOIN person p ON p.id = d.person_id WHERE d.removed = 0 AND p.removed = 0), "
+     "(SELECT count(*) FROM family WHERE trashed = 0), "
+     "(SELECT count(*) FROM content c CROSS JOIN family f ON f.id = c.group_id WHERE c.state = " STATE_STORED
+     " AND f.trashed = 0), "
+     "(SELECT count(*) FROM content c CROSS JOIN family f ON f.id = c.group_id WHERE c.state = " STATE_RESERVED
+     " AND f.trashed = 0), "
+     "(SELECT coalesce(sum(comment_count), 0) FROM family WHERE trashed = 0), (SELECT count(*) FROM trash)"},
     {Sql::CHECK_GROUP_TOTALS, true,
      "SELECT f.id FROM family f LEFT JOIN (SELECT group_id, count(*) AS total, sum(type = " TYPE_PHOTO
      ") AS photo, sum(type = " TYPE_VIDEO ") AS video, "
      "sum(type = " TYPE_MUSIC ") AS audio, sum(comment_count) AS comments FROM content WHERE state = " STATE_STORED
      " GROUP BY group_id) t "
-     "ON t.group_id = f.id WHERE f.total_count <> coalesce(t.total, 0) OR f.photo_count <> coalesce(t.photo, 0) "
+     "ON t.group_id = f.id WHERE f.trashed <> 2 AND (f.total_count <> coalesce(t.total, 0) OR f.photo_count <> coalesce(t.photo, "
+     "0) "
      "OR f.video_count <> coalesce(t.video, 0) OR f.audio_count <> coalesce(t.audio, 0) "
-     "OR f.comment_count <> coalesce(t.comments, 0) ORDER BY f.id"},
+     "OR f.comment_count <> coalesce(t.comments, 0)) ORDER BY f.id"},
     {Sql::CHECK_COMMENT_COUNTS, true,
-     "SELECT c.id FROM content c LEFT JOIN (SELECT content_id, count(*) AS total FROM comment GROUP BY content_id) t "
-     "ON t.content_id = c.id WHERE c.comment_count <> coalesce(t.total, 0) ORDER BY c.id"},
+     "SELECT c.id FROM content c LEFT JOIN (SELECT content_id, count(*) AS total FROM comment WHERE trashed = 0 GROUP BY "
+     "content_id) t "
+     "ON t.content_id = c.id CROSS JOIN family f ON f.id = c.group_id WHERE c.state <> " STATE_DELETED
+     " AND f.trashed <> 2 AND c.comment_count <> coalesce(t.total, 0) ORDER BY c.id"},
+    {Sql::CHECK_USED_BYTES, true,
+     "SELECT p.name FROM person p LEFT JOIN (SELECT creator_id, sum(size) AS total FROM content "
+     "WHERE state NOT IN (" STATE_RESERVED ", " STATE_DELETED ") GROUP BY creator_id) t "
+     "ON t.creator_id = p.id WHERE p.used_bytes <> coalesce(t.total, 0) ORDER BY p.id"},
+    {Sql::CHECK_UNDECODABLE, true, "SELECT id FROM content WHERE thumbnails = 2 AND state = " STATE_STORED " ORDER BY id"},
+    {Sql::DATABASE_COPY, true, "VACUUM INTO ?1"},
 };
 
 /// \return whether each statement stands at the place of its name.

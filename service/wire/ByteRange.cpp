@@ -20,8 +20,8 @@ ByteRange parseRange(std::string_view header, std::int64_t size)
         return whole;
     const std::string_view firstText = trim(header.substr(0, dash));
     const std::string_view lastText = trim(header.substr(dash + 1));
-    const auto first = parseSize(firstText);
-    const auto last = parseSize(lastText);
+    const auto first = parseDecimal<std::int64_t>(firstText);
+    const auto last = parseDecimal<std::int64_t>(lastText);
     if ((!first && !firstText.empty()) || (!last && !lastText.empty()) || (!first && !last))
         return whole;
     if (!first) {
@@ -34,22 +34,6 @@ ByteRange parseRange(std::string_view header, std::int64_t size)
         return {ByteRange::UNSATISFIABLE, 0, 0};
     const std::int64_t end = last ? std::min(*last, size - 1) : size - 1;
     return {ByteRange::PART, *first, end - *first + 1};
-}
-
-bool listsTag(std::string_view header, std::string_view tag)
-{
-    while (!header.empty()) {
-        const auto comma = header.find(',');
-        std::string_view entry = trim(header.substr(0, comma));
-        header.remove_prefix(comma == std::string_view::npos ? header.size() : comma + 1);
-        if (entry == "*")
-            return true;
-        if (entry.substr(0, 2) == "W/")
-            entry.remove_prefix(2);
-        if (entry == tag)
-            return true;
-    }
-    return false;
 }
 
 } // namespace kinloomd

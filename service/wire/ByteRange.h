@@ -3,6 +3,8 @@
 #ifndef KINLOOMD_WIRE_BYTERANGE_H
 #define KINLOOMD_WIRE_BYTERANGE_H
 
+#include "httpd/EntityTag.h" // IWYU pragma: export
+
 #include <cstdint>
 #include <string_view>
 
@@ -23,8 +25,7 @@ struct ByteRange {
 /// none, which a server is free to do.
 ByteRange parseRange(std::string_view header, std::int64_t size);
 
-/// \return whether a list of entity tags, as in If-None-Match, holds the tag. "*" holds every tag; weak tags count as strong ones.
-bool listsTag(std::string_view header, std::string_view tag);
+using httpd::listsTag;
 
 } // namespace kinloomd
 

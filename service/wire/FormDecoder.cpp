@@ -1,29 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "wire/FormDecoder.h"
 
+#include "httpd/Text.h"
+
 namespace kinloomd {
 
 namespace {
-
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 std::string decode(std::string_view text, bool plusIsBlank)
 {
     std::string result;
     result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool escape = text[i] == '%' && i + 2 < text.size() && hexValue(text[i + 1]) >= 0 && hexValue(text[i + 2]) >= 0;
-        if (escape) {
-            result += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
+        const bool whole = text[i] == '%' && i + 2 < text.size();
+        const int high = whole ? httpd::hexDigit(text[i + 1]) : -1;
+        const int low = whole ? httpd::hexDigit(text[i + 2]) : -1;
+        if (high >= 0 && low >= 0) {
+            result += static_cast<char>(high * 16 + low);
             i += 2;
         } else {
             result += plusIsBlank && text[i] == '+' ? ' ' : text[i];

@@ -114,11 +114,18 @@ void XmlWriter::comment(const char* text)
     m_text += "-->";
 }
 
+void XmlWriter::end()
+{
+    while (!m_open.empty())
+        close();
+    m_text += '\n';
+}
+
 std::string XmlWriter::finish()
 {
     assert(m_open.empty());
-    m_text += '\n';
-    return std::move(m_text);
+    end();
+    return take();
 }
 
 void XmlWriter::endStartTag()

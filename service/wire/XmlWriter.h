@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kinloomd {
@@ -42,8 +43,18 @@ public:
     /// Writes a comment. The text must be the program's own, without "--".
     void comment(const char* text);
 
+    /// Ends every element that is open, and the document.
+    void end();
+
     /// The document. All elements must have been ended; the writer is empty afterwards.
     std::string finish();
+
+    /// What has been written; the writer goes on where it is, with nothing.
+    std::string take() { return std::exchange(m_text, {}); }
+    /// What has been written since \c forget; until something is written.
+    std::string_view written() const { return m_text; }
+    /// Forgets what has been written, which has been sent, and goes on where it is.
+    void forget() { m_text.clear(); }
 
 private:
     void endStartTag();

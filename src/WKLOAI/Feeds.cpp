@@ -30,7 +30,7 @@ constexpr OptionText INCLUDE_TEXTS[] = {
 };
 constexpr std::string_view INCLUDE_OTHERWISE = "none";
 
-constexpr UINT32 DEFAULT_PAGE = 30;
+constexpr UINT32 DEFAULT_CONTENTS = 30;
 
 /// Feeds and galleries differ in their command only.
 template <class CMD> class ContentList : public ListCompletion<CMD, WContent> {
@@ -72,7 +72,7 @@ WSTATUS WKLOAI::retrieveGroupFeeds(const WGroup& group, const STRING& before, co
             request.query("&", "search_before", before);
         else
             request.query("&", "search_after", after);
-        request.query("&", "search_count", countText(count, DEFAULT_PAGE))
+        request.query("&", "search_count", countText(count, DEFAULT_CONTENTS))
             .query("&", "search_base", textOf(BASE_TEXTS, base, BASE_OTHERWISE))
             .query("&", "option_item", textOf(ITEM_TEXTS, item, ITEM_OTHERWISE))
             .query("&", "option_include", textOf(INCLUDE_TEXTS, include, INCLUDE_OTHERWISE));

@@ -14,7 +14,7 @@ constexpr OptionText SORT_TEXTS[] = {
 };
 constexpr std::string_view SORT_OTHERWISE = "alphabetical";
 
-constexpr UINT32 DEFAULT_PAGE = 10;
+constexpr UINT32 DEFAULT_GROUPS = 10;
 
 // How the include option ends the URL: the separators differ by value, and the service's parser takes each as it is.
 struct IncludeTail {
@@ -88,7 +88,7 @@ WSTATUS WKLOAI::retrieveGroupList(const WPerson& person, KLGroupListCallback cal
         const IncludeTail& tail = includeTail(include);
         ApiRequest request((uid.empty() ? STRING("me") : uid) + "/group.list");
         request.query("?", "search_index", KLService::int2str(index))
-            .query("&", "search_count", countText(count, DEFAULT_PAGE))
+            .query("&", "search_count", countText(count, DEFAULT_GROUPS))
             .query("&", "option_sort", textOf(SORT_TEXTS, sort, SORT_OTHERWISE))
             .query(tail.before, "option_include", tail.text)
             .url.append(tail.after);

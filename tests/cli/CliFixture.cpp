@@ -2,6 +2,7 @@
 #include "CliFixture.h"
 
 #include "W/Http.h"
+#include "support/Wait.h"
 
 #include <cstdlib>
 #include <sstream>
@@ -124,6 +125,31 @@ std::uint64_t CliTest::hits(const std::string& operation) const
 {
     const Json all = Json::parse(control(service.url() + "/control/hits", W::HTTP_REQUEST_GET, ""));
     return all.value(operation, std::uint64_t{0});
+}
+
+bool CliTest::reaches(const std::string& operation, std::uint64_t count) const
+{
+    return comesTrue([&] { return hits(operation) >= count; });
+}
+
+std::string contentDocument(const std::string& id, const std::string& size, const std::string& url)
+{
+    return "<content><contentId>" + id + "</contentId><contentType>photo</contentType><contentDetail><contentUrl>" + url +
+           "</contentUrl><size>" + size + "</size></contentDetail></content>";
+}
+
+void pretendService(RawServer& server, const std::string& contents, const std::string& media)
+{
+    server.onRequest([contents, media](const RawRequest& request) {
+        const std::string target = request.target();
+        if (target.find("/media/endless.jpg") != std::string::npos)
+            return RawReply().send("HTTP/1.1 200 OK\r\n\r\n").sendEndlessly(std::string(1 << 16, 'x'), 1ULL << 30);
+        if (target.find("/media/") != std::string::npos)
+            return RawReply::ok(media);
+        return RawReply::ok(R"(<?xml version="1.0" encoding="UTF-8"?><rsp><result><stat>ok</stat></result><data>)" +
+                                (target.find("feeds") != std::string::npos ? contents : std::string()) + "</data></rsp>",
+                            {"Content-Type: text/xml; charset=utf-8"});
+    });
 }
 
 std::string makePhoto(const std::string& path, const Arguments& options)

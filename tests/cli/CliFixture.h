@@ -5,6 +5,7 @@
 
 #include "KinloomdProcess.h"
 #include "Program.h"
+#include "support/RawServer.h"
 #include "support/TempDir.h"
 
 #include <gmock/gmock.h>
@@ -63,12 +64,23 @@ protected:
     void setFault(const std::string& line) const;
     /// How often an operation was asked for.
     std::uint64_t hits(const std::string& operation) const;
+    /// Waits until it was asked for so often. \return false when it was not in time.
+    bool reaches(const std::string& operation, std::uint64_t count) const;
 
     kinloomd_test::TemporaryFolder data;
     kinloomd_test::KinloomdProcess service;
     User ada;
     TempDir files;
 };
+
+/// A section of the configuration for a service that takes every device.
+inline constexpr const char* ANY_DEVICE = "[provider.Kinloom]\napp_id = \"app\"\nAuthToken = \"token\"\nduid = \"duid\"\n";
+
+/// A content in a feed, as far as a transfer needs it.
+std::string contentDocument(const std::string& id, const std::string& size, const std::string& url);
+/// Has a server of the test's own take the place of a service whose groups hold these contents. What it is asked for below
+/// "/media/endless.jpg" has no end; all other media are the same.
+void pretendService(RawServer& server, const std::string& contents, const std::string& media);
 
 /// Makes a photograph. \return its path.
 std::string makePhoto(const std::string& path, const Arguments& options = {});

@@ -6,6 +6,7 @@
 
 using namespace kinloom;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -89,6 +90,60 @@ TEST(CommandLine, RefusesWhatMakesNoSense)
     };
     for (const auto& line : lines)
         EXPECT_EQ(exitOf(line), Exit::USAGE) << testing::PrintToString(line);
+}
+
+std::string complaintOf(const std::vector<std::string>& arguments)
+{
+    try {
+        readCommandLine(arguments);
+        return "";
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+}
+
+TEST(CommandLine, NamesTheHelpOfTheCommandThatIsMeant)
+{
+    EXPECT_THAT(complaintOf({"upload"}), HasSubstr(". 'kinloom upload --help' shows what there is."));
+    EXPECT_THAT(complaintOf({"--json", "group", "create"}), HasSubstr("'kinloom group create --help'"));
+    EXPECT_THAT(complaintOf({"group", "bogus"}), HasSubstr("'kinloom group --help'"));
+    EXPECT_THAT(complaintOf({"bogus"}), HasSubstr(". 'kinloom --help' shows"));
+    EXPECT_THAT(complaintOf({"grops"}), HasSubstr("Did you mean 'groups'? 'kinloom --help'"));
+    EXPECT_THAT(complaintOf({"content", "move", "1"}), Not(HasSubstr("Did you mean")));
+}
+
+TEST(CommandLine, SaysWhereAWordThatBeginsWithADashStands)
+{
+    EXPECT_THAT(
+        complaintOf({"upload", "Summer", "-x.jpg"}),
+        HasSubstr("'kinloom upload' has no option '-x.jpg'; a word that begins with a dash and is none stands behind '--'"));
+    EXPECT_THAT(complaintOf({"group", "create", "-x"}), HasSubstr("no option '-x'"));
+    EXPECT_THAT(complaintOf({"groups", "--dry-run=1"}), HasSubstr("'kinloom groups' has no option '--dry-run'"));
+    EXPECT_THAT(complaintOf({"groups", "--count", "-1"}), Not(HasSubstr("behind '--'")));
+    EXPECT_EQ(complaintOf({"upload", "Summer", "--", "-x.jpg"}), "");
+}
+
+TEST(CommandLine, KnowsWhereToFindWhatItHasNoWordFor)
+{
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"members"}, "kinloomd member list GROUP"},
+        {{"group", "members", "1"}, "kinloomd member list GROUP"},
+        {{"group", "leave", "1"}, "kinloomd member remove GROUP PERSON"},
+        {{"group", "show", "1"}, "kinloom feed GROUP"},
+        {{"group", "list"}, "'kinloom groups'"},
+        {{"group", "rename", "1", "x"}, "nor has kinloomd"},
+        {{"group", "describe", "1", "x"}, "nor has kinloomd"},
+        {{"content", "list", "1"}, "'kinloom feed GROUP'"},
+        {{"content", "edit", "1"}, "a content stays as it is"},
+        {{"comment", "list", "1"}, "'kinloom content show UID'"},
+        {{"rename"}, "kinloomd person rename"},
+        {{"help"}, "man kinloom"},
+        {{"version"}, "'kinloom --version'"},
+    };
+    for (const auto& [line, says] : cases) {
+        EXPECT_THAT(complaintOf(line), HasSubstr(says)) << testing::PrintToString(line);
+        EXPECT_THAT(complaintOf(line), Not(HasSubstr("there is no command")));
+    }
 }
 
 TEST(CommandLine, TakesTextThatLooksLikeAnOptionBehindTwoDashes)

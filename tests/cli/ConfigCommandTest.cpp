@@ -33,7 +33,10 @@ TEST(ConfigCommand, ShowsAndSetsEveryOptionOfTheClient)
     std::string keys;
     for (const W::ClientOption& option : W::clientOptions()) {
         EXPECT_EQ(shown[option.key], option.text(defaults)) << option.key;
-        const std::string value = option.text(defaults).empty() ? "a:1:b:2" : "20000";
+        const std::string value = option.key == std::string("lead_to")   ? "http://a=https://b"
+                                  : option.key == std::string("ca_file") ? fileOf(user) // any that is there
+                                  : option.text(defaults).empty()        ? "a:1:b:2"
+                                                                         : "20000";
         user.ok({"config", "set", option.key, value});
         EXPECT_EQ(user.ok({"config", "get", option.key}), value + "\n");
         keys.append(", ").append(option.key);
@@ -89,6 +92,22 @@ TEST(ConfigCommand, TakesOverWhatTheServicePrints)
     EXPECT_EQ(user.ok({"config", "get", "app_id"}), "a\n");
 }
 
+TEST(ConfigCommand, AnImportedWayReplacesTheOneBeforeWhole)
+{
+    const std::string device = "[provider.Kinloom]\napp_id = \"a\"\nAuthToken = \"b\"\nduid = \"c\"\n";
+    const User user;
+    user.ok({"config", "set", "service", "https://127.0.0.1:2"});
+    user.ok({"config", "set", "user_agent", "mine"});
+    user.ok({"config", "import"}, device);
+    EXPECT_EQ(user.ok({"config", "get", "service"}), "https://127.0.0.1:2\n") << "one without a way says nothing of it";
+    user.ok({"config", "import"}, device + "[client]\nconnect_to = [\"openapi.kinloom.example:80:127.0.0.1:3\"]\n");
+    EXPECT_EQ(user.ok({"config", "get", "service"}), "http://127.0.0.1:3\n");
+    EXPECT_EQ(user.ok({"config", "get", "user_agent"}), "mine\n");
+    user.ok({"config", "import"}, device + "[client]\nlead_to = [\"http://openapi.kinloom.example=https://127.0.0.1:4\"]\n");
+    EXPECT_EQ(user.ok({"config", "get", "service"}), "https://127.0.0.1:4\n");
+    EXPECT_EQ(user.json({"config", "show"})["client"]["connect_to"], "");
+}
+
 TEST(ConfigCommand, RefusesWhatIsNoConfiguration)
 {
     const User user;
@@ -111,6 +130,24 @@ TEST(ConfigCommand, RefusesUnknownOptionsAndUnfitValues)
     EXPECT_EQ(user.run({"config", "set", "duid", "a\nb"}).exitCode, 2);
     EXPECT_EQ(user.run({"config", "set", "service", "somewhere"}).exitCode, 2);
     EXPECT_EQ(user.run({"config", "get", "duid"}).exitCode, 3) << "not set";
+}
+
+TEST(ConfigCommand, KeepsAFileOfAuthoritiesSoThatItIsFoundFromAnyFolder)
+{
+    User user;
+    user.ok({"config", "import"}, "[provider.Kinloom]\napp_id = \"a\"\nAuthToken = \"b\"\nduid = \"c\"\n");
+    const std::string file = user.home().file("ca.pem");
+    writeFile(file, "x");
+    Program::Settings settings = user.between({"config", "set", "ca_file", "./ca.pem"});
+    settings.folder = user.home().path();
+    EXPECT_EQ(Program(settings).wait().exitCode, 0);
+    EXPECT_EQ(user.ok({"config", "get", "ca_file"}), file + "\n");
+    const ProgramResult missing = user.run({"config", "set", "ca_file", "/nonexistent.pem"});
+    EXPECT_EQ(missing.exitCode, 5);
+    EXPECT_THAT(missing.err, HasSubstr("/nonexistent.pem: which ca_file names, cannot be read"));
+    ASSERT_EQ(std::remove(file.c_str()), 0);
+    EXPECT_EQ(user.run({"groups"}).exitCode, 5) << "it is a file of this computer";
+    user.ok({"config", "set", "ca_file", ""});
 }
 
 TEST(ConfigCommand, SaysWhichLineOfABrokenFileIsWrong)

@@ -18,11 +18,17 @@ protected:
     {
     }
 
-    /// Uploads the photograph a number of times. \return the identifiers, in the order of uploading.
+    /// Uploads the photograph, and others that differ from it in their last bytes. \return the identifiers, in the order of
+    /// uploading.
     std::vector<std::string> uploadTimes(std::size_t number)
     {
-        Arguments arguments = {"upload", group};
-        arguments.insert(arguments.end(), number, photo);
+        // One after the other: beside each other they arrive in any order.
+        Arguments arguments = {"upload", "--jobs", "1", group};
+        arguments.push_back(photo);
+        for (std::size_t i = 1; i < number; ++i) {
+            arguments.push_back(files.file("lake" + std::to_string(i) + ".jpg"));
+            writeFile(arguments.back(), readFile(photo) + std::to_string(i));
+        }
         std::vector<std::string> ids;
         const Json document = ada.json(arguments);
         for (const Json& file : document["files"])
@@ -138,10 +144,10 @@ TEST_F(ContentCommand, AsksForTheMimeType)
 TEST_F(ContentCommand, DeletesAContent)
 {
     const std::string id = ada.upload(group, photo);
-    ada.ok({"content", "delete", id});
+    ada.ok({"content", "delete", "--yes", id});
     EXPECT_EQ(ada.json({"feed", group})["contents"].size(), 0U);
     EXPECT_EQ(ada.run({"content", "show", id}).exitCode, 1);
-    EXPECT_EQ(ada.run({"content", "delete", id}).exitCode, 1);
+    EXPECT_EQ(ada.run({"content", "delete", "--yes", id}).exitCode, 1);
 }
 
 TEST_F(ContentCommand, WritesShowsAndDeletesComments)
@@ -152,9 +158,37 @@ TEST_F(ContentCommand, WritesShowsAndDeletesComments)
     EXPECT_NE(first, second) << "the newer of two like comments is the new one";
     EXPECT_EQ(ada.json({"comment", "show", second})["text"], "same");
     EXPECT_EQ(ada.json({"comment", "show", second})["author"]["name"], "Ada");
-    ada.ok({"comment", "delete", first});
+    ada.ok({"comment", "delete", "--yes", first});
     EXPECT_EQ(ada.run({"comment", "show", first}).exitCode, 1);
     EXPECT_EQ(ada.json({"content", "show", id})["comment_count"], 1);
+}
+
+TEST_F(ContentCommand, CreditsACommentToItsDeviceWhoeverSignsInMeanwhile)
+{
+    const std::string id = ada.upload(group, photo);
+    const User ben(data.path(), "Ben", service.url());
+    setFault("comment:delay=2000*1");
+    Program adas(ada.between({"comment", "add", id, "text", "--json"}));
+    ASSERT_TRUE(reaches("comment", 1));
+    ben.ok({"groups"});
+    const ProgramResult result = adas.wait();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    const std::string comment = Json::parse(result.out)["id"];
+    EXPECT_EQ(ada.json({"comment", "show", comment})["author"]["name"], "Ada");
+}
+
+TEST_F(ContentCommand, ACommentThatWasMadeIsNoFailureThoughItsNumberIsNotToBeHad)
+{
+    const std::string id = ada.upload(group, photo);
+    setFault("view:delay=1*1"); // before the comment
+    setFault("view:status=500*1");
+    Json document = ada.json({"comment", "add", id, "once"});
+    EXPECT_TRUE(document["id"].is_null());
+    EXPECT_EQ(document["text"], "once");
+    EXPECT_EQ(ada.json({"content", "show", id})["comment_count"], 1);
+    setFault("view:delay=1*1");
+    setFault("view:status=500*1");
+    EXPECT_EQ(ada.ok({"comment", "add", id, "twice"}), "Commented on " + id + ".\n");
 }
 
 TEST_F(ContentCommand, EmptyCommentIsRefusedBeforeAnyRequest)
@@ -169,8 +203,8 @@ TEST_F(ContentCommand, APhotoIsNotDeletedAsACommentNorACommentAsAPhoto)
 {
     const std::string id = ada.upload(group, photo);
     const std::string comment = ada.json({"comment", "add", id, "text"})["id"];
-    EXPECT_EQ(ada.run({"comment", "delete", id}).exitCode, 1);
-    EXPECT_EQ(ada.run({"content", "delete", comment}).exitCode, 1);
+    EXPECT_EQ(ada.run({"comment", "delete", "--yes", id}).exitCode, 1);
+    EXPECT_EQ(ada.run({"content", "delete", "--yes", comment}).exitCode, 1);
     EXPECT_EQ(hits("delete"), 0U);
     EXPECT_EQ(ada.json({"content", "show", id})["comment_count"], 1);
 }

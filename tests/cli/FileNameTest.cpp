@@ -4,6 +4,7 @@
 #include "core/Text.h"
 
 #include <gtest/gtest.h>
+#include <set>
 
 using namespace kinloom;
 
@@ -40,6 +41,7 @@ TEST(FileName, BoundsTheLengthAndKeepsTheExtension)
     const std::string name = safeFileName(std::string(300, 'a') + ".jpeg");
     EXPECT_EQ(name.size(), 200U);
     EXPECT_EQ(name.substr(195), ".jpeg");
+    EXPECT_EQ(safeFileName(std::string(300, '-') + ".jpeg").size(), 200U); // with the "_" before it
 }
 
 TEST(FileName, NeverCutsACharacterInTwo)
@@ -84,12 +86,47 @@ TEST(FileName, NumbersStandBeforeTheExtension)
     EXPECT_EQ(numberedName("photo", 13), "photo (13)");
 }
 
+TEST(FileName, KnowsItsNumberedForms)
+{
+    for (const char* form : {"photo.jpg", "photo (2).jpg", "photo (17).jpg"})
+        EXPECT_TRUE(isFormOf(form, "photo.jpg")) << form;
+    for (const char* other : {"photo ().jpg", "photo (2x).jpg", "photo (2).png", "photo(2).jpg", "my photo (2).jpg", "photo", ""})
+        EXPECT_FALSE(isFormOf(other, "photo.jpg")) << other;
+    EXPECT_TRUE(isFormOf("photo (3)", "photo"));
+}
+
+TEST(TakenNumbers, AreAskedForOnceHoweverManyWantTheName)
+{
+    std::set<std::string> taken;
+    std::size_t asked = 0;
+    TakenNumbers numbers;
+    for (unsigned int i = 1; i <= 10'000; ++i) {
+        const unsigned int first = numbers.firstFree("photo.jpg", [&](const std::string& name) {
+            ++asked;
+            return taken.count(name) > 0;
+        });
+        ASSERT_EQ(first, i);
+        taken.insert(numberedName("photo.jpg", first));
+    }
+    EXPECT_LE(asked, 20'000U);
+    EXPECT_EQ(numbers.firstFree("other.jpg", [](const std::string&) { return false; }), 1U);
+}
+
 TEST(FileName, ExtensionsFollowFormats)
 {
     EXPECT_EQ(extensionOf("image/jpeg"), ".jpg");
     EXPECT_EQ(extensionOf("PNG"), ".png");
     EXPECT_EQ(extensionOf("unheard-of"), "");
     EXPECT_EQ(extensionOf(""), "");
+}
+
+TEST(FileName, NeverBeginsWithADash)
+{
+    EXPECT_EQ(safeFileName("-rf"), "_-rf");
+    EXPECT_EQ(safeFileName(". -rf.jpg"), "_-rf.jpg");
+    EXPECT_EQ(nameFromUrl("http://h/%2d-help.jpg", "x"), "_--help.jpg");
+    EXPECT_EQ(safeFileName("a-b"), "a-b");
+    EXPECT_THROW(requireFileName("-rf"), Failure);
 }
 
 } // namespace

@@ -68,20 +68,29 @@ TEST(Picture, CannotBeReadFromWhatIsNone)
 {
     const test::TempDir folder;
     test::writeFile(folder.file("text"), "this is no picture");
-    EXPECT_THROW(readPicture(folder.file("text"), 100), Failure);
-    EXPECT_THROW(readPicture(folder.file("missing"), 100), Failure);
+    EXPECT_THROW(readPicture(folder.file("text"), 100, PICTURE_PROGRAM), Failure);
+    EXPECT_THROW(readPicture(folder.file("missing"), 100, PICTURE_PROGRAM), Failure);
+}
+
+TEST(Picture, CannotBeReadWithoutTheProgramThatDecodes)
+{
+    const test::TempDir folder;
+    test::writeFile(folder.file("picture"), GIF);
+    EXPECT_THROW(readPicture(folder.file("picture"), 100, ""), Failure);
+    EXPECT_THROW(readPicture(folder.file("picture"), 100, "/nonexistent"), Failure);
+    EXPECT_THROW(readPicture(folder.file("picture"), 100, PICTURE_PROGRAM, [] { return true; }), Failure);
 }
 
 TEST(Picture, IsReadWithReadersThatStandHostileFilesAlone)
 {
     const test::TempDir folder;
     test::writeFile(folder.file("picture"), GIF);
-    const Picture picture = readPicture(folder.file("picture"), 100);
+    const Picture picture = readPicture(folder.file("picture"), 100, PICTURE_PROGRAM);
     EXPECT_EQ(picture.width, 1);
     EXPECT_EQ(picture.height, 1);
     EXPECT_EQ(picture.pixels, (std::vector<std::uint8_t>{255, 0, 0, 255}));
     test::writeFile(folder.file("pnm"), PNM);
-    EXPECT_THROW(readPicture(folder.file("pnm"), 100), Failure);
+    EXPECT_THROW(readPicture(folder.file("pnm"), 100, PICTURE_PROGRAM), Failure);
 }
 
 } // namespace

@@ -9,7 +9,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const auto START = Progress::Clock::time_point(std::chrono::hours(1));
+const auto START = Rate::Clock::time_point(std::chrono::hours(1));
 
 TEST(Rate, IsUnknownUntilTwoSamplesDiffer)
 {
@@ -56,36 +56,5 @@ TEST(ProgressBar, StaysWithinBoundsWhenMoreArrivesThanExpected)
 }
 
 TEST(ProgressBar, NeutralisesTheName) { EXPECT_EQ(progressBar({"a\x1b[2J", 0, 0, 0}, 80), "a\uFFFD[2J  0 B"); }
-
-TEST(Progress, DrawsABarAnewOnATerminalAndRemovesItAtItsEnd)
-{
-    std::string written;
-    {
-        Progress progress("a.jpg", true, 80, [&](const std::string& text) { written += text; });
-        progress.update(50, 100, START);
-        EXPECT_EQ(written.substr(0, 6), "\ra.jpg");
-        EXPECT_EQ(written.find('\n'), std::string::npos);
-    }
-    EXPECT_EQ(written.substr(written.size() - 4), "\r\x1b[K");
-}
-
-TEST(Progress, WritesNothingToATerminalWhenItWasNeverUpdated)
-{
-    std::string written;
-    {
-        Progress progress("a.jpg", true, 80, [&](const std::string& text) { written += text; });
-    }
-    EXPECT_EQ(written, "");
-}
-
-TEST(Progress, WritesALineEveryTenSecondsElsewhere)
-{
-    std::string written;
-    Progress progress("a.jpg", false, 80, [&](const std::string& text) { written += text; });
-    for (int tenths = 0; tenths < 251; ++tenths)
-        progress.update(tenths * 100.0, 100'000, START + std::chrono::milliseconds(tenths * 100));
-    EXPECT_EQ(written, "kinloom: a.jpg: 10 %, 10.0 kB of 100.0 kB, 1.0 kB/s, 1 min 30 s left\n"
-                       "kinloom: a.jpg: 20 %, 20.0 kB of 100.0 kB, 1.0 kB/s, 1 min 20 s left\n");
-}
 
 } // namespace

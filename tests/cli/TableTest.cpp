@@ -74,9 +74,19 @@ TEST(Sheet, AlignsValuesAndLeavesEmptyOnesOut)
     Sheet sheet;
     sheet.add("id", "5");
     sheet.add("format", "");
-    sheet.add("description", "a\nb");
-    EXPECT_EQ(sheet.aligned(), "id           5\ndescription  a b\n");
-    EXPECT_EQ(sheet.plain(), "id\t5\ndescription\ta b\n");
+    sheet.add("name", "a\nb");
+    EXPECT_EQ(sheet.aligned(80), "id    5\nname  a b\n");
+    EXPECT_EQ(sheet.plain(), "id\t5\nname\ta b\n");
+}
+
+TEST(Sheet, KeepsTheLinesOfATextAndWrapsThem)
+{
+    Sheet sheet;
+    sheet.add("id", "5");
+    sheet.addText("text", "one two three\r\n\n\nfour\x1b[2J\n");
+    sheet.addText("empty", "\n \n");
+    EXPECT_EQ(sheet.aligned(15), "id    5\ntext  one two\n      three\n\n      four\uFFFD[2J\n");
+    EXPECT_EQ(sheet.plain(), "id\t5\ntext\tone two three\n\t\n\tfour\uFFFD[2J\n");
 }
 
 } // namespace

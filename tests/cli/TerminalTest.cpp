@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Ctrl-C, pictures, and where output goes.
 #include "CliFixture.h"
+#include "support/Wait.h"
 
 #include <csignal>
 
@@ -52,7 +53,7 @@ TEST_F(TerminalTest, CtrlCInAnUploadLeavesNoContentAndSparesTheFollowingFiles)
 {
     const std::string path = large();
     setFault("upload.file:delay=60000*1");
-    Program program(ada.inTerminal({"upload", group, path, path}));
+    Program program(ada.inTerminal({"upload", group, path, path, "--jobs", "1"}));
     ASSERT_TRUE(program.waitFor("MB of 9.0 MB"));
     program.type("\x03");
     EXPECT_EQ(program.wait().exitCode, 130);
@@ -67,6 +68,17 @@ TEST_F(TerminalTest, CtrlCEndsAWaitForAReply)
     ASSERT_TRUE(program.waitFor("the plugin is"));
     program.type("\x03");
     EXPECT_EQ(program.wait().exitCode, 130);
+}
+
+TEST_F(TerminalTest, CtrlCSaysThatAChangeMayHaveBeenMade)
+{
+    setFault("group.create:delay=60000*1");
+    Program program(ada.inTerminal({"group", "create", "Winter"}));
+    EXPECT_TRUE(comesTrue([&] { return hits("group.create") == 2; })) << "the first is the test's own";
+    program.type("\x03");
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.exitCode, 130);
+    EXPECT_THAT(result.out, HasSubstr("may have taken effect at the service all the same"));
 }
 
 TEST_F(TerminalTest, CtrlCWhileSigningInEndsAtOnce)
@@ -103,15 +115,15 @@ TEST_F(TerminalTest, SecondCtrlCEndsTheProgramAtOnce)
 
 TEST_F(TerminalTest, JsonIsValidWhateverThePluginLogs)
 {
-    for (const Arguments& arguments :
-         {Arguments{"--json", "--verbose", "group", "delete", "999"}, Arguments{"--json", "group", "delete", "999"},
-          Arguments{"--json", "unheard-of"}, Arguments{"--json", "upload", group, "missing.jpg"}}) {
+    for (const Arguments& arguments : {Arguments{"--json", "--verbose", "group", "delete", "--yes", "999"},
+                                       Arguments{"--json", "group", "delete", "--yes", "999"}, Arguments{"--json", "unheard-of"},
+                                       Arguments{"--json", "upload", group, "missing.jpg"}}) {
         const ProgramResult result = ada.run(arguments);
         EXPECT_NE(result.exitCode, 0);
         EXPECT_TRUE(Json::accept(result.out)) << result.out;
         EXPECT_THAT(result.out, Not(HasSubstr("#ERROR")));
     }
-    const Json error = Json::parse(ada.run({"--json", "group", "delete", "999"}).out);
+    const Json error = Json::parse(ada.run({"--json", "group", "delete", "--yes", "999"}).out);
     EXPECT_EQ(error["error"]["status"], -205);
     EXPECT_EQ(error["error"]["name"], "WSTATUS_REJECTED");
     EXPECT_EQ(error["error"]["exit"], 1);
@@ -132,7 +144,7 @@ TEST_F(TerminalTest, SecretsNeverAppear)
     setFault("group.list:garbage*1");
     for (const Arguments& arguments :
          {Arguments{"login"}, Arguments{"groups"}, Arguments{"upload", group, path}, Arguments{"config", "show"},
-          Arguments{"feed", group}, Arguments{"group", "delete", "999"}}) {
+          Arguments{"feed", group}, Arguments{"group", "delete", "--yes", "999"}}) {
         for (const char* option : {"--verbose", "--json"}) {
             Arguments all = arguments;
             all.emplace_back(option);
@@ -148,8 +160,12 @@ TEST_F(TerminalTest, ReaderThatGoesAwayIsNoReasonToComplain)
     Program::Settings settings = ada.between({"groups"});
     settings.nobodyReads = true;
     const ProgramResult result = Program(settings).wait();
-    EXPECT_EQ(result.exitCode, 5);
+    EXPECT_EQ(result.exitCode, 141);
     EXPECT_EQ(result.err, "");
+    settings = ada.between({"groups", "--json"});
+    settings.nobodyReads = true;
+    EXPECT_EQ(Program(settings).wait().exitCode, 141);
+    EXPECT_EQ(Program(settings).wait().err, "");
 }
 
 TEST_F(TerminalTest, FullDiskUnderStandardOutputIsAnError)
@@ -164,8 +180,13 @@ TEST_F(TerminalTest, FullDiskUnderStandardOutputIsAnError)
 TEST_F(TerminalTest, StandardDescriptorsMayBeClosed)
 {
     Program::Settings settings = ada.between({});
-    settings.command = {"/bin/sh", "-c", "exec \"$0\" groups <&- >&- 2>&-", settings.command[0]};
+    const std::string program = settings.command[0];
+    settings.command = {"/bin/sh", "-c", "exec \"$0\" groups <&- 2>&-", program};
     EXPECT_EQ(Program(settings).wait().exitCode, 0);
+    settings.command = {"/bin/sh", "-c", "exec \"$0\" groups >&-", program};
+    const ProgramResult silent = Program(settings).wait();
+    EXPECT_EQ(silent.exitCode, 5) << "what was asked for is lost";
+    EXPECT_THAT(silent.err, HasSubstr("standard output: cannot be written"));
 }
 
 TEST_F(TerminalTest, ShowsAPictureInColoursOnATerminalAndInLettersElsewhere)
@@ -183,6 +204,10 @@ TEST_F(TerminalTest, ShowsAPictureInColoursOnATerminalAndInLettersElsewhere)
     EXPECT_THAT(letters, HasSubstr("@"));
     EXPECT_EQ(ada.json({"show", id, "--width", "40"})["lines"].size(), 15U);
     EXPECT_EQ(ada.json({"show", id})["picture"], "contentThumbnail_540X405");
+    setFault("thumbnail:status=404*1");
+    const ProgramResult unready = ada.run({"show", id});
+    EXPECT_EQ(unready.exitCode, 1);
+    EXPECT_THAT(unready.err, HasSubstr("content " + id + " has no picture to show: the service cannot decode it, or is not ready"));
 }
 
 TEST_F(TerminalTest, ShowsPixelsWhereTheTerminalCan)

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <sys/stat.h>
-#include <thread>
 
 using namespace test;
 using testing::ElementsAre;
@@ -45,15 +44,14 @@ TEST_F(TransferCommand, UploadGoesOnAfterAFailureAndSumsUp)
     const Json good = ada.json({"upload", group, photo});
     EXPECT_EQ(good["uploaded"], 1);
 
-    const ProgramResult result = ada.run({"--json", "upload", group, files.file("missing.jpg"), files.path(),
-                                          files.file("empty.jpg"), files.file("pipe.jpg"), files.file("film.mp4"), photo});
+    const ProgramResult result = ada.run({"--json", "upload", group, files.file("missing.jpg"), files.file("empty.jpg"),
+                                          files.file("pipe.jpg"), files.file("film.mp4"), photo});
     EXPECT_EQ(result.exitCode, 5) << "the first failure's";
     const Json document = Json::parse(result.out);
     EXPECT_EQ(document["uploaded"], 1);
-    EXPECT_EQ(document["failed"], 5);
-    EXPECT_EQ(document["files"][5]["ok"], true);
-    for (const char* part :
-         {"missing.jpg: cannot be read", "is a folder", "is empty", "pipe.jpg: is not a regular file", "photos only"})
+    EXPECT_EQ(document["failed"], 4);
+    EXPECT_EQ(document["files"][4]["ok"], true) << "in the order of the arguments";
+    for (const char* part : {"missing.jpg: cannot be read", "is empty", "pipe.jpg: is not a regular file", "photos only"})
         EXPECT_THAT(result.err, HasSubstr(part));
     EXPECT_THAT(ada.run({"upload", group, photo, files.file("missing.jpg")}).out, HasSubstr("1 of 2 files uploaded."));
 }
@@ -63,10 +61,9 @@ TEST_F(TransferCommand, InterruptedUploadTellsWhatWasSentBefore)
     const std::string large = makePhoto(files.file("large.png"), {"--width", "2000", "--height", "1500"});
     setFault("upload.file:delay=1*1");
     setFault("upload.file:delay=60000*1");
-    Program program(ada.between({"--json", "--verbose", "upload", group, photo, large}));
+    Program program(ada.between({"--json", "--verbose", "upload", group, photo, large, "--jobs", "1"}));
     ASSERT_TRUE(program.waitFor("the plugin is"));
-    while (hits("upload") < 2)
-        std::this_thread::yield();
+    ASSERT_TRUE(reaches("upload", 2));
     program.signal(SIGINT);
     const ProgramResult result = program.wait();
     EXPECT_EQ(result.exitCode, 130);
@@ -78,7 +75,6 @@ TEST_F(TransferCommand, UnfitFilesAreRefusedBeforeAnyRequest)
     const std::uint64_t before = hits("auth");
     writeFile(files.file("notes.txt"), "text");
     EXPECT_EQ(ada.run({"upload", group, files.file("missing.jpg")}).exitCode, 5);
-    EXPECT_EQ(ada.run({"upload", group, files.path()}).exitCode, 5);
     EXPECT_EQ(ada.run({"upload", group, files.file("notes.txt")}).exitCode, 1);
     EXPECT_EQ(ada.run({"upload", group, photo, "--type", "video/mp4"}).exitCode, 1);
     EXPECT_EQ(ada.run({"upload", group, photo, "--type", "nonsense"}).exitCode, 2);
@@ -144,17 +140,17 @@ TEST_F(TransferCommand, DownloadRefusesNamesThatAreNone)
 TEST_F(TransferCommand, DownloadThatFailsLeavesNothing)
 {
     const std::string url = ada.urlOf(ada.upload(group, photo));
-    EXPECT_EQ(ada.run({"download", url + "x/y", target.path()}).exitCode, 1);
+    EXPECT_EQ(ada.run({"--retries", "0", "download", url + "x/y", target.path()}).exitCode, 1);
     setFault("media:cut-after=100*1");
-    EXPECT_EQ(ada.run({"download", url, target.path()}).exitCode, 4);
-    setFault("media:reset*2"); // the client tries once more on a fresh connection
-    EXPECT_EQ(ada.run({"download", url, target.path()}).exitCode, 4);
+    EXPECT_EQ(ada.run({"--retries", "0", "download", url, target.path()}).exitCode, 4);
+    setFault("media:reset*1");
+    EXPECT_EQ(ada.run({"--retries", "0", "download", url, target.path()}).exitCode, 4);
     setFault("media:stall-after=100*1");
-    EXPECT_EQ(ada.run({"download", url, target.path(), "--timeout", "1"}).exitCode, 4);
+    EXPECT_EQ(ada.run({"--retries", "0", "download", url, target.path(), "--timeout", "1"}).exitCode, 4);
     EXPECT_THAT(target.entries(), IsEmpty());
     writeFile(target.file("lake.jpg"), "mine");
     setFault("media:cut-after=100*1");
-    EXPECT_EQ(ada.run({"download", url, target.path(), "--force"}).exitCode, 4);
+    EXPECT_EQ(ada.run({"--retries", "0", "download", url, target.path(), "--force"}).exitCode, 4);
     EXPECT_EQ(readFile(target.file("lake.jpg")), "mine");
 }
 
@@ -163,6 +159,7 @@ TEST_F(TransferCommand, DownloadIntoWhatIsNoFolderIsRefusedBeforeAnyRequest)
     const std::uint64_t before = hits("auth");
     EXPECT_EQ(ada.run({"download", "http://h/a.jpg", target.file("missing")}).exitCode, 5);
     EXPECT_EQ(ada.run({"download", "http://h/a.jpg", photo}).exitCode, 5);
+    EXPECT_EQ(ada.run({"download", "notaurl", target.path()}).exitCode, 2);
     EXPECT_EQ(hits("auth"), before);
 }
 
@@ -191,6 +188,78 @@ TEST_F(TransferCommand, SecondAndThirdTransferOfACommandShowABarToo)
         ASSERT_NE(at, std::string::npos) << bar;
         EXPECT_THAT(result.out.substr(at, 80), HasSubstr("MB of")) << "and bytes in it";
     }
+}
+
+TEST_F(TransferCommand, FourGoUpBesideEachOtherAndCtrlCEndsThemAll)
+{
+    Arguments arguments = {"upload", group};
+    for (int i = 0; i < 6; ++i)
+        arguments.push_back(
+            makePhoto(files.file(std::to_string(i) + ".jpg"), {"--width", "80", "--height", "60", "--seed", std::to_string(i)}));
+    setFault("upload.file:delay=60000");
+    Program program(ada.between(arguments));
+    ASSERT_TRUE(reaches("upload.file", 4));
+    program.signal(SIGINT);
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.exitCode, 130) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("may have taken effect")) << "all of their bytes are at the service";
+    EXPECT_EQ(hits("upload.file"), 4U) << "no other one was begun";
+    EXPECT_THAT(ada.json({"feed", group})["contents"], IsEmpty());
+}
+
+TEST_F(TransferCommand, ResultsComeInTheOrderOfTheArguments)
+{
+    Arguments arguments = {"upload", group};
+    std::vector<std::string> expected;
+    for (int i = 0; i < 8; ++i) {
+        arguments.push_back(i == 5 ? files.file("missing.jpg")
+                                   : makePhoto(files.file(std::to_string(i) + ".jpg"),
+                                               {"--width", "80", "--height", "60", "--seed", std::to_string(i)}));
+        expected.push_back(arguments.back());
+    }
+    setFault("upload.file:delay=500*1");
+    arguments.insert(arguments.begin(), "--json");
+    const ProgramResult result = ada.run(arguments);
+    EXPECT_EQ(result.exitCode, 5);
+    std::vector<std::string> told;
+    const Json document = Json::parse(result.out);
+    for (const Json& file : document["files"])
+        told.push_back(file["file"]);
+    EXPECT_EQ(told, expected);
+}
+
+TEST_F(TransferCommand, AFileThatChangesWhileItIsSentIsSaid)
+{
+    setFault("upload.file:delay=1000*1");
+    Program program(ada.between({"upload", group, photo}));
+    ASSERT_TRUE(reaches("upload.file", 1));
+    // It may have been read already, or not.
+    writeFile(photo, std::string(readFile(photo).size(), 'x'));
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.exitCode, 5);
+    EXPECT_THAT(result.err, HasSubstr("has changed while it was sent"));
+}
+
+TEST_F(TransferCommand, AFileThatBecomesShorterWhileItIsSentIsSaid)
+{
+    const std::string large = files.file("large.jpg");
+    writeFile(large, readFile(photo) + std::string(8 << 20, 'x'));
+    setFault("upload.file:delay=1000*1");
+    Program program(ada.between({"--retries", "0", "--timeout", "2", "upload", group, large}));
+    ASSERT_TRUE(reaches("upload.file", 1));
+    writeFile(large, "another");
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.exitCode, 5);
+    EXPECT_THAT(result.err, HasSubstr("has changed while it was sent"));
+}
+
+TEST_F(TransferCommand, AServiceThatDiesEndsTheRunWith4)
+{
+    setFault("upload.file:delay=60000");
+    Program program(ada.between({"--retries", "0", "upload", group, photo, photo, photo}));
+    ASSERT_TRUE(reaches("upload.file", 3));
+    service.kill();
+    EXPECT_EQ(program.wait().exitCode, 4);
 }
 
 } // namespace

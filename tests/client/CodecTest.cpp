@@ -228,8 +228,13 @@ TEST(Message, SettingsAndFailuresCross)
     EXPECT_EQ(std::get<message::SetUp>(back).settings.client.proxy, setUp.settings.client.proxy);
     EXPECT_EQ(std::get<message::SetUp>(back).settings.options, setUp.settings.options);
 
-    const message::Ended ended{1, CallFailure{FailureKind::DROPPED, -108, "cannot", "http://there", "gone"}};
+    const message::Ended ended{1, CallFailure{FailureKind::DROPPED, -108, "cannot", "http://there", "gone", 503, 7, "full"}};
     EXPECT_EQ(message::encode(message::decode(message::encode(ended))), message::encode(ended));
+
+    CallFailure unsettled;
+    unsettled.unsettled = true;
+    const message::Message crossed = message::decode(message::encode(message::Ended{1, unsettled}));
+    EXPECT_TRUE(std::get<CallFailure>(std::get<message::Ended>(crossed).result).unsettled);
 }
 
 TEST(Message, NegativeNumbersAndDoublesCross)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "kinloom/Failure.h"
+#include "core/ErrorDocument.h"
 
 #include <gmock/gmock.h>
 
@@ -34,6 +35,18 @@ TEST(CallFailure, EveryKindHasANameOfItsOwn)
         names.insert(nameOf(static_cast<FailureKind>(kind)));
     EXPECT_EQ(names.size(), static_cast<std::size_t>(FailureKind::NOT_A_PLUGIN) + 1);
     EXPECT_EQ(names.count("unknown"), 0U);
+}
+
+TEST(CallFailure, FindsTheServicesOwnWords)
+{
+    const auto descriptionIn = [](const std::string& document) { return ErrorDocument::read(document).sentence; };
+    EXPECT_EQ(
+        descriptionIn("<rsp><result><code>1</code><desc>Too many &amp; too &lt;large&gt; &quot;x&quot;</desc></result></rsp>"),
+        "Too many & too <large> \"x\"");
+    EXPECT_EQ(descriptionIn(R"(<rsp><result code="1" desc="It&apos;s full"/></rsp>)"), "It's full");
+    EXPECT_EQ(descriptionIn("<desc>" + std::string(1000, 'x') + "</desc>").size(), 300U);
+    for (const char* none : {"", "<html>502 Bad Gateway</html>", "<desc>cut", "<desc></desc>", " desc=\"cut"})
+        EXPECT_EQ(descriptionIn(none), "") << none;
 }
 
 TEST(Outcome, ThrowsItsFailureInPlaceOfAValue)

@@ -30,6 +30,9 @@ TEST_P(EveryLane, MakesEveryOperation)
 {
     EXPECT_TRUE(lane.call(RegisterDevice()).ok());
     EXPECT_TRUE(lane.call(SignIn()).ok());
+    const W::WPerson person = lane.call(AskPerson()).value();
+    EXPECT_EQ(person.getName(), "Ada");
+    EXPECT_FALSE(person.getUID().empty());
     const std::string name = "Summer & sea + \xC3\xBC/?#%";
     const W::WGroup group = lane.call(CreateGroup{name, "a b"}).value();
     EXPECT_EQ(group.getName(), name);
@@ -63,7 +66,7 @@ TEST_P(EveryLane, MakesEveryOperation)
     EXPECT_TRUE(lane.call(DeleteContent{id}).ok());
     EXPECT_TRUE(lane.call(DeleteGroup{group.getUID()}).ok());
     EXPECT_THAT(lane.call(ListGroups()).value(), IsEmpty());
-    EXPECT_EQ(hits("auth"), 1U) << "one session for all of them";
+    EXPECT_EQ(hits("auth"), 2U) << "one session for all of them, and one more for who it is";
 }
 
 TEST_P(EveryLane, TellsOfAFailureWhatItWas)
@@ -74,13 +77,46 @@ TEST_P(EveryLane, TellsOfAFailureWhatItWas)
     EXPECT_EQ(gone.failure().status, W::WSTATUS_REJECTED);
     EXPECT_EQ(gone.failure().attempt, "cannot show the content");
     EXPECT_EQ(gone.failure().address, service.url());
-    EXPECT_THAT(gone.failure().text(), HasSubstr("there is no such thing"));
+    EXPECT_THAT(gone.failure().text(), HasSubstr("there is no content"));
 
     EXPECT_EQ(kindOf(lane.call(DeleteGroup{".."})), FailureKind::INVALID);
     const auto foreign = lane.call(UploadPhoto{"987654", makePicture(files.file("p.gif")), "image/gif", ""});
     EXPECT_EQ(kindOf(foreign), FailureKind::REFUSED);
     EXPECT_THAT(foreign.failure().text(), HasSubstr("a group of yours?"));
     EXPECT_TRUE(lane.call(ListGroups()).ok()) << "and goes on";
+}
+
+TEST_P(EveryLane, TellsWhatTheServiceSaidOfAFailure)
+{
+    const CallFailure gone = lane.call(ViewContent{"123456789"}).failure();
+    EXPECT_EQ(gone.httpCode, 404U);
+    EXPECT_EQ(gone.retryAfter, -1);
+    EXPECT_EQ(gone.cause, "There is nothing here.");
+
+    const std::string picture = makePicture(files.file("p.gif"));
+    const std::string group = createGroup(lane, "Summer");
+    setFault("upload:status=503*1");
+    EXPECT_EQ(lane.call(UploadPhoto{group, picture, "image/gif", ""}).failure().httpCode, 503U) << "of the place for it";
+    setFault("upload.file:status=502*1");
+    EXPECT_EQ(lane.call(UploadPhoto{group, picture, "image/gif", ""}).failure().httpCode, 502U) << "of the file";
+    const std::string url = lane.call(ViewContent{uploadPhoto(lane, group)}).value().getResourceURL();
+    setFault("media:status=429*1");
+    EXPECT_EQ(lane.call(AskMimeType{url}).failure().httpCode, 429U);
+
+    const CallFailure refused = lane.call(UploadPhoto{"", picture, "image/gif", ""}).failure();
+    EXPECT_EQ(refused.httpCode, 0U) << "nothing was asked, and what was before is forgotten";
+    setFault("upload:reset*1");
+    const CallFailure broken = lane.call(UploadPhoto{group, picture, "image/gif", ""}).failure();
+    EXPECT_EQ(broken.httpCode, 0U);
+    EXPECT_NE(broken.cause, "");
+}
+
+TEST_P(EveryLane, TellsWhyItCannotSignIn)
+{
+    setFault("auth:status=503*1");
+    const CallFailure failure = lane.call(ListGroups()).failure();
+    EXPECT_EQ(failure.attempt, "cannot sign in");
+    EXPECT_EQ(failure.httpCode, 503U);
 }
 
 TEST_P(EveryLane, MakesItsPluginAnewAfterACallThatIsOutOfPatience)
@@ -113,6 +149,49 @@ TEST_P(EveryLane, EndsACallThatIsInterrupted)
     EXPECT_EQ(kindOf(lane.call(ListGroups(), options)), FailureKind::INTERRUPTED) << "what is begun later too";
     EXPECT_EQ(hits("group.list"), before);
     EXPECT_TRUE(lane.call(ListGroups()).ok());
+}
+
+TEST_P(EveryLane, SaysOfAChangeThatNobodyKnowsWhetherItWasMade)
+{
+    ASSERT_TRUE(lane.call(ListGroups()).ok());
+    CallOptions options;
+    Interruption bell;
+    options.interruption = bell;
+    setFault("group.create:delay=60000*1");
+    std::thread person([&] {
+        EXPECT_TRUE(reaches("group.create", 1));
+        bell.ring();
+    });
+    const CallFailure interrupted = lane.call(CreateGroup{"Summer", ""}, options).failure();
+    person.join();
+    EXPECT_EQ(interrupted.kind, FailureKind::INTERRUPTED);
+    EXPECT_TRUE(interrupted.unsettled);
+    EXPECT_FALSE(lane.call(CreateGroup{"Summer", ""}, options).failure().unsettled) << "it was not begun";
+
+    setFault("group.create:cut-after=10*1");
+    const CallFailure cut = lane.call(CreateGroup{"Autumn", ""}).failure();
+    EXPECT_EQ(cut.status, W::WSTATUS_CONNECTION_LOST);
+    EXPECT_TRUE(cut.unsettled);
+    const std::string group = createGroup(lane, "Winter");
+    const std::string id = uploadPhoto(lane, group);
+    setFault("view:cut-after=10*1");
+    EXPECT_FALSE(lane.call(CreateComment{id, "x"}).failure().unsettled) << "only its look at the content had begun";
+    EXPECT_FALSE(lane.call(DeleteGroup{"987654"}).failure().unsettled) << "the service says no";
+    setFault("group.list:cut-after=10*1");
+    EXPECT_FALSE(lane.call(ListGroups()).failure().unsettled) << "it changes nothing";
+}
+
+TEST_P(EveryLane, AnAnswerThatSignsNobodyInIsThatOfAnotherService)
+{
+    setFault("auth:garbage*1");
+    const CallFailure failure = lane.call(ListGroups()).failure();
+    EXPECT_EQ(failure.reason, FailureReason::UNEXPECTED_ANSWER);
+    EXPECT_EQ(failure.attempt, "cannot sign in");
+    EXPECT_THAT(failure.text(), HasSubstr("what answers at " + service.url() + " does not sign this device in"));
+    setFault("upload:garbage*1");
+    const auto photo = lane.call(UploadPhoto{createGroup(lane, "Summer"), makePicture(files.file("p.gif")), "image/gif", ""});
+    EXPECT_EQ(photo.failure().reason, FailureReason::UNEXPECTED_ANSWER);
+    EXPECT_THAT(photo.failure().text(), HasSubstr("names no place"));
 }
 
 TEST_P(EveryLane, SignsInAgainWhenTheServiceHasForgotten)

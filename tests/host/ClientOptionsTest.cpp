@@ -19,11 +19,14 @@ std::vector<std::string> membersOf(const HttpOptions& options)
 {
     const auto& [connectTo, connectTimeoutMs, stallTimeoutMs, stallBytesPerSecond, totalTimeoutMs, maxRedirects, maxMemoryBody,
                  maxFileBody, maxHeaderBytes, maxTransfers, maxConnectionsPerHost, maxRequests, downloadBufferBytes,
-                 uploadBufferBytes, userAgent, proxy] = options;
-    std::string lines;
-    for (const std::string& line : connectTo)
-        lines += (lines.empty() ? "" : ",") + line;
-    return {lines,
+                 uploadBufferBytes, userAgent, proxy, leadTo, caFile] = options;
+    const auto joined = [](const std::vector<std::string>& all) {
+        std::string lines;
+        for (const std::string& line : all)
+            lines += (lines.empty() ? "" : ",") + line;
+        return lines;
+    };
+    return {joined(connectTo),
             std::to_string(connectTimeoutMs),
             std::to_string(stallTimeoutMs),
             std::to_string(stallBytesPerSecond),
@@ -38,12 +41,15 @@ std::vector<std::string> membersOf(const HttpOptions& options)
             std::to_string(downloadBufferBytes),
             std::to_string(uploadBufferBytes),
             userAgent,
-            proxy};
+            proxy,
+            joined(leadTo),
+            caFile};
 }
 
 constexpr char NUMBER_0[] = "a whole number, 0 or more";
 constexpr char NUMBER_1[] = "a whole number, 1 or more";
 constexpr char TEXT[] = "a text on one line";
+constexpr char LEADS[] = "a list of texts http[s]://HOST[:PORT]=https://HOST[:PORT]";
 constexpr char LINES[] = "a list of texts HOST:PORT:CONNECT-TO-HOST:CONNECT-TO-PORT";
 
 /// What must hold for an option, in the order of the members.
@@ -81,8 +87,8 @@ const std::vector<Expected>& expectations()
         {"connect_to",
          LINES,
          {"a:1:b:2", "a:1:b:2,:80:[::1]:8080", "::127.0.0.1:8750"},
-         {"nonsense", "a:1:b", "a:1:b:2 ", "a:1:b:2:3", "[a:1:b:2", ",a:1:b:2", "a:1:b:\x7f"},
-         {"\"a:1:b:2\"", "[1]", "[\"a:1:b\"]", "[\"a:1:b:2 \"]", "1", "[[\"a:1:b:2\"]]"}},
+         {"nonsense", "a:1:b", "a:1:b:2 ", "a:1:b:2:3", "[a:1:b:2", ",a:1:b:2", "a:1:b:2,", ",", "a:1:b:2,,a:1:b:2", "a:1:b:\x7f"},
+         {"\"a:1:b:2\"", "[1]", "[\"a:1:b\"]", "[\"a:1:b:2 \"]", "[\"a,b:1:c:2\"]", "1", "[[\"a:1:b:2\"]]"}},
         number("connect_timeout_ms", NUMBER_1, {"1", "9223372036854775807"}, "0"),
         number("stall_timeout_ms", NUMBER_0, {"0", "9223372036854775807"}),
         number("stall_bytes_per_second", NUMBER_0, {"0", "9223372036854775807"}),
@@ -98,6 +104,14 @@ const std::vector<Expected>& expectations()
         number("upload_buffer_bytes", "a whole number, 16384 or more", {"16384", "9223372036854775807"}, "16383"),
         {"user_agent", TEXT, {"", "agent", "\"it's\" \xc3\xbc"}, NO_TEXTS, NO_TOML_TEXTS},
         {"proxy", TEXT, {"http://p:1", "user:p@ss@proxy:3128"}, NO_TEXTS, NO_TOML_TEXTS},
+        {"lead_to",
+         LEADS,
+         {"http://a=https://b", "http://a:8080=https://b:8443,https://a=https://[::1]:8443"},
+         {"nonsense", "http://a", "http://a=", "=https://b", "http://a=http://b", "https://a=http://b", "ftp://a=https://b",
+          "http://a=https://b/", "http://a/x=https://b", "http://u@a=https://b", "http://a=https://b:0", "http://a=https://b=c",
+          "http://a=https://b,", "http://a =https://b"},
+         {"\"http://a=https://b\"", "[1]", "[\"http://a=http://b\"]", "[\"http://a=https://b,\"]", "1"}},
+        {"ca_file", TEXT, {"/etc/ssl/certs/ca-certificates.crt", "a file"}, NO_TEXTS, NO_TOML_TEXTS},
     };
     return all;
 }
@@ -157,6 +171,7 @@ TEST_F(ClientOptionsTest, ReadTheirOwnTexts)
     HttpOptions options;
     options.connectTo = {"a:1:b:2", ":80:[::1]:8080"};
     options.maxFileBody = 7;
+    options.leadTo = {"http://a=https://b", "http://c=https://d"};
     for (const ClientOption& option : clientOptions())
         file.setClientOption(option.key, option.text(options));
     EXPECT_EQ(membersOf(file.httpOptions()), membersOf(options));

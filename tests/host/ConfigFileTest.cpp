@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -411,8 +412,13 @@ TEST(ConfigFilePath, FollowsTheEnvironment)
     EXPECT_EQ(ConfigFile::defaultPath(), "/home/person/.config/kinloom/host.toml");
     unsetenv("XDG_CONFIG_HOME");
     EXPECT_EQ(ConfigFile::defaultPath(), "/home/person/.config/kinloom/host.toml");
+    EXPECT_EQ(homeFolder(), "/home/person");
+    setenv("HOME", "relative", 1);
+    EXPECT_EQ(homeFolder().substr(0, 1), "/") << "of the person's own record";
     unsetenv("HOME");
-    EXPECT_EQ(ConfigFile::defaultPath(), "");
+    const passwd* const person = getpwuid(geteuid());
+    ASSERT_NE(person, nullptr);
+    EXPECT_EQ(ConfigFile::defaultPath(), std::string(person->pw_dir) + "/.config/kinloom/host.toml");
     if (before[0])
         setenv("XDG_CONFIG_HOME", before[0]->c_str(), 1);
     if (before[1])

@@ -189,7 +189,7 @@ TEST_F(HttpBody, FailsWhenAPlainServerIsAskedForTls)
 {
     const std::string url = "https://127.0.0.1:" + std::to_string(server.port()) + "/";
     server.greet(RawServer::Greeting::CLOSE);
-    expectFailure(get(url), SESSION_PROTOCOL_ERROR, "no TLS");
+    expectFailure(get(url), SESSION_UNREACHABLE, "no TLS");
 }
 
 TEST_F(HttpBody, RefusesAHeadBeyondTheLimit)

@@ -188,6 +188,44 @@ TEST_F(HttpWire, NeverSendsAPostTwice)
     EXPECT_EQ(server.requests()[1].line(), "POST /once HTTP/1.1");
 }
 
+class UnsignedPost : public HttpWire {
+protected:
+    /// A POST that the peer knows by its connection.
+    Outcome comment(const std::string& url)
+    {
+        HttpHeader header;
+        header.add("appToken", "");
+        return post(url, "a=b", header);
+    }
+};
+
+TEST_F(UnsignedPost, GoesOnTheConnectionOfTheRequestBeforeIt)
+{
+    get(server.url());
+    EXPECT_EQ(comment(server.url("/comment")).status, SESSION_DONE);
+    EXPECT_EQ(server.connectionCount(), 1u);
+    EXPECT_EQ(server.last().line(), "POST /comment HTTP/1.1");
+}
+
+TEST_F(UnsignedPost, IsNeverSentTwice)
+{
+    get(server.url());
+    server.reply(RawReply().close());
+    EXPECT_EQ(comment(server.url("/once")).status, SESSION_CUT_OFF);
+    ASSERT_EQ(server.requestCount(), 2u);
+    EXPECT_EQ(server.requests()[1].line(), "POST /once HTTP/1.1");
+}
+
+TEST_F(UnsignedPost, GoesOnAFreshConnectionWhereTheKeptOneIsGone)
+{
+    server.reply(RawReply().send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n").close());
+    get(server.url());
+    EXPECT_TRUE(server.waitForClosed(1));
+    EXPECT_EQ(comment(server.url("/comment")).status, SESSION_DONE);
+    EXPECT_EQ(server.connectionCount(), 2u);
+    EXPECT_EQ(server.requestCount(), 2u);
+}
+
 TEST_F(HttpWire, RunsManyTransfersAtOnce)
 {
     constexpr std::size_t COUNT = 20;

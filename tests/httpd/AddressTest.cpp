@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "httpd/Address.h"
 
+#include "httpd/AddressRange.h"
+
 #include "httpd/Listener.h"
 
 #include <arpa/inet.h>
@@ -53,6 +55,15 @@ TEST(AddressText, TellsLoopback)
         EXPECT_FALSE(isLoopback(address)) << address;
 }
 
+TEST(Network, IsWhatAClientHasOfTheAddresses)
+{
+    EXPECT_EQ(networkOf("192.0.2.7"), "192.0.2.7");
+    EXPECT_EQ(networkOf("2001:db8:1:2:3:4:5:6"), "2001:db8:1:2::/64");
+    EXPECT_EQ(networkOf("2001:db8:1:2::"), "2001:db8:1:2::/64");
+    EXPECT_EQ(networkOf("::1"), "::/64");
+    EXPECT_EQ(networkOf("nonsense"), "nonsense");
+}
+
 TEST(Listener, TellsWhereItListens)
 {
     const Listener v4("127.0.0.1:0");
@@ -82,6 +93,50 @@ TEST(Listener, NamesTheAddressThatIsTaken)
     } catch (const std::runtime_error& error) {
         EXPECT_NE(std::string(error.what()).find(first.address()), std::string::npos) << error.what();
     }
+}
+
+TEST(AddressRange, HoldsTheAddressesThatBeginAlike)
+{
+    const auto holds = [](const char* range, const char* address) { return httpd::AddressRange::parse(range)->contains(address); };
+    EXPECT_TRUE(holds("192.0.2.7", "192.0.2.7"));
+    EXPECT_FALSE(holds("192.0.2.7", "192.0.2.8"));
+    EXPECT_TRUE(holds("10.0.0.0/8", "10.255.0.1"));
+    EXPECT_FALSE(holds("10.0.0.0/8", "11.0.0.1"));
+    EXPECT_TRUE(holds("172.16.0.0/12", "172.31.255.255"));
+    EXPECT_FALSE(holds("172.16.0.0/12", "172.32.0.0"));
+    EXPECT_TRUE(holds("0.0.0.0/0", "8.8.8.8"));
+    EXPECT_FALSE(holds("0.0.0.0/0", "2001:db8::1"));
+    EXPECT_TRUE(holds("2001:db8::/33", "2001:db8:7fff::1"));
+    EXPECT_FALSE(holds("2001:db8::/33", "2001:db8:8000::1"));
+    EXPECT_TRUE(holds("::ffff:192.0.2.7", "192.0.2.7")) << "however it is written";
+    EXPECT_FALSE(holds("0.0.0.0/0", "")) << "what is no address is nowhere";
+    EXPECT_FALSE(holds("::/0", "unknown"));
+}
+
+TEST(AddressRange, IsReadWholeOrNotAtAll)
+{
+    for (const char* text : {"", "a", "10", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/-1", "10.0.0.0/8x", "/8", "::/129", "[::1]",
+                             "10.0.0.1:80", "10.0.0.0/8/8", " 10.0.0.1"})
+        EXPECT_FALSE(httpd::AddressRange::parse(text)) << text;
+}
+
+TEST(Address, IsPrivateWhereTheInternetDoesNotCarryIt)
+{
+    for (const char* address :
+         {"127.0.0.1", "10.1.2.3", "172.16.0.1", "192.168.178.20", "169.254.1.1", "::1", "fd12::1", "fe80::1"})
+        EXPECT_TRUE(httpd::isPrivate(address)) << address;
+    for (const char* address : {"0.0.0.0", "::", "8.8.8.8", "172.32.0.1", "192.169.0.1", "2001:db8::1", "", "a"})
+        EXPECT_FALSE(httpd::isPrivate(address)) << address;
+}
+
+TEST(Address, IsOneText)
+{
+    EXPECT_EQ(httpd::canonicalAddress("2001:DB8:0::1"), "2001:db8::1");
+    EXPECT_EQ(httpd::canonicalAddress("::ffff:192.0.2.7"), "192.0.2.7");
+    EXPECT_EQ(httpd::canonicalAddress("192.0.2.7"), "192.0.2.7");
+    EXPECT_EQ(httpd::canonicalAddress("192.0.2.07"), "");
+    EXPECT_EQ(httpd::authorityOf("192.0.2.7", 80), "192.0.2.7:80");
+    EXPECT_EQ(httpd::authorityOf("2001:db8::1", 80), "[2001:db8::1]:80");
 }
 
 } // namespace

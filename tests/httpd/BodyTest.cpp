@@ -67,7 +67,7 @@ TEST_F(Body, IsRefusedInTheWordsOfTheDecision)
 TEST_F(Body, IsDroppedWhenTheReplyIsThereAlready)
 {
     startWithText("early");
-    Client client(address());
+    HttpConnection client(address());
     EXPECT_TRUE(client.send(post(std::string(500'000, 'x')) + post("")));
     EXPECT_EQ(client.receive().body, "early");
     EXPECT_EQ(client.receive().body, "early") << "the connection is still good";
@@ -80,13 +80,13 @@ TEST_F(Body, ClosesTheConnectionWhenTooMuchWouldBeDropped)
         decision.dropLimit = head.path() == "/patient" ? 2 << 20 : 10;
         return decision;
     });
-    Client hasty(address());
+    HttpConnection hasty(address());
     hasty.send("POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 11\r\n\r\n");
-    const Response response = hasty.receive();
+    const HttpReply response = hasty.receive();
     EXPECT_EQ(response.body, "early");
     EXPECT_EQ(response.header("connection"), "close");
     EXPECT_TRUE(hasty.waitForClose());
-    Client unannounced(address());
+    HttpConnection unannounced(address());
     unannounced.send(chunked(std::string(5000, 'x')));
     EXPECT_TRUE(unannounced.waitForClose());
     EXPECT_EQ(request(post(std::string(2 << 20, 'x'), "/patient")).body, "early");
@@ -143,7 +143,7 @@ TEST_F(BodySink, TakesTheBodyAsItArrives)
 TEST_F(BodySink, MayEndTheIntakeWithAReply)
 {
     startSink();
-    Client client(address());
+    HttpConnection client(address());
     EXPECT_TRUE(client.send(post("stop" + std::string(400'000, 'x'))));
     EXPECT_EQ(client.receive().body, "stopped");
     EXPECT_TRUE(isDestroyed());
@@ -163,7 +163,7 @@ TEST_F(BodySink, IsDestroyedUnfinishedWhenTheClientGoes)
 {
     startSink();
     {
-        Client client(address());
+        HttpConnection client(address());
         client.send("POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 100\r\n\r\nabc");
     }
     EXPECT_TRUE(isDestroyed());

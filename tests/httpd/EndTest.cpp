@@ -35,14 +35,14 @@ TEST_F(End, ClosesConnectionsWithoutRequests)
 {
     startWithText("");
     const std::string where = address();
-    Client idle(where);
-    Client half(where);
+    HttpConnection idle(where);
+    HttpConnection half(where);
     half.send("POST / HTTP/1.1\r\nHost: a\r\nContent-Le");
     EXPECT_EQ(get("/").status, 200);
     end();
     EXPECT_TRUE(idle.waitForClose());
     EXPECT_TRUE(half.waitForClose());
-    EXPECT_THROW(Client late(where), std::runtime_error);
+    EXPECT_THROW(HttpConnection late(where), std::runtime_error);
 }
 
 TEST_F(End, LetsARunningRequestFinish)
@@ -52,7 +52,7 @@ TEST_F(End, LetsARunningRequestFinish)
         // The first that the request learns of the end; it is answered all the same.
         return textReply(connection.wait(-1, seconds(10)) == Connection::Event::CLOSING ? "closing" : "something else");
     });
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
     m_begun.get_future().wait();
     EXPECT_EQ(end(), 1U) << "the request has ended by itself";
@@ -69,7 +69,7 @@ TEST_F(End, TellsTheHandlerToStopWhatRunsOn)
         stopped.wait();
         return textReply("stopped");
     });
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
     m_begun.get_future().wait();
     const auto begun = steady_clock::now();
@@ -87,7 +87,7 @@ TEST_F(End, EndsStreamsInGoodOrder)
         reply.body.emplace<httpd::StreamBody>(httpd::Channel::body(channel));
         return reply;
     });
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
     channel->write("last words");
     EXPECT_EQ(client.receiveHead().status, 200);
@@ -120,7 +120,7 @@ TEST_F(Waiting, EndsWithWhateverComesFirst)
         }
         return textReply("");
     });
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
     timedOut.get_future().wait();
     EXPECT_EQ(::write(in.get(), "x", 1), 1);

@@ -56,11 +56,11 @@ TEST_F(AmbiguousRequest, IsRefusedAndClosesItsConnection)
         ++asked;
         return textReply("");
     });
-    Client client(address());
+    HttpConnection client(address());
     // One reader of the first request takes the second for its body, another does not.
     client.send("POST /1 HTTP/1.1\r\nHost: a\r\nContent-Length: 36\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n"
                 "GET /2 HTTP/1.1\r\nHost: a\r\n\r\n");
-    const Response response = client.receive();
+    const HttpReply response = client.receive();
     EXPECT_EQ(response.status, 400);
     EXPECT_EQ(response.body, "The request says more than once how long it is.\n");
     EXPECT_EQ(client.receive().status, 0);
@@ -88,7 +88,7 @@ TEST_F(WordedRefusal, IsTheHandlersOwn)
     m_server = std::make_unique<httpd::Server>(httpd::Listener("127.0.0.1:0"), m_limits, handler);
     const std::string rest = " HTTP/1.1\r\nHost: a\r\nHost: b\r\n\r\n";
     EXPECT_EQ(request("GET /x" + rest).body, "/x A header is there twice.");
-    const Response plain = request("GET /throw" + rest);
+    const HttpReply plain = request("GET /throw" + rest);
     EXPECT_EQ(plain.status, 400);
     EXPECT_EQ(plain.body, "A header is there twice.\n");
     m_server.reset();

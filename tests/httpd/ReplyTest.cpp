@@ -34,7 +34,7 @@ TEST_F(Reply, HasItsStatusHeadersAndText)
         reply.headers = {{"X-One", "1"}, {"Cache-Control", "no-store"}};
         return reply;
     });
-    const Response response = get("/");
+    const HttpReply response = get("/");
     EXPECT_EQ(response.status, 201);
     EXPECT_EQ(response.header("content-type"), "text/plain");
     EXPECT_EQ(response.header("content-length"), "5");
@@ -46,7 +46,7 @@ TEST_F(Reply, HasItsStatusHeadersAndText)
 TEST_F(Reply, HasNoContentTypeUnlessOneIsGiven)
 {
     startWith([] { return httpd::Reply(); });
-    const Response response = get("/");
+    const HttpReply response = get("/");
     EXPECT_EQ(response.status, 200);
     EXPECT_EQ(response.headers.count("content-type"), 0U);
     EXPECT_EQ(response.header("content-length"), "0");
@@ -70,7 +70,7 @@ TEST_F(Reply, SendsAPartOfAFile)
         reply.body.emplace<httpd::FileBody>(httpd::FileBody{fileOf(bytes), 1000, 90'000});
         return reply;
     });
-    const Response response = get("/");
+    const HttpReply response = get("/");
     EXPECT_EQ(response.status, 206);
     EXPECT_EQ(response.header("content-length"), "90000");
     EXPECT_TRUE(response.body == bytes.substr(1000, 90'000));
@@ -79,7 +79,7 @@ TEST_F(Reply, SendsAPartOfAFile)
 TEST_F(Reply, LeavesTheBodyOutAfterHead)
 {
     startWith([] { return textReply("hello"); });
-    Client client(address());
+    HttpConnection client(address());
     client.send("HEAD / HTTP/1.1\r\nHost: a\r\n\r\nGET / HTTP/1.1\r\nHost: a\r\n\r\n");
     EXPECT_EQ(client.receive(true).header("content-length"), "5");
     EXPECT_EQ(client.receive().body, "hello");
@@ -89,7 +89,7 @@ TEST_F(Reply, LeavesTheBodyOutWhereItsStatusHasNone)
 {
     for (const unsigned status : {204U, 304U}) {
         startWith([status] { return textReply("surplus", status); });
-        Client client(address());
+        HttpConnection client(address());
         const std::string bytes = "GET / HTTP/1.1\r\nHost: a\r\n\r\n";
         client.send(bytes + bytes);
         EXPECT_EQ(client.receive().status, static_cast<int>(status));
@@ -100,7 +100,7 @@ TEST_F(Reply, LeavesTheBodyOutWhereItsStatusHasNone)
 TEST_F(Reply, ClosesTheConnectionWhenTheClientWantsItSo)
 {
     startWithText("last");
-    Client client(address());
+    HttpConnection client(address());
     client.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
     EXPECT_EQ(client.receive().body, "last");
     EXPECT_TRUE(client.waitForClose());

@@ -74,7 +74,7 @@ TEST_F(Request, HasNoBodySizeWhenItsBodyComesInChunks)
 TEST_F(Request, IsFollowedByOthersOnItsConnection)
 {
     start([](const RequestHead& head, httpd::Connection&) { return textReply(head.target); });
-    Client client(address());
+    HttpConnection client(address());
     client.send("GET /1 HTTP/1.1\r\nHost: a\r\n\r\nGET /2 HTTP/1.1\r\nHost: a\r\n\r\n");
     EXPECT_EQ(client.receive().body, "/1");
     EXPECT_EQ(client.receive().body, "/2");
@@ -86,7 +86,7 @@ TEST_F(Request, IsFollowedByOthersOnItsConnection)
 TEST_F(Request, IsAnsweredWhenTheHandlerThrows)
 {
     start([](const RequestHead&, httpd::Connection&) -> httpd::Decision { throw std::runtime_error("broken"); });
-    const Response response = get("/");
+    const HttpReply response = get("/");
     EXPECT_EQ(response.status, 500);
     EXPECT_EQ(response.body, "The server has failed.\n");
     EXPECT_EQ(get("/").status, 500) << "and the server goes on";
@@ -95,7 +95,7 @@ TEST_F(Request, IsAnsweredWhenTheHandlerThrows)
 TEST_F(Request, EndsWithoutAStatusWhenItIsReset)
 {
     start([](const RequestHead&, httpd::Connection&) { return httpd::Reset(); });
-    Client client(address());
+    HttpConnection client(address());
     client.send("GET /gone HTTP/1.1\r\nHost: a\r\n\r\n");
     EXPECT_EQ(client.receive().status, 0);
     EXPECT_EQ(client.lastError(), ECONNRESET);

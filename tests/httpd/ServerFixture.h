@@ -3,7 +3,7 @@
 #ifndef TESTS_HTTPD_SERVERFIXTURE_H
 #define TESTS_HTTPD_SERVERFIXTURE_H
 
-#include "Client.h"
+#include "support/HttpConnection.h"
 
 #include "httpd/Server.h"
 
@@ -13,6 +13,9 @@
 #include <mutex>
 
 namespace httpd_test {
+
+using test::HttpConnection;
+using test::HttpReply;
 
 /// Does what the test says, and notes what ends.
 class ScriptedHandler : public httpd::Handler {
@@ -83,13 +86,13 @@ protected:
     const std::string& address() const { return m_server->address(); }
 
     /// One request on a connection of its own.
-    Response request(std::string_view bytes, bool headOnly = false)
+    HttpReply request(std::string_view bytes, bool headOnly = false)
     {
-        Client client(address());
+        HttpConnection client(address());
         client.send(bytes);
         return client.receive(headOnly);
     }
-    Response get(const std::string& target) { return request("GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n"); }
+    HttpReply get(const std::string& target) { return request("GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n"); }
 
     httpd::Limits m_limits;
     ScriptedHandler m_handler;

@@ -60,9 +60,9 @@ TEST_F(Stream, IsSentInChunksUntilItsSourceEnds)
         std::memcpy(buffer, "abc", 3);
         return 3;
     });
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
-    const Response response = client.receive();
+    const HttpReply response = client.receive();
     EXPECT_TRUE(response.whole);
     EXPECT_EQ(response.header("transfer-encoding"), "chunked");
     EXPECT_EQ(response.body, "abcabcabc");
@@ -77,7 +77,7 @@ TEST_F(Stream, OfAKnownLengthAnnouncesIt)
         std::memset(buffer, 'x', size);
         return static_cast<std::int64_t>(size);
     });
-    const Response response = get("/");
+    const HttpReply response = get("/");
     EXPECT_EQ(response.header("content-length"), "200000");
     EXPECT_TRUE(response.whole);
     EXPECT_EQ(response.body, std::string(200'000, 'x'));
@@ -96,9 +96,9 @@ TEST_F(Stream, IsNotWholeWhenItsSourceBreaks)
             buffer[0] = 'a';
             return 1;
         });
-        Client client(address());
+        HttpConnection client(address());
         client.send(GET);
-        const Response response = client.receive();
+        const HttpReply response = client.receive();
         EXPECT_EQ(response.body, "a");
         EXPECT_FALSE(response.whole);
         EXPECT_EQ(client.lastError(), 0);
@@ -117,7 +117,7 @@ TEST_F(Stream, OutlivesTheTimesOfIdleClients)
     m_limits.idleTime = milliseconds(1000);
     m_limits.headerTime = milliseconds(300);
     startWithChannel();
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
     ASSERT_TRUE(m_channel->write("a"));
     EXPECT_EQ(client.receiveHead().header("content-type"), "text/event-stream");
@@ -138,7 +138,7 @@ TEST_F(Stream, IsCutWhenItsClientDoesNotRead)
         std::memset(buffer, 'x', size);
         return static_cast<std::int64_t>(size);
     });
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
     // The client takes nothing: the request can only end by being cut off.
     EXPECT_EQ(m_handler.waitForEndings(1)[0].status, 200U);
@@ -177,7 +177,7 @@ using ChannelStream = Stream;
 TEST_F(ChannelStream, CarriesWhatOtherThreadsWrite)
 {
     startWithChannel();
-    Client client(address());
+    HttpConnection client(address());
     client.send(GET);
     client.receiveHead();
     std::thread writer([this] {
@@ -198,7 +198,7 @@ TEST_F(ChannelStream, CarriesWhatOtherThreadsWrite)
 TEST_F(ChannelStream, CutsAClientOffThatWouldMissSomething)
 {
     startWithChannel(10);
-    Client client(address());
+    HttpConnection client(address());
     EXPECT_FALSE(m_channel->write(std::string(11, 'x')));
     client.send(GET);
     EXPECT_EQ(client.receiveHead().status, 200);
@@ -209,7 +209,7 @@ TEST_F(ChannelStream, IsDesertedWhenItsClientGoes)
 {
     startWithChannel();
     {
-        Client client(address());
+        HttpConnection client(address());
         client.send(GET);
         ASSERT_TRUE(m_channel->write("a"));
         client.receiveHead();

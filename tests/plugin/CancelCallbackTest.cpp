@@ -103,6 +103,7 @@ TEST_F(CancelCallback, IsOneOfThoseThatManyThreadsStore)
     fake::answerAll(fake::reply(documents::groups(1)));
     std::atomic<bool> ended{false};
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int i = 0; i < 3; ++i)
         threads.emplace_back([&] {
             while (!ended)

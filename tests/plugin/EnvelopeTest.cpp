@@ -92,7 +92,7 @@ TEST(Envelope, ForgetsAnEarlierStatusWhenThereIsNone)
 
 TEST(Envelope, ReadsAnErrorFromAttributes)
 {
-    const Error error = errorOf("<result code=\"104\" desc=\"no such group\"/>");
+    const Error error = errorOf(R"(<result code="104" desc="no such group"/>)");
     EXPECT_EQ(error.code, "104");
     EXPECT_EQ(error.description, "no such group");
 }
@@ -106,7 +106,7 @@ TEST(Envelope, ReadsAnErrorFromChildren)
 
 TEST(Envelope, PrefersTheErrorsAttributesToItsChildren)
 {
-    const Error error = errorOf("<result code=\"104\" desc=\"short\"><code>105</code><desc>long</desc></result>");
+    const Error error = errorOf(R"(<result code="104" desc="short"><code>105</code><desc>long</desc></result>)");
     EXPECT_EQ(error.code, "104");
     EXPECT_EQ(error.description, "short");
 }
@@ -120,7 +120,7 @@ TEST(Envelope, MixesTheErrorsAttributesAndChildren)
 
 TEST(Envelope, ReadsTheErrorsChildWhenTheAttributeIsEmpty)
 {
-    const Error error = errorOf("<result code=\"\" desc=\"\"><code>105</code><desc>from a child</desc></result>");
+    const Error error = errorOf(R"(<result code="" desc=""><code>105</code><desc>from a child</desc></result>)");
     EXPECT_EQ(error.code, "105");
     EXPECT_EQ(error.description, "from a child");
 }

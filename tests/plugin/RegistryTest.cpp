@@ -104,6 +104,7 @@ TEST_F(Registry, EmptiesTheListAndFreesNothing)
 TEST_F(Registry, TakesChangesFromManyThreads)
 {
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([this] {
             KLLogoutCMD command(provider());

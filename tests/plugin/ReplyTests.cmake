@@ -5,7 +5,7 @@ if(NOT TARGET reply_support)
   add_subdirectory("${PROJECT_SOURCE_DIR}/tests/replies" "${PROJECT_BINARY_DIR}/tests/replies")
 endif()
 
-kinloom_test(reply_tests
+kinloom_test(reply_tests SEPARATE
   SOURCES
     replies/AccountTest.cpp
     replies/CancelTest.cpp
@@ -23,7 +23,7 @@ kinloom_test(reply_tests
     replies/WalkTest.cpp
   LIBS plugin_test_support reply_support
   TIMEOUT 600
-  LONG)
+  PARTS 2)
 target_compile_definitions(reply_tests PRIVATE GOLDEN_DIR="${PROJECT_SOURCE_DIR}/tests/golden")
 
 # A program of its own, since it replaces the allocator.
@@ -34,4 +34,4 @@ kinloom_test(reply_memory_tests
     replies/MemoryTest.cpp
   LIBS wkloai_static reply_support test_support whost_fake
   TIMEOUT 600
-  LONG)
+  PARTS 2)

@@ -115,7 +115,7 @@ TEST_F(Commands, RefuseWhatDoesNotExistOrIsAmbiguous)
     EXPECT_EQ(master.exitCode, 1);
     EXPECT_NE(master.err.find("master"), std::string::npos);
     EXPECT_EQ(command({"event", "add", "999", "--person", "Anna", "--title", "x", "--start", "2010-05-05"}).exitCode, 1);
-    EXPECT_EQ(command({"event", "add", id, "--person", "Anna", "--title", "x", "--start", "someday"}).exitCode, 1);
+    EXPECT_EQ(command({"event", "add", id, "--person", "Anna", "--title", "x", "--start", "someday"}).exitCode, 2);
 }
 
 TEST_F(Commands, PutPicturesIntoGroups)
@@ -150,21 +150,61 @@ TEST_F(Commands, RefusePicturesOfPeopleThatAreNone)
 
 TEST_F(Commands, ExplainAWrongCommandLine)
 {
-    for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
-                                                      {"fly"},
-                                                      {"serve"},
-                                                      {"device", "add", "--data", m_data},
-                                                      {"person"},
-                                                      {"serve", "--data", m_data, "--reply-shape", "round"},
-                                                      {"serve", "--data", m_data, "--public-url", "photos.example"},
-                                                      {"serve", "--data", m_data, "--public-url", "http://a/b"},
-                                                      {"serve", "--data", m_data, "--max-upload", "much"}}) {
-        const CommandResult result = runKinloomd(arguments);
-        EXPECT_EQ(result.exitCode, 2);
-        EXPECT_NE(result.err + result.out, "");
+    struct Row {
+        std::vector<std::string> arguments;
+        const char* says;
+    };
+    const Row rows[] = {
+        {{}, "'kinloomd' needs a command: serve, "},
+        {{"fly"}, "there is no command 'fly' of 'kinloomd'"},
+        {{"groop", "list"}, "Did you mean 'group'?"},
+        {{"person"}, "'kinloomd person' needs a command: add, "},
+        {{"group", "rename", "1", "x"}, "a group keeps its name"},
+        {{"person", "list", "--data", m_data, "--colour"}, "'kinloomd person list' has no option '--colour'"},
+        {{"serve"}, "--data"},
+        {{"device", "add", "--data", m_data}, "--person"},
+        {{"serve", "--data", m_data, "--reply-shape", "round"}, "needs one of elements, attributes"},
+        {{"serve", "--data", m_data, "--public-url", "photos.example"}, "needs a scheme and a host"},
+        {{"serve", "--data", m_data, "--public-url", "http://a/b"}, "without a slash"},
+        {{"serve", "--data", m_data, "--max-upload", "much"}, "--max-upload"},
+        {{"serve", "--data", m_data, "--quota", "much"}, "needs a number from 0 to 1000000000000000000"},
+        {{"serve", "--data", m_data, "--listen", "0.0.0.0:99999"}, "is not an address"},
+        {{"event", "add", "1", "--person", "Anna", "--title", "x", "--start", "yesterday", "--data", m_data},
+         "2010-05-05T07:04:09Z"},
+    };
+    for (const Row& row : rows) {
+        const CommandResult result = runKinloomd(row.arguments);
+        EXPECT_EQ(result.exitCode, 2) << row.says;
+        EXPECT_EQ(result.out, "") << row.says;
+        EXPECT_THAT(result.err, ::testing::StartsWith("kinloomd: ")) << row.says;
+        EXPECT_THAT(result.err, ::testing::HasSubstr(row.says));
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     }
     EXPECT_EQ(runKinloomd({"--help"}).exitCode, 0);
-    EXPECT_EQ(runKinloomd({"serve", "--help"}).exitCode, 0);
+    const CommandResult help = runKinloomd({"serve", "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_THAT(help.out, ::testing::HasSubstr("--reply-shape elements|attributes\n"));
+}
+
+TEST_F(Commands, ShowNothingOfTheirArgumentsThatATerminalWouldObey)
+{
+    const CommandResult result = runKinloomd({"person", "list", "--data", m_folder / "x\x1B[31m\xC2\x9B\xE2\x80\xAE\n\\"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, ::testing::HasSubstr("x\\u001b[31m\\u009b\\u202e\\u000a\\"));
+}
+
+TEST_F(Commands, FailWhenNobodyCanReadTheirResult)
+{
+    const std::string before = command({"device", "list"}).out;
+    for (const char* words : {"device add --person Anna", "person list", "trash list --json", "check"}) {
+        const std::string line = kinloomdProgram() + " " + words + " --data " + m_data + " >/dev/full 2>" + (m_folder / "errors");
+        const int status = std::system(line.c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 1) << words;
+        std::ifstream errors(m_folder / "errors");
+        const std::string text(std::istreambuf_iterator<char>(errors), {});
+        EXPECT_THAT(text, ::testing::HasSubstr("standard output")) << words;
+    }
+    EXPECT_EQ(command({"device", "list"}).out, before) << "a device whose token nobody got is none";
 }
 
 TEST_F(Commands, PrintTheVersion)
@@ -195,7 +235,7 @@ TEST_F(Commands, ExplainAnAddressThatCannotBeListenedOn)
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_NE(result.err.find(taken), std::string::npos) << result.err;
     for (const char* address : {"nonsense", "127.0.0.1", "127.0.0.1:x", "127.0.0.1:70000", ":80", "::1:80"})
-        EXPECT_EQ(runKinloomd({"serve", "--data", other, "--listen", address}).exitCode, 1) << address;
+        EXPECT_EQ(runKinloomd({"serve", "--data", other, "--listen", address}).exitCode, 2) << address;
 }
 
 TEST_F(Commands, LetOneServiceServeAFolder)

@@ -2,6 +2,9 @@
 #include "ServiceFixture.h"
 #include "TestPictures.h"
 
+#include <atomic>
+#include <thread>
+
 namespace {
 
 using namespace kinloomd_test;
@@ -26,24 +29,119 @@ protected:
     std::string m_photo;
 };
 
-TEST_F(Comment, IsCreditedToTheDeviceThatSignedInFromTheSameAddressLast)
+std::string authorOf(const HttpReply& reply)
+{
+    return reply.status == 200 ? Xml(reply.body).text("/rsp/comment/commentCreator/userName") : std::to_string(reply.status);
+}
+
+/// The bytes of a signed request.
+std::string signedRequest(const DeviceCredentials& device)
+{
+    return requestBytes("GET", ServiceClient::path("me/group.list"), {}, {{"Authorization", authorizationOf(device)}});
+}
+
+TEST_F(Comment, IsCreditedToTheDeviceThatSignedLastOnItsConnection)
 {
     addMember(m_group, "Ben");
-    EXPECT_EQ(anna().comment(m_photo, "nobody").status, 401);
-    anna().signIn();
-    EXPECT_EQ(Xml(anna().comment(m_photo, "one").body).text("/rsp/comment/commentCreator/userName"), "Anna");
-    ben().signIn();
-    EXPECT_EQ(Xml(anna().comment(m_photo, "two").body).text("/rsp/comment/commentCreator/userName"), "Ben");
-    anna().signIn();
-    EXPECT_EQ(Xml(anna().comment(m_photo, "three").body).text("/rsp/comment/commentCreator/userName"), "Anna");
-    EXPECT_THAT(texts(), ElementsAre("one", "two", "three"));
+    Wire annas(port());
+    Wire bens(port());
+    const auto say = [&](Wire& wire, const std::string& bytes) {
+        wire.send(bytes);
+        return wire.receive();
+    };
+    say(annas, signedRequest(m_anna));
+    say(bens, signedRequest(m_ben));
+    EXPECT_EQ(authorOf(say(annas, commentBytes(m_photo, "one"))), "Anna");
+    EXPECT_EQ(authorOf(say(bens, commentBytes(m_photo, "two"))), "Ben");
+    EXPECT_EQ(authorOf(say(annas, commentBytes(m_photo, "three"))), "Anna");
+    say(annas, signedRequest(m_ben));
+    EXPECT_EQ(authorOf(say(annas, commentBytes(m_photo, "four"))), "Ben") << "two devices behind one connection";
+    EXPECT_THAT(texts(), ElementsAre("one", "two", "three", "four"));
+}
+
+TEST_F(Comment, IsNotCreditedToADeviceThatSignsInAgainAndAgain)
+{
+    addMember(m_group, "Ben");
+    std::atomic<bool> done{false};
+    std::thread other([&] {
+        while (!done)
+            ben().signIn();
+    });
+    int wrong = 0;
+    for (int i = 0; i < 40; ++i)
+        wrong += authorOf(anna().comment(m_photo, std::to_string(i))) == "Anna" ? 0 : 1;
+    done = true;
+    other.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(Comment, WithoutASignatureBesideItIsCreditedToTheOnlyDeviceOfItsAddress)
+{
+    addMember(m_group, "Ben");
+    EXPECT_EQ(authorOf(lonelyComment(port(), m_photo, "hers")), "Anna");
+    // Anything signed counts, whatever becomes of it; what is signed wrong does not.
+    DeviceCredentials mixed = m_ben;
+    mixed.token = m_carla.token;
+    EXPECT_EQ(ServiceClient(port(), mixed).get(ServiceClient::path("me/group.list")).status, 401);
+    EXPECT_EQ(authorOf(lonelyComment(port(), m_photo, "still hers")), "Anna");
+    EXPECT_EQ(ben().get(ServiceClient::path("999999/view")).status, 404);
+    const HttpReply refused = lonelyComment(port(), m_photo, "whose");
+    EXPECT_EQ(refused.status, 401);
+    EXPECT_EQ(field(refused, "code"), "207");
+    EXPECT_THAT(texts(), ElementsAre("hers", "still hers"));
+}
+
+TEST_F(Comment, BehindAProxyIsCreditedByTheAddressAndPortOfItsClient)
+{
+    addMember(m_group, "Ben");
+    m_settings.arguments = {"--trusted-proxy", "127.0.0.1"};
+    restart();
+    // The proxy's one connection carries what all its clients say.
+    Wire proxy(port());
+    const auto say = [&](const std::string& client, std::string bytes) {
+        bytes.insert(bytes.find("\r\n") + 2, "Forwarded: for=\"" + client + "\"\r\n");
+        proxy.send(bytes);
+        return proxy.receive();
+    };
+    EXPECT_EQ(say("203.0.113.7:5000", signedRequest(m_anna)).status, 200);
+    EXPECT_EQ(say("203.0.113.7:5001", signedRequest(m_ben)).status, 200);
+    EXPECT_EQ(authorOf(say("203.0.113.7:5000", commentBytes(m_photo, "one"))), "Anna");
+    EXPECT_EQ(authorOf(say("203.0.113.7:5001", commentBytes(m_photo, "two"))), "Ben");
+    EXPECT_EQ(say("203.0.113.7:5002", commentBytes(m_photo, "whose")).status, 401);
+    EXPECT_EQ(say("203.0.113.8", signedRequest(m_anna)).status, 200);
+    EXPECT_EQ(say("203.0.113.8", commentBytes(m_photo, "whose")).status, 401) << "strangers may share what has no port";
+    EXPECT_EQ(authorOf(say("203.0.113.8:5000", commentBytes(m_photo, "three"))), "Anna") << "the only one of her address";
+}
+
+TEST_F(Comment, IsCreditedToNobodyWhereNobodyHasSigned)
+{
+    m_process->kill(); // one who is killed forgets who has signed
+    m_process.reset();
+    start();
+    EXPECT_EQ(lonelyComment(port(), m_photo, "text").status, 401);
+    EXPECT_THAT(texts(), IsEmpty());
+}
+
+TEST_F(Comment, IsCreditedToNobodyWhoseDeviceWasRemoved)
+{
+    Wire wire(port());
+    wire.send(signedRequest(m_anna));
+    EXPECT_EQ(wire.receive().status, 200);
+    ASSERT_EQ(command({"device", "remove", m_anna.duid}).exitCode, 0);
+    addDevice(m_data, "Anna");
+    wire.send(commentBytes(m_photo, "text"));
+    EXPECT_EQ(wire.receive().status, 401);
+    EXPECT_EQ(lonelyComment(port(), m_photo, "text").status, 401);
 }
 
 TEST_F(Comment, IsStillCreditedAfterTheServiceWasRestarted)
 {
     anna().signIn();
     restart();
-    EXPECT_EQ(anna().comment(m_photo, "text").status, 200);
+    EXPECT_EQ(authorOf(lonelyComment(port(), m_photo, "text")), "Anna");
+    ben().signIn();
+    restart();
+    EXPECT_EQ(lonelyComment(port(), m_photo, "text").status, 401) << "two have signed";
 }
 
 TEST_F(Comment, NeedsItsHeaderOrASignature)

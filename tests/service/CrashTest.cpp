@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <random>
 #include <thread>
@@ -20,11 +21,12 @@ protected:
         try {
             for (;;) {
                 ++started;
-                const HttpReply reply = anna().upload(group, smallPicture());
+                const TestPicture picture = anotherPicture();
+                const HttpReply reply = anna().upload(group, picture);
                 if (reply.status != 200 || !reply.whole)
                     return;
                 const std::lock_guard<std::mutex> lock(m_mutex);
-                m_acknowledged.push_back(field(reply, "contentId"));
+                m_acknowledged.emplace(field(reply, "contentId"), picture.bytes);
             }
         } catch (const std::runtime_error&) {
             // The connection was refused.
@@ -32,7 +34,7 @@ protected:
     }
 
     std::mutex m_mutex;
-    std::vector<std::string> m_acknowledged;
+    std::map<std::string, std::string> m_acknowledged; ///< identifiers and bytes
 };
 
 TEST_F(Crash, AtAnyMomentLosesNoAcknowledgedUploadAndLeavesNoRecordWithoutFile)
@@ -60,10 +62,10 @@ TEST_F(Crash, AtAnyMomentLosesNoAcknowledgedUploadAndLeavesNoRecordWithoutFile)
         EXPECT_EQ(after.out.find("wrong"), std::string::npos) << after.out;
         m_process.reset();
         start();
-        for (const std::string& id : m_acknowledged) {
+        for (const auto& [id, bytes] : m_acknowledged) {
             const HttpReply view = anna().get(ServiceClient::path(id + "/view"));
             ASSERT_EQ(view.status, 200) << id;
-            EXPECT_EQ(request(port(), "GET", targetOf(field(view, "contentUrl"))).body, smallPicture().bytes);
+            EXPECT_EQ(request(port(), "GET", targetOf(field(view, "contentUrl"))).body, bytes);
         }
     }
     EXPECT_GT(m_acknowledged.size(), 3U);

@@ -19,7 +19,10 @@ protected:
 
     HttpReply page(const std::string& query) { return anna().get(ServiceClient::path(m_group + "/feeds?&" + query)); }
     Ids ids(const std::string& query) { return Xml(page(query).body).texts("//contentId|//@contentId"); }
-    std::string upload(const std::string& taken = {}) { return anna().uploadPhoto(m_group, makePicture(16, 12, ".jpg", 1, taken)); }
+    std::string upload(const std::string& taken = {})
+    {
+        return anna().uploadPhoto(m_group, anotherPicture(makePicture(16, 12, ".jpg", 1, taken)));
+    }
     std::string newGroup() { return anna().createGroup("Family"); }
 
     std::string m_group;

@@ -48,16 +48,17 @@ std::string parentFolder()
     return std::filesystem::temp_directory_path().string();
 }
 
-struct Redirections {
-    std::string output; ///< a file; empty keeps the test's own
-    int outputFd = -1;  ///< or a descriptor
+struct Manner {
+    std::string program; ///< in place of the one that was built
+    std::string output;  ///< a file; empty keeps the test's own
+    int outputFd = -1;   ///< or a descriptor
     std::string error;
 };
 
-pid_t spawn(const std::vector<std::string>& arguments, const Redirections& redirections)
+pid_t spawn(const std::vector<std::string>& arguments, const Manner& manner)
 {
     std::vector<char*> argv;
-    std::string program = KINLOOMD_PROGRAM;
+    std::string program = manner.program.empty() ? kinloomdProgram() : manner.program;
     argv.push_back(program.data());
     std::vector<std::string> copies = arguments;
     for (std::string& argument : copies)
@@ -67,12 +68,12 @@ pid_t spawn(const std::vector<std::string>& arguments, const Redirections& redir
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC;
-    if (redirections.outputFd >= 0)
-        ::posix_spawn_file_actions_adddup2(&actions, redirections.outputFd, STDOUT_FILENO);
-    else if (!redirections.output.empty())
-        ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, redirections.output.c_str(), FLAGS, 0600);
-    if (!redirections.error.empty())
-        ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, redirections.error.c_str(), FLAGS, 0600);
+    if (manner.outputFd >= 0)
+        ::posix_spawn_file_actions_adddup2(&actions, manner.outputFd, STDOUT_FILENO);
+    else if (!manner.output.empty())
+        ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, manner.output.c_str(), FLAGS, 0600);
+    if (!manner.error.empty())
+        ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, manner.error.c_str(), FLAGS, 0600);
 
     // Signals that the test blocks or ignores must not be so in the program.
     posix_spawnattr_t attributes;
@@ -133,16 +134,46 @@ TemporaryFolder::~TemporaryFolder()
     std::filesystem::remove_all(m_path, ignored);
 }
 
+const std::string& kinloomdProgram()
+{
+    static const std::string program = KINLOOMD_PROGRAM;
+    return program;
+}
+
+KinloomdRun::KinloomdRun(const std::vector<std::string>& arguments)
+{
+    Manner manner;
+    manner.output = m_folder / "out";
+    manner.error = m_folder / "err";
+    m_pid = spawn(arguments, manner);
+}
+
+KinloomdRun::~KinloomdRun() { kill(); }
+
+bool KinloomdRun::hasEnded() const
+{
+    siginfo_t info = {};
+    return ::waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == m_pid;
+}
+
+void KinloomdRun::kill()
+{
+    if (m_pid < 0)
+        return;
+    ::kill(m_pid, SIGKILL);
+    wait(std::exchange(m_pid, -1));
+}
+
 CommandResult runKinloomd(const std::vector<std::string>& arguments)
 {
     const TemporaryFolder folder;
-    Redirections redirections;
-    redirections.output = folder / "out";
-    redirections.error = folder / "err";
+    Manner manner;
+    manner.output = folder / "out";
+    manner.error = folder / "err";
     CommandResult result;
-    result.exitCode = wait(spawn(arguments, redirections));
-    result.out = readWholeFile(redirections.output);
-    result.err = readWholeFile(redirections.error);
+    result.exitCode = wait(spawn(arguments, manner));
+    result.out = readWholeFile(manner.output);
+    result.err = readWholeFile(manner.error);
     return result;
 }
 
@@ -171,14 +202,15 @@ void KinloomdProcess::start(const std::string& dataFolder, const Settings& setti
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
         fail("cannot make a pipe");
-    Redirections redirections;
-    redirections.outputFd = ends[1];
+    Manner manner;
+    manner.program = settings.program;
+    manner.outputFd = ends[1];
     if (settings.keepStandardError) {
         m_errorFolder.emplace();
-        redirections.error = *m_errorFolder / "err";
+        manner.error = *m_errorFolder / "err";
     }
     try {
-        m_pid = spawn(arguments, redirections);
+        m_pid = spawn(arguments, manner);
         ::close(ends[1]);
         if (settings.fileSizeLimit) {
             const rlimit limit = {*settings.fileSizeLimit, *settings.fileSizeLimit};
@@ -207,7 +239,7 @@ void KinloomdProcess::readReadyLine(int fd)
         if (c != 0)
             line += c;
     }
-    const auto url = line.find("http://");
+    const auto url = line.find("http");
     const auto colon = line.rfind(':');
     if (url == std::string::npos || colon == std::string::npos)
         throw std::runtime_error("kinloomd printed: " + line);

@@ -34,6 +34,28 @@ struct CommandResult {
     std::string err;
 };
 
+/// The program.
+const std::string& kinloomdProgram();
+
+/// A run of "kinloomd ARGUMENTS..." that may be ended at any moment.
+class KinloomdRun {
+public:
+    explicit KinloomdRun(const std::vector<std::string>& arguments);
+    KinloomdRun(const KinloomdRun&) = delete;
+    KinloomdRun& operator=(const KinloomdRun&) = delete;
+    ~KinloomdRun();
+
+    pid_t pid() const { return m_pid; }
+    /// \return whether the program has come to its end.
+    bool hasEnded() const;
+    /// SIGKILL, then waits.
+    void kill();
+
+private:
+    TemporaryFolder m_folder;
+    pid_t m_pid = -1;
+};
+
 /// Runs "kinloomd ARGUMENTS..." to its end. Throws std::runtime_error when it cannot be started.
 CommandResult runKinloomd(const std::vector<std::string>& arguments);
 
@@ -56,6 +78,7 @@ public:
         bool keepStandardError = false;     ///< into \c standardError, in place of the test's own
         std::string listenAddress = "127.0.0.1:0";
         std::optional<unsigned long> fileSizeLimit; ///< the largest file that the process may write
+        std::string program{};                      ///< in place of the one that was built
     };
 
     /// Returns when the service is ready. Throws std::runtime_error when it does not get there within half a minute.
@@ -67,7 +90,7 @@ public:
 
     pid_t pid() const { return m_pid; }
     unsigned short port() const { return m_port; }
-    /// "http://127.0.0.1:43211"
+    /// "http://127.0.0.1:43211", or https
     const std::string& url() const { return m_url; }
     /// What the service has written on standard error so far, when that is kept.
     std::string standardError() const;

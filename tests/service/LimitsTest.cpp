@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "ServiceFixture.h"
+#include "TestPictures.h"
 
 namespace {
 
@@ -130,7 +131,7 @@ TEST_F(Limits, SurviveRequestsThatAreNone)
           std::string("GET / HTTP/9.9\r\n\r\n"), std::string("\x16\x03\x01\x02\x00\x01\x00\x01", 8)}) {
         Wire wire(port());
         wire.send(bytes);
-        wire.shutdownSending();
+        wire.hangUp();
         wire.receive();
     }
     EXPECT_EQ(anna().signIn().status, 200);
@@ -197,6 +198,32 @@ TEST_F(Limits, BoundTheConnectionsFromOneAddress)
     // The others go on.
     wires[0]->send(signedHead("GET", "me/group.list") + "\r\n");
     EXPECT_EQ(wires[0]->receive().status, 200);
+}
+
+TEST_F(Limits, GiveNoPlaceToStrangersWhoAskForMedia)
+{
+    startWith({"--max-connections", "12"});
+    const std::string original = targetOf(field(anna().upload(anna().createGroup("Family"), smallPicture()), "contentUrl"));
+    const std::string stranger = "/media/original/aa-1/1/x";
+    Wire guest(port());
+    guest.send(requestBytes("GET", original, {}, {}));
+    ASSERT_EQ(guest.receive().status, 200);
+    std::vector<std::unique_ptr<Wire>> crowd;
+    for (int i = 0; i < 30; ++i) {
+        crowd.push_back(std::make_unique<Wire>(port()));
+        Wire& wire = *crowd.back();
+        if (i % 2 == 0) {
+            wire.send("GET " + stranger + " HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\nContent-Length: 60000\r\n\r\n");
+            EXPECT_EQ(wire.receiveInterim(), 100) << i;
+            wire.send("x");
+        } else {
+            wire.send(requestBytes("GET", stranger, {}, {}));
+            EXPECT_EQ(wire.receive().status, 404) << i;
+        }
+    }
+    EXPECT_EQ(anna().signIn().status, 200);
+    guest.send(requestBytes("GET", original, {}, {}));
+    EXPECT_EQ(guest.receive().status, 200) << "who has had a picture stays";
 }
 
 TEST_F(Limits, BoundTheRateFromOneAddress)

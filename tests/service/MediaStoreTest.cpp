@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "media/MediaStore.h"
-#include "core/WorkerPool.h"
 
 #include "KinloomdProcess.h"
 
@@ -117,32 +116,6 @@ TEST(DataFolderOfNoService, IsRefused)
     const TemporaryFolder folder;
     EXPECT_THROW(DataFolder::existing(folder.path()), std::runtime_error);
     EXPECT_THROW(DataFolder(folder / "missing/deeper"), std::system_error);
-}
-
-TEST(WorkerPool, DoesJobsAndPassesOnWhatTheyThrow)
-{
-    WorkerPool pool(2);
-    EXPECT_EQ(pool.submit([] { return 7; }).get(), 7);
-    EXPECT_THROW(pool.submit([]() -> int { throw std::runtime_error("no"); }).get(), std::runtime_error);
-}
-
-TEST(WorkerPool, DropsWhatHasNotBegunWhenItStops)
-{
-    std::promise<void> hold;
-    std::promise<void> begun;
-    WorkerPool pool(1);
-    auto first = pool.submit([&] {
-        begun.set_value();
-        hold.get_future().wait();
-        return 1;
-    });
-    begun.get_future().wait();
-    auto second = pool.submit([] { return 2; });
-    pool.stop();
-    EXPECT_THROW(second.get(), std::future_error);
-    EXPECT_THROW(pool.submit([] { return 3; }).get(), std::future_error);
-    hold.set_value();
-    EXPECT_EQ(first.get(), 1);
 }
 
 } // namespace

@@ -41,7 +41,21 @@ INSTANTIATE_TEST_SUITE_P(
         RouteCase{"POST", base("7/comment"), "comment", "7"}, RouteCase{"GET", base("7/comment.list"), "comment.list", "7"},
         RouteCase{"GET", base("%37/view"), "view", "7"}, RouteCase{"GET", "/media/original/k/7/a.jpg", "media", ""},
         RouteCase{"GET", "/media/540X405/k/7/a.jpg", "thumbnail", ""},
-        RouteCase{"GET", "/media/person/k/7-1/a.jpg", "user.image", ""}, RouteCase{"DELETE", "/control/faults", "control", ""}));
+        RouteCase{"GET", "/media/person/k/7-1/a.jpg", "user.image", ""}, RouteCase{"DELETE", "/control/faults", "control", ""},
+        RouteCase{"GET", "/page/groups", "page.groups", ""}, RouteCase{"POST", "/page/groups", "page.group.create", ""},
+        RouteCase{"GET", "/page/groups/7/months", "page.months", ""},
+        RouteCase{"GET", "/page/media/person/7-1", "page.person.image", ""},
+        RouteCase{"GET", "/page/media/7/small", "page.media", ""}, RouteCase{"POST", "/pair", "pair", ""},
+        RouteCase{"POST", "/pair/token", "pair.token", ""}, RouteCase{"POST", "/invite/key", "page.invitation.use", ""}));
+
+TEST(Router, HandsOnThePiecesThatStandForSomething)
+{
+    EXPECT_EQ(route("GET", "/page/groups/%37/months").pieces, std::vector<std::string>{"7"});
+    EXPECT_EQ(route("GET", "/page/media/7/small").pieces, (std::vector<std::string>{"7", "small"}));
+    EXPECT_EQ(route("POST", "/page/contents/7/restore").pieces, std::vector<std::string>{"7"});
+    EXPECT_TRUE(route("GET", "/page/groups").pieces.empty());
+    EXPECT_EQ(allowedMethods("/page/contents/7"), "GET, HEAD, DELETE");
+}
 
 class UnknownPath : public ::testing::TestWithParam<std::string> {};
 
@@ -61,7 +75,9 @@ INSTANTIATE_TEST_SUITE_P(Paths, UnknownPath,
                                            base("me//group.list"), base("7/Feeds"), "/media/original/k/7",
                                            "/media/original/k/7/a/b", "/media/1X1/k/7/a", "/media/../kinloomd.db",
                                            "/media/original/k/..%2F..%2Fkinloomd.db", "/control/other",
-                                           "//openapi/service/kinloom/auth"));
+                                           "//openapi/service/kinloom/auth", "/page", "/page/", "/page/groups/",
+                                           "/page/groups//months", "/page/groups/7/months/", "/page/groups/7/x", "/page/media/7",
+                                           "/invite/", "/pair/", "/pairs"));
 
 TEST(Router, TellsAWrongMethodFromAnUnknownPath)
 {

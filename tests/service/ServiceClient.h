@@ -5,66 +5,27 @@
 #define TESTS_SERVICE_SERVICECLIENT_H
 
 #include "KinloomdProcess.h"
+#include "TestPictures.h"           // IWYU pragma: export
+#include "support/HttpConnection.h" // IWYU pragma: export
 
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace kinloomd_test {
 
-/// A reply as it stood on the wire.
-struct HttpReply {
-    int status = 0;                             ///< 0 when there was none
-    std::map<std::string, std::string> headers; ///< names in lower case
-    std::string body;
-    bool whole = false; ///< as many bytes came as were announced
+using test::HttpReply;
 
-    std::string header(const std::string& name) const
-    {
-        const auto found = headers.find(name);
-        return found == headers.end() ? std::string() : found->second;
-    }
-};
-
-/// One TCP connection.
-class Wire {
+/// One connection to a service on this computer.
+class Wire : public test::HttpConnection {
 public:
-    explicit Wire(unsigned short port);
-    Wire(const Wire&) = delete;
-    Wire& operator=(const Wire&) = delete;
-    ~Wire();
-
-    int socket() const { return m_socket; }
-    /// Sends all of it. \return false when the other end does not take it.
-    bool send(std::string_view bytes);
-    void shutdownSending();
-    /// Reads one reply. \param headOnly there is no body, whatever the headers say.
-    HttpReply receive(bool headOnly = false);
-    /// Reads until the other end closes. \return false when it did not within that time.
-    bool waitForClose(std::chrono::milliseconds time);
-    /// The error that ended the last read: 0 for a close, ECONNRESET for a reset, ETIMEDOUT when nothing came for ten seconds.
-    int lastError() const { return m_error; }
-
-private:
-    bool fill();
-
-    int m_socket = -1;
-    int m_error = 0;
-    std::string m_buffer;
+    explicit Wire(unsigned short port) : HttpConnection("127.0.0.1:" + std::to_string(port)) {}
 };
 
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
 /// The Authorization header of a device, as the plugin writes it.
 std::string authorizationOf(const DeviceCredentials& device, bool firstOfSession = false);
-
-/// A picture made for a test, and what it is.
-struct TestPicture {
-    std::string bytes;
-    std::string mimeType;
-    std::string fileName;
-};
 
 /// A device that makes requests, each on a connection of its own unless told otherwise.
 class ServiceClient {
@@ -90,7 +51,7 @@ public:
     HttpReply upload(const std::string& group, const TestPicture& picture, const std::string& description = {});
     /// The same, for an upload that must succeed. \return the content's identifier.
     std::string uploadPhoto(const std::string& group, const TestPicture& picture, const std::string& description = {});
-    /// A comment, unsigned as the plugin sends it.
+    /// A comment, unsigned as the plugin sends it, after a signed look at the content on the same connection.
     HttpReply comment(const std::string& content, const std::string& text);
     std::string commentId(const std::string& content, const std::string& text);
 
@@ -102,6 +63,10 @@ private:
 /// One request on a connection of its own, with nothing added but Host and Content-Length.
 HttpReply request(unsigned short port, const std::string& method, const std::string& target, const std::string& body = {},
                   const Headers& headers = {});
+/// A comment that nothing on its connection was signed before.
+HttpReply lonelyComment(unsigned short port, const std::string& content, const std::string& text);
+/// The bytes of an unsigned comment.
+std::string commentBytes(const std::string& content, const std::string& text);
 /// The bytes of such a request.
 std::string requestBytes(const std::string& method, const std::string& target, const std::string& body, const Headers& headers);
 

@@ -4,6 +4,7 @@
 #include "store/Contents.h"
 #include "store/Groups.h"
 #include "store/People.h"
+#include "store/Trash.h"
 
 #include "KinloomdProcess.h"
 
@@ -62,12 +63,24 @@ protected:
         return id;
     }
 
-    std::vector<std::string> namesOf(const std::vector<Group>& groups)
+    /// The names of a page of groups.
+    static std::vector<std::string> namesOf(DatabaseConnection& connection, Id person, Id sharedWith, GroupSort sort,
+                                            std::int64_t index, std::int64_t count)
     {
         std::vector<std::string> names;
-        for (const Group& group : groups)
-            names.push_back(group.name);
+        for (const Id id : listGroupIds(connection, person, sharedWith, sort, index, count))
+            names.push_back(findGroupOf(connection, id, person)->name);
         return names;
+    }
+
+    static std::vector<Content> listFeed(DatabaseConnection& connection, FeedPage page)
+    {
+        std::vector<Content> contents;
+        EXPECT_TRUE(readFeed(connection, page, [&](const Content& content) {
+            contents.push_back(content);
+            return true;
+        }));
+        return contents;
     }
 
     TemporaryFolder m_folder;
@@ -120,7 +133,7 @@ TEST_F(Store, UndoesATransactionThatIsNotCommitted)
         addPerson(connection, "Nobody", "");
     }
     const auto connection = m_database.read();
-    EXPECT_FALSE(findPersonByName(connection, "Nobody"));
+    EXPECT_THAT(findPeopleByName(connection, "Nobody"), IsEmpty());
 }
 
 TEST_F(Store, OpensWhatItHasWritten)
@@ -128,7 +141,7 @@ TEST_F(Store, OpensWhatItHasWritten)
     newPerson("Anna");
     Database again(m_folder / "test.db");
     const auto connection = again.read();
-    EXPECT_TRUE(findPersonByName(connection, "Anna"));
+    EXPECT_EQ(findPeopleByName(connection, "Anna").size(), 1U);
 }
 
 TEST_F(Store, RefusesADatabaseOfANewerProgram)
@@ -151,12 +164,9 @@ TEST_F(Store, SortsGroupsInEachOrder)
     // Times of their own: all four may have been made within one millisecond.
     noteUse(connection, beta, now() + 10);
     noteUse(connection, gamma, now() + 20);
-    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 0, 10)),
-                ElementsAre("Alpha", "ALPHA", "beta", "Gamma"));
-    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::CREATED_TIME, 0, 10)),
-                ElementsAre("Gamma", "ALPHA", "Alpha", "beta"));
-    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::RECENT_USED, 0, 10)),
-                ElementsAre("Gamma", "beta", "ALPHA", "Alpha"));
+    EXPECT_THAT(namesOf(connection, anna.id, 0, GroupSort::ALPHABETICAL, 0, 10), ElementsAre("Alpha", "ALPHA", "beta", "Gamma"));
+    EXPECT_THAT(namesOf(connection, anna.id, 0, GroupSort::CREATED_TIME, 0, 10), ElementsAre("Gamma", "ALPHA", "Alpha", "beta"));
+    EXPECT_THAT(namesOf(connection, anna.id, 0, GroupSort::RECENT_USED, 0, 10), ElementsAre("Gamma", "beta", "ALPHA", "Alpha"));
 }
 
 TEST_F(Store, PagesGroupsByIndexAndCount)
@@ -165,10 +175,9 @@ TEST_F(Store, PagesGroupsByIndexAndCount)
     for (int i = 0; i < 7; ++i)
         newGroup("group " + std::to_string(i), anna);
     const auto connection = m_database.read();
-    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 2, 3)),
-                ElementsAre("group 2", "group 3", "group 4"));
-    EXPECT_THAT(namesOf(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 6, 3)), ElementsAre("group 6"));
-    EXPECT_THAT(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 4294967295, 3), IsEmpty());
+    EXPECT_THAT(namesOf(connection, anna.id, 0, GroupSort::ALPHABETICAL, 2, 3), ElementsAre("group 2", "group 3", "group 4"));
+    EXPECT_THAT(namesOf(connection, anna.id, 0, GroupSort::ALPHABETICAL, 6, 3), ElementsAre("group 6"));
+    EXPECT_THAT(namesOf(connection, anna.id, 0, GroupSort::ALPHABETICAL, 4294967295, 3), IsEmpty());
 }
 
 TEST_F(Store, ShowsOnlySharedGroupsOfAnotherPerson)
@@ -184,7 +193,7 @@ TEST_F(Store, ShowsOnlySharedGroupsOfAnotherPerson)
     EXPECT_FALSE(addMember(connection, *findGroup(connection, shared), ben.id));
     EXPECT_TRUE(shareGroup(connection, anna.id, ben.id));
     for (const GroupSort sort : {GroupSort::ALPHABETICAL, GroupSort::CREATED_TIME, GroupSort::RECENT_USED})
-        EXPECT_THAT(namesOf(listGroups(connection, anna.id, ben.id, sort, 0, 10)), ElementsAre("shared"));
+        EXPECT_THAT(namesOf(connection, anna.id, ben.id, sort, 0, 10), ElementsAre("shared"));
 }
 
 TEST_F(Store, KnowsTheRoleOfEachPerson)
@@ -233,14 +242,14 @@ TEST_F(Store, KeepsTotalsTrueThroughEveryChange)
     EXPECT_EQ(seen.comments, 3);
     EXPECT_EQ(seen.cover, photo);
     EXPECT_EQ(findContent(connection, photo)->comments, 2);
-    EXPECT_TRUE(deleteComment(connection, standingAtComment(connection, first, anna.id), first));
-    EXPECT_TRUE(deleteContent(connection, music));
-    EXPECT_FALSE(deleteContent(connection, music));
+    EXPECT_TRUE(trashComment(connection, standingAtComment(connection, first, anna.id), first, anna.id));
+    EXPECT_TRUE(trashContent(connection, music, anna.id));
+    EXPECT_FALSE(trashContent(connection, music, anna.id));
     seen = *findGroup(connection, group);
     EXPECT_EQ(seen.total, 2);
     EXPECT_EQ(seen.audios, 0);
     EXPECT_EQ(seen.comments, 1);
-    EXPECT_TRUE(deleteContent(connection, photo));
+    EXPECT_TRUE(trashContent(connection, photo, anna.id));
     seen = *findGroup(connection, group);
     EXPECT_EQ(seen.photos, 0);
     EXPECT_EQ(seen.comments, 0);
@@ -251,7 +260,7 @@ TEST_F(Store, KeepsTotalsTrueThroughEveryChange)
     EXPECT_FALSE(comments.step());
 }
 
-TEST_F(Store, RemovesEverythingInADeletedGroup)
+TEST_F(Store, ShowsNothingInADeletedGroup)
 {
     const Person anna = newPerson("Anna");
     const Id group = newGroup("Family", anna);
@@ -261,13 +270,14 @@ TEST_F(Store, RemovesEverythingInADeletedGroup)
     Event event;
     event.member = anna;
     addEvent(connection, content, event);
-    EXPECT_THAT(listContentIds(connection, group), ElementsAre(content));
-    deleteGroup(connection, group);
+    EXPECT_TRUE(trashGroup(connection, group, anna.id));
+    EXPECT_FALSE(trashGroup(connection, group, anna.id));
     EXPECT_FALSE(findGroup(connection, group));
     EXPECT_FALSE(findContent(connection, content));
-    EXPECT_FALSE(findComment(connection, comment));
-    EXPECT_THAT(listEvents(connection, content), IsEmpty());
-    EXPECT_THAT(listGroups(connection, anna.id, 0, GroupSort::ALPHABETICAL, 0, 10), IsEmpty());
+    EXPECT_FALSE(findMedia(connection, content));
+    EXPECT_EQ(standingAtContent(connection, content, anna.id).role, Role::STRANGER);
+    EXPECT_EQ(standingAtComment(connection, comment, anna.id).role, Role::STRANGER);
+    EXPECT_THAT(namesOf(connection, anna.id, 0, GroupSort::ALPHABETICAL, 0, 10), IsEmpty());
 }
 
 TEST_F(Store, HidesASlotUntilItIsFilled)
@@ -321,20 +331,47 @@ TEST_F(Store, GivesUploadsRisingTimes)
     }
 }
 
-TEST_F(Store, RemembersWhoSignedInFromAnAddressLast)
+TEST_F(Store, NotesWhenADeviceSignedIn)
 {
     const Person anna = newPerson("Anna");
-    const Person ben = newPerson("Ben");
     const auto connection = m_database.write();
     addDevice(connection, anna.id, "a", "app", "token");
-    addDevice(connection, ben.id, "b", "app", "token");
-    EXPECT_FALSE(lastSignIn(connection, "10.0.0.1"));
-    noteSignIn(connection, "10.0.0.1", findDevice(connection, "a")->id, 1);
-    EXPECT_EQ(lastSignIn(connection, "10.0.0.1")->person.name, "Anna");
-    noteSignIn(connection, "10.0.0.1", findDevice(connection, "b")->id, 2);
-    EXPECT_EQ(lastSignIn(connection, "10.0.0.1")->person.name, "Ben");
-    EXPECT_FALSE(lastSignIn(connection, "10.0.0.2"));
-    EXPECT_EQ(findDevice(connection, "a")->signedIn, 1);
+    EXPECT_FALSE(findDevice(connection, "a")->signedIn);
+    noteSignIn(connection, findDevice(connection, "a")->id, 7);
+    EXPECT_EQ(findDevice(connection, "a")->signedIn, 7);
+}
+
+TEST_F(Store, KeepsSignersForOneService)
+{
+    const auto connection = m_database.write();
+    EXPECT_TRUE(takeSigners(connection).whole) << "nobody served before";
+    keepSigners(connection, {{{"10.0.0.1", "b", 2}, {"10.0.0.1", "a", 1}, {"::1", "a", 3}}, true});
+    std::string all;
+    const RecentSigners recent = takeSigners(connection);
+    for (const Signer& signer : recent.signers)
+        all += signer.address + " " + signer.duid + " " + std::to_string(signer.at) + ";";
+    EXPECT_EQ(all, "10.0.0.1 a 1;10.0.0.1 b 2;::1 a 3;");
+    EXPECT_TRUE(recent.whole);
+    const RecentSigners next = takeSigners(connection);
+    EXPECT_THAT(next.signers, IsEmpty());
+    EXPECT_FALSE(next.whole) << "the service before ended without a word";
+    keepSigners(connection, {{{"::1", "a", 3}}, false});
+    EXPECT_FALSE(takeSigners(connection).whole);
+}
+
+TEST_F(Store, NeverGivesTheNumberOfADeviceAgain)
+{
+    const Person anna = newPerson("Anna");
+    const auto connection = m_database.write();
+    addDevice(connection, anna.id, "a", "app", "token");
+    const Id first = findDevice(connection, "a")->id;
+    EXPECT_TRUE(isLiveDevice(connection, first));
+    EXPECT_TRUE(trashDevice(connection, "a", 0));
+    EXPECT_FALSE(isLiveDevice(connection, first));
+    EXPECT_FALSE(findDevice(connection, "a"));
+    static_cast<void>(purgeSome(connection, listTrash(connection).front()));
+    addDevice(connection, anna.id, "b", "app", "token");
+    EXPECT_GT(findDevice(connection, "b")->id, first);
 }
 
 TEST_F(Store, ListsTheNewestCommentsInTheirOrder)
@@ -345,14 +382,18 @@ TEST_F(Store, ListsTheNewestCommentsInTheirOrder)
     const Id content = newContent(connection, group, anna.id);
     for (int i = 0; i < 5; ++i)
         addComment(connection, group, content, anna.id, std::to_string(i));
-    const auto texts = [](const std::vector<Comment>& comments) {
+    const auto texts = [&](CommentPage page) {
         std::string all;
-        for (const Comment& comment : comments)
+        EXPECT_TRUE(readComments(connection, page, [&](const Comment& comment) {
             all += comment.text;
+            return true;
+        }));
         return all;
     };
     EXPECT_EQ(texts(latestComments(connection, content, 3)), "234");
-    EXPECT_EQ(texts(listComments(connection, content, 1, 2)), "12");
+    EXPECT_EQ(texts(latestComments(connection, content, 5)), "01234");
+    EXPECT_EQ(texts(latestComments(connection, content, 9)), "01234");
+    EXPECT_EQ(texts({content, 0, 1, 2}), "12");
 }
 
 constexpr Marker FIRST = {std::numeric_limits<Millis>::min(), 0};
@@ -391,7 +432,7 @@ TEST_P(Feed, ShowsEachContentExactlyOnceAtAnyPageSize)
         std::vector<Id> seen;
         Marker marker = direction == FeedDirection::BEFORE ? LAST : FIRST;
         for (;;) {
-            const auto page = listFeed(connection, group, base, direction, type, marker, count);
+            const auto page = listFeed(connection, {group, base, direction, type, marker, count});
             for (const Content& content : page)
                 seen.push_back(content.id);
             if (page.empty())
@@ -416,18 +457,97 @@ TEST_F(Store, GoesOnFromAMarkerThatWasDeleted)
     const Id first = newContent(connection, group, anna.id);
     const Id second = newContent(connection, group, anna.id);
     const Id third = newContent(connection, group, anna.id);
-    deleteContent(connection, second);
+    trashContent(connection, second, anna.id);
     for (const FeedBase base : {FeedBase::CREATED_TIME, FeedBase::UPLOAD_TIME, FeedBase::CONTENT_ID}) {
         const auto marker = markerOf(connection, group, second, base);
         ASSERT_TRUE(marker);
-        const auto before = listFeed(connection, group, base, FeedDirection::BEFORE, ContentType::ANY, *marker, 10);
-        const auto after = listFeed(connection, group, base, FeedDirection::AFTER, ContentType::ANY, *marker, 10);
+        const auto before = listFeed(connection, {group, base, FeedDirection::BEFORE, ContentType::ANY, *marker, 10});
+        const auto after = listFeed(connection, {group, base, FeedDirection::AFTER, ContentType::ANY, *marker, 10});
         ASSERT_EQ(before.size(), 1U);
         EXPECT_EQ(before[0].id, first);
         ASSERT_EQ(after.size(), 1U);
         EXPECT_EQ(after[0].id, third);
     }
     EXPECT_FALSE(markerOf(connection, group, third + 1, FeedBase::CONTENT_ID));
+}
+
+TEST_F(Store, GoesOnWhereAPageWasLeft)
+{
+    const Person anna = newPerson("Anna");
+    const Id group = newGroup("Family", anna);
+    const auto connection = m_database.write();
+    for (int i = 0; i < 10; ++i)
+        newContent(connection, group, anna.id, Millis{i % 3});
+    for (const FeedBase base : {FeedBase::CREATED_TIME, FeedBase::UPLOAD_TIME, FeedBase::CONTENT_ID}) {
+        FeedPage page{group, base, FeedDirection::BEFORE, ContentType::ANY, LAST, 8};
+        std::vector<Id> seen;
+        const auto takeThree = [&](const Content& content) {
+            seen.push_back(content.id);
+            return seen.size() % 3 != 0;
+        };
+        EXPECT_FALSE(readFeed(connection, page, takeThree));
+        EXPECT_EQ(seen.size(), 3U);
+        EXPECT_FALSE(readFeed(connection, page, takeThree));
+        EXPECT_TRUE(readFeed(connection, page, takeThree));
+        std::vector<Id> whole;
+        for (const Content& content : listFeed(connection, {group, base, FeedDirection::BEFORE, ContentType::ANY, LAST, 8}))
+            whole.push_back(content.id);
+        EXPECT_EQ(seen, whole);
+    }
+}
+
+TEST_F(Store, CountsThePlacesAndTheGroupsOfAPerson)
+{
+    const Person anna = newPerson("Anna");
+    const Person ben = newPerson("Ben");
+    const Id group = newGroup("Family", anna);
+    newGroup("his", ben);
+    const auto connection = m_database.write();
+    addMember(connection, *findGroup(connection, group), ben.id);
+    EXPECT_EQ(countGroups(connection, anna.id), 1);
+    EXPECT_EQ(countSlots(connection, anna.id), 0);
+    addSlot(connection, group, anna.id, ContentType::PHOTO, std::nullopt, "");
+    addSlot(connection, group, ben.id, ContentType::PHOTO, std::nullopt, "");
+    newContent(connection, group, anna.id);
+    EXPECT_EQ(countSlots(connection, anna.id), 1);
+    expireSlots(connection, now() + 1000);
+    EXPECT_EQ(countSlots(connection, anna.id), 0);
+}
+
+TEST_F(Store, CountsTheBytesOfAPersonThroughEveryChange)
+{
+    const Person anna = newPerson("Anna");
+    const Person ben = newPerson("Ben");
+    const Id group = newGroup("Family", anna);
+    const Id other = newGroup("Other", anna);
+    const auto connection = m_database.write();
+    addMember(connection, *findGroup(connection, group), ben.id);
+    const Id slot = addSlot(connection, group, anna.id, ContentType::PHOTO, 10, "");
+    EXPECT_EQ(usedBytes(connection, anna.id), 0) << "a place takes no room";
+    const Id first = newContent(connection, group, anna.id);
+    newContent(connection, group, anna.id);
+    newContent(connection, group, ben.id);
+    newContent(connection, other, anna.id);
+    EXPECT_EQ(usedBytes(connection, anna.id), 30);
+    EXPECT_EQ(findSlot(connection, slot, anna.id)->usedBytes, 30);
+    EXPECT_EQ(usedBytes(connection, ben.id), 10);
+    const auto purgeNewest = [&connection] { EXPECT_TRUE(purgeSome(connection, listTrash(connection).back()).whole); };
+    EXPECT_TRUE(trashContent(connection, first, anna.id));
+    EXPECT_EQ(usedBytes(connection, anna.id), 30);
+    purgeNewest();
+    EXPECT_EQ(usedBytes(connection, anna.id), 20);
+    EXPECT_TRUE(trashGroup(connection, group, anna.id));
+    EXPECT_EQ(usedBytes(connection, anna.id), 20);
+    purgeNewest();
+    EXPECT_EQ(usedBytes(connection, anna.id), 10);
+    EXPECT_EQ(usedBytes(connection, ben.id), 0);
+    {
+        const Transaction undone(connection);
+        newContent(connection, other, anna.id);
+    }
+    EXPECT_EQ(usedBytes(connection, anna.id), 10);
+    Query wrong(connection, Sql::CHECK_USED_BYTES);
+    EXPECT_FALSE(wrong.step());
 }
 
 class Statement : public Store, public ::testing::WithParamInterface<std::size_t> {};

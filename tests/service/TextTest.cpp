@@ -62,6 +62,31 @@ TEST(Text, SortsWithoutRegardToCase)
     EXPECT_EQ(foldForSorting(""), "");
 }
 
+TEST(Text, IsLikeAnotherThatDiffersInCaseOrInWhatCannotBeSeen)
+{
+    for (const char* name : {"Anna", "anna", " An na", "Anna\t", "A\xC2\xA0nna", "An\xE2\x80\x8Ena",
+                             "ANN\xE2\x80\x82"
+                             "A"})
+        EXPECT_EQ(foldForLikeness(name), foldForLikeness("Anna")) << name;
+    for (const char* name : {"Anne", "Ann", "Anna2", "Ann\xC3\xA4", ""})
+        EXPECT_NE(foldForLikeness(name), foldForLikeness("Anna")) << name;
+}
+
+TEST(Text, ShowsWhatWouldMoveATerminal)
+{
+    EXPECT_EQ(visibleText("plain, Gr\xC3\xBC\xC3\x9F"
+                          "e \xF0\x9F\x98\x80"),
+              "plain, Gr\xC3\xBC\xC3\x9F"
+              "e \xF0\x9F\x98\x80");
+    EXPECT_EQ(visibleText("a\tb\nc\rd"), "a\\u0009b\\u000ac\\u000dd");
+    EXPECT_EQ(visibleText("\x1B[2J\x7F\xC2\x80\xC2\x9F"), "\\u001b[2J\\u007f\\u0080\\u009f");
+    EXPECT_EQ(visibleText("\xE2\x80\x8E\xE2\x80\x8F\xD8\x9C\xE2\x80\xA8\xE2\x80\xAE\xE2\x81\xA6\xE2\x81\xA9\xEF\xBB\xBF"),
+              "\\u200e\\u200f\\u061c\\u2028\\u202e\\u2066\\u2069\\ufeff");
+    EXPECT_EQ(visibleText("back\\slash"), "back\\\\slash");
+    EXPECT_EQ(visibleText("broken \xC3 \xFF"), "broken \\u00c3 \\u00ff");
+    EXPECT_EQ(visibleText(""), "");
+}
+
 TEST(Text, PercentEncodesAllButUnreservedCharacters)
 {
     EXPECT_EQ(percentEncode("Az09-._~"), "Az09-._~");
@@ -78,12 +103,12 @@ TEST(Text, ReadsIdentifiersInTheirOneSpelling)
 
 TEST(Text, ReadsNumbersWithinTheirRange)
 {
-    EXPECT_EQ(parseUnsigned("0"), 0U);
-    EXPECT_EQ(parseUnsigned("4294967295"), 4294967295U);
-    EXPECT_FALSE(parseUnsigned("4294967296"));
-    EXPECT_FALSE(parseUnsigned("-1"));
-    EXPECT_FALSE(parseUnsigned(""));
-    EXPECT_EQ(parseSize("4294967296"), 4294967296);
+    EXPECT_EQ(parseDecimal<std::uint32_t>("0"), 0U);
+    EXPECT_EQ(parseDecimal<std::uint32_t>("4294967295"), 4294967295U);
+    EXPECT_FALSE(parseDecimal<std::uint32_t>("4294967296"));
+    EXPECT_FALSE(parseDecimal<std::uint32_t>("-1"));
+    EXPECT_FALSE(parseDecimal<std::uint32_t>(""));
+    EXPECT_EQ(parseDecimal<std::int64_t>("4294967296"), 4294967296);
 }
 
 struct NameCase {

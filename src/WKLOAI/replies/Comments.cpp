@@ -12,7 +12,7 @@ namespace {
     FIELD(COMMENT_TEXT, "commentText")                                                                                             \
     FIELD(COMMENT_REGISTER_DATE, "commentRegisterDate")                                                                            \
     FIELD(COMMENT_CREATOR, "commentCreator")
-WKLOAI_FIELD_TABLE(CommentField, COMMENT, COMMENT_FIELDS)
+WKLOAI_FIELD_TABLE(CommentField, COMMENT_NAMES, COMMENT_FIELDS)
 
 } // namespace
 
@@ -20,7 +20,7 @@ void RecordReader::comment(const xmlNode* node, WComment& comment)
 {
     if (!node)
         return;
-    const Fields fields(COMMENT, node);
+    const Fields fields(COMMENT_NAMES, node);
     comment.setContentProvider(provider());
     comment.setSize(str(fields[COMMENT_SIZE]));
     comment.setComment(str(fields[COMMENT_TEXT]));

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+#include "operations/Intake.h"
+
+#include "core/Text.h"
+#include "media/PhotoTime.h"
+#include "operations/Allowance.h"
+#include "operations/Service.h"
+#include "pictures/Formats.h"
+#include "pictures/PictureHeader.h"
+
+namespace kinloomd {
+
+SlotUse::SlotUse(Service& service, Id slot) : m_service(service), m_slot(slot)
+{
+    if (!service.beginUpload(slot))
+        throw ServiceError(Failure::CONFLICT, "The content is being sent already.");
+}
+
+SlotUse::~SlotUse() { m_service.endUpload(m_slot); }
+
+Intake::Intake(Service& service, const Caller& caller, const Slot& slot, Twins twins)
+    : m_service(service), m_caller(caller), m_slot(slot), m_twins(std::move(twins)), m_file(service.media().folder().temporary())
+{
+}
+
+void Intake::take(std::string_view bytes)
+{
+    m_uploaded.size += static_cast<std::int64_t>(bytes.size());
+    if (m_slot.announcedSize && m_uploaded.size > *m_slot.announcedSize)
+        throw ServiceError(Failure::SIZE_MISMATCH);
+    if (m_uploaded.size > m_service.options().limits.uploadBytes)
+        throw ServiceError(Failure::TOO_LARGE, "The file is larger than this service takes.");
+    requirePlace(m_slot.announcedSize.value_or(m_uploaded.size));
+    m_digest.add(bytes);
+    m_file.write(bytes);
+}
+
+/// What was sent before needs no room once more; until the end nobody knows whether it is that.
+void Intake::requirePlace(std::int64_t size)
+{
+    const Limits& limits = m_service.options().limits;
+    if (hasRoom(limits, m_slot.usedBytes, size))
+        return;
+    if (!m_largestTwin) {
+        const auto connection = m_service.database().read();
+        m_largestTwin = m_twins.largest(connection);
+    }
+    if (size > *m_largestTwin)
+        requireRoom(limits, m_slot.usedBytes, size);
+}
+
+void Intake::examine(Format announced, const std::string& fileName, std::optional<Millis> fallback)
+{
+    if (m_uploaded.size == 0)
+        throw ServiceError(Failure::EMPTY_FILE);
+    if (m_slot.announcedSize && *m_slot.announcedSize != m_uploaded.size)
+        throw ServiceError(Failure::SIZE_MISMATCH);
+    pictures::BytesOfFile bytes(m_file.fd());
+    const Format shown = pictures::sniffFormat(bytes.read(0, pictures::SNIFF_BYTES));
+    if (announced != Format::NONE && shown != announced)
+        throw ServiceError(Failure::UNSUPPORTED_TYPE, "The file is not of the type that it is said to be.");
+    if (shown == Format::NONE)
+        throw ServiceError(Failure::UNSUPPORTED_TYPE, pictures::FORMATS_SENTENCE);
+    const auto header = pictures::readPictureHeader(bytes, shown);
+    if (!header)
+        throw ServiceError(Failure::BROKEN_PICTURE);
+    if (!fitsInto(m_service.options().limits.pixels, *header))
+        throw ServiceError(Failure::BROKEN_PICTURE, "The picture has too many pixels.");
+    m_uploaded.format = shown;
+    m_uploaded.fileName = nameWithExtension(safeFileName(fileName), shown);
+    m_uploaded.width = header->width;
+    m_uploaded.height = header->height;
+    m_uploaded.taken = timeTaken(header->exif, m_service.timeZone());
+    if (!m_uploaded.taken)
+        m_uploaded.taken = fallback;
+    m_uploaded.digest = toHex(m_digest.finish());
+    if (m_caller.device != 0)
+        m_uploaded.device = m_caller.device;
+}
+
+std::optional<Content> Intake::twin() const
+{
+    const auto connection = m_service.database().read();
+    return findContentOf(connection);
+}
+
+std::optional<Content> Intake::findContentOf(DatabaseConnection& connection) const
+{
+    const auto id = m_twins.find(connection, m_uploaded);
+    return id ? findContent(connection, *id) : std::nullopt;
+}
+
+Content Intake::keep()
+{
+    try {
+        m_service.media().keepOriginal(m_file, m_slot.id);
+        Content content = record();
+        if (content.id == m_slot.id)
+            m_service.thumbnailer().add(content.id, m_caller.person.id);
+        else
+            m_service.media().removeContent(m_slot.id);
+        return content;
+    } catch (...) {
+        // Once the commit has begun the record may exist even if it failed. Then the file stays: a file without record is swept
+        // up at the next start, a record without file could not be mended.
+        if (!m_committing)
+            m_service.media().removeContent(m_slot.id);
+        throw;
+    }
+}
+
+Content Intake::record()
+{
+    const auto connection = m_service.database().write();
+    Transaction transaction(connection);
+    if (auto twin = findContentOf(connection))
+        return *twin;
+    // The group, the membership or the slot may have gone while the file was on its way.
+    const auto slot = findSlot(connection, m_slot.id, m_caller.person.id);
+    if (!slot)
+        throw ServiceError(Failure::NOT_FOUND);
+    // Other uploads may have come first.
+    requireRoom(m_service.options().limits, slot->usedBytes, m_uploaded.size);
+    if (!commitUpload(connection, m_slot, m_uploaded))
+        throw ServiceError(Failure::NOT_FOUND);
+    Content content = *findContent(connection, m_slot.id);
+    m_committing = true;
+    transaction.commit();
+    return content;
+}
+
+} // namespace kinloomd

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include "operations/MetricsHandlers.h"
+
+#include "core/Failure.h"
+#include "core/Files.h"
+#include "core/Log.h"
+#include "operations/LocalAccess.h"
+#include "operations/Service.h"
+#include "store/People.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace kinloomd {
+
+namespace {
+
+constexpr std::size_t PROBE_BYTES = 4096;
+
+Reply textReply(unsigned status, std::string text, const char* type = "text/plain; charset=utf-8")
+{
+    Reply reply;
+    reply.status = status;
+    reply.contentType = type;
+    reply.headers.emplace_back("Cache-Control", "no-store");
+    reply.body = std::move(text);
+    return reply;
+}
+
+void askDatabase(Service& service)
+{
+    const auto connection = service.database().read();
+    findPerson(connection, 0);
+}
+
+/// Writes where uploads are written.
+void askDisk(Service& service)
+{
+    std::string path = service.folder().temporary() + "/health-XXXXXX";
+    const UniqueFd file(::mkostemp(path.data(), O_CLOEXEC));
+    if (!file)
+        throwSystemError("create", path);
+    ::unlink(path.c_str());
+    writeAll(file.get(), std::string(PROBE_BYTES, '\0'), path);
+}
+
+struct Probe {
+    const char* name;
+    void (*ask)(Service&);
+};
+
+constexpr Probe PROBES[] = {{"database", &askDatabase}, {"disk", &askDisk}};
+
+Reply healthReply(Service& service, const httpd::Counters&)
+{
+    std::string failed;
+    for (const Probe& probe : PROBES) {
+        try {
+            probe.ask(service);
+        } catch (const std::exception& error) {
+            writeLog(Priority::FAILURE, std::string("unhealthy: the ") + probe.name + " does not answer: " + error.what());
+            failed += std::string("the ") + probe.name + " does not answer\n";
+        }
+    }
+    return failed.empty() ? textReply(200, "well\n") : textReply(503, failed);
+}
+
+Reply metricsReply(Service& service, const httpd::Counters& server)
+{
+    const std::size_t jobs = service.thumbnailer().waiting();
+    return textReply(200, service.metrics().text(server, {service.uploadsUnderWay(), jobs}),
+                     "text/plain; version=0.0.4; charset=utf-8");
+}
+
+struct Entry {
+    std::string_view path;
+    std::string_view word;
+    Reply (*answer)(Service&, const httpd::Counters&);
+};
+
+constexpr Entry ENTRIES[] = {{"/healthz", "healthz", &healthReply}, {"/metrics", "metrics", &metricsReply}};
+
+const Entry* findEntry(std::string_view path)
+{
+    for (const Entry& entry : ENTRIES) {
+        if (entry.path == path)
+            return &entry;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+std::string_view operatorsWord(std::string_view path)
+{
+    const Entry* const entry = findEntry(path);
+    return entry == nullptr ? std::string_view() : entry->word;
+}
+
+std::optional<Reply> answerOperator(Service& service, const httpd::RequestHead& head, const httpd::Counters& server)
+{
+    const Entry* const entry = findEntry(head.path());
+    if (entry == nullptr)
+        return std::nullopt;
+    requireLocalOr(service.options().metricsFrom, head);
+    if (head.method != "GET" && head.method != "HEAD") {
+        Reply reply = textReply(405, "Only GET and HEAD are known here.\n");
+        reply.headers.emplace_back("Allow", "GET, HEAD");
+        return reply;
+    }
+    return entry->answer(service, server);
+}
+
+} // namespace kinloomd

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+/// \file The end of what was deleted long ago, and of what has ended long ago.
+#ifndef KINLOOMD_OPERATIONS_TRASHPURGE_H
+#define KINLOOMD_OPERATIONS_TRASHPURGE_H
+
+#include "core/StopSignal.h"
+#include "media/MediaStore.h"
+#include "store/Database.h"
+#include "store/Trash.h"
+
+#include <functional>
+#include <thread>
+
+namespace kinloomd {
+
+/// Deletes one entry of the trash for good, with its files. It may be stopped between its parts; what is left of it then stays in
+/// the trash. \return whether it is gone.
+bool purgeEntry(Database& database, const MediaStore& media, const TrashEntry& entry, const std::function<bool()>& isStopped);
+
+/// Deletes for good what has been in the trash since before a time, the oldest first.
+void purgeTrash(Database& database, const MediaStore& media, Millis before, const std::function<bool()>& isStopped);
+
+/// Forgets sign-ins, invitations, codes and changes that are of no use any more.
+void forgetOld(Database& database);
+
+/// Does all of that at the start of a service and once a day, on a thread of its own.
+class TrashPurge {
+public:
+    /// Database and media must outlive it.
+    TrashPurge(Database& database, const MediaStore& media) : m_database(database), m_media(media) {}
+    TrashPurge(const TrashPurge&) = delete;
+    TrashPurge& operator=(const TrashPurge&) = delete;
+    /// Waits for what is being done, which ends soon.
+    ~TrashPurge();
+
+    void start();
+    void stop() { m_stop.give(); }
+
+private:
+    void work();
+
+    Database& m_database;
+    const MediaStore& m_media;
+    StopSignal m_stop;
+    std::thread m_thread;
+};
+
+} // namespace kinloomd
+
+#endif

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// Devices that cannot be typed at: they show a code, which a person gives in on the page (RFC 8628).
+#include "core/Failure.h"
+#include "core/Text.h"
+#include "httpd/Address.h"
+#include "operations/Parameters.h"
+#include "operations/Paths.h"
+#include "operations/Service.h"
+#include "operations/page/Json.h"
+#include "operations/page/PageHandlers.h"
+#include "store/Pairings.h"
+#include "store/People.h"
+#include "store/Sessions.h"
+
+namespace kinloomd {
+
+namespace {
+
+constexpr std::size_t NAME_OF_DEVICE = 100; ///< characters
+constexpr std::int64_t MOST_PENDING = 1'000;
+constexpr std::int64_t MOST_PENDING_OF_NETWORK = 10;
+/// A device that counts its pause from the reply may seem to ask a little early.
+constexpr Millis POLL_TOLERANCE = 500;
+
+// Of 20^8 codes at most 1,000 are pending. So many guesses while a code lives find one of them once in 25,000 times.
+constexpr Millis GUESS_TIME = PAIRING_TIME;
+constexpr std::int64_t MOST_GUESSES = 1'000;
+constexpr std::int64_t MOST_GUESSES_OF_NETWORK = 20;
+constexpr std::int64_t MOST_GUESSES_OF_PERSON = 10;
+
+[[noreturn]] void refuseTooMany(const char* why, Millis time)
+{
+    throw ServiceError(Failure::TOO_MANY_REQUESTS, why, static_cast<unsigned>(time / 1000));
+}
+
+/// The device of the code in the request. Codes that no device shows are counted, whoever gives them in: beyond some of them not
+/// even a right one is looked at. Within a transaction, which is committed for them.
+Pairing requirePending(Transaction& transaction, DatabaseConnection& connection, const Request& request)
+{
+    const Id person = request.caller.person.id;
+    const std::string network = httpd::networkOf(request.head.address);
+    const Guesses guesses = countGuesses(connection, person, network, now() - GUESS_TIME);
+    if (guesses.ofPerson >= MOST_GUESSES_OF_PERSON || guesses.ofNetwork >= MOST_GUESSES_OF_NETWORK || guesses.all >= MOST_GUESSES)
+        refuseTooMany("There were too many wrong codes. Try again in a quarter of an hour.", GUESS_TIME);
+    const auto pairing = findPairingByCode(connection, readUserCode(request.pieces[0]));
+    if (!pairing) {
+        addGuess(connection, person, network);
+        transaction.commit();
+        throw ServiceError(Failure::WRONG_CODE);
+    }
+    if (pairing->expires <= now())
+        throw ServiceError(Failure::EXPIRED, "This code is no longer good. Let the device show a new one.");
+    if (pairing->state != PairingState::PENDING)
+        throw ServiceError(Failure::USED, "Somebody has decided on this device already.");
+    return *pairing;
+}
+
+Reply tokenFailure(const char* error) { return jsonReply({{"error", error}}, 400); }
+
+/// What a device that waits is told.
+Reply answerPoll(DatabaseConnection& connection, const Pairing& pairing)
+{
+    if (pairing.expires <= now())
+        return tokenFailure("expired_token");
+    if (pairing.state == PairingState::PENDING) {
+        // A clock that was set back says nothing about how long ago the device asked.
+        const Millis passed = now() - pairing.polled;
+        const bool early = pairing.polled != 0 && passed >= 0 && passed < pairing.pause - POLL_TOLERANCE;
+        notePoll(connection, pairing, early ? pairing.pause + PAIRING_PAUSE : pairing.pause);
+        return tokenFailure(early ? "slow_down" : "authorization_pending");
+    }
+    // Who has taken it in may have been removed since.
+    if (pairing.state == PairingState::REFUSED || !findPerson(connection, pairing.person))
+        return tokenFailure("access_denied");
+    const DeviceCredentials made = makeDevice(connection, pairing.person, pairing.name);
+    notePairingTaken(connection, pairing.id);
+    return jsonReply({{"app_id", made.appId}, {"AuthToken", made.token}, {"duid", made.duid}});
+}
+
+} // namespace
+
+Reply handlePair(Service& service, Request& request)
+{
+    Pairing pairing;
+    pairing.name = textParameter(request.form, "device_name", NAME_OF_DEVICE);
+    if (foldForLikeness(pairing.name).empty())
+        throw ServiceError(Failure::MISSING_PARAMETER, "A device needs a name: device_name is missing.");
+    pairing.address = request.head.address;
+    const std::string network = httpd::networkOf(request.head.address);
+    const std::string deviceCode = newKey();
+    {
+        const auto connection = service.database().write();
+        Transaction transaction(connection);
+        if (countPairings(connection, network) >= MOST_PENDING_OF_NETWORK)
+            refuseTooMany("Too many devices of this address wait to be taken in.", PAIRING_TIME);
+        if (countPairings(connection) >= MOST_PENDING)
+            refuseTooMany("Too many devices wait to be taken in.", PAIRING_TIME);
+        forgetPairings(connection);
+        pairing = addPairing(connection, hashOfKey(deviceCode), pairing, network);
+        transaction.commit();
+    }
+    const std::string shown = shownUserCode(pairing.userCode);
+    const std::string address = service.options().ownAddress + std::string(PAIRING_PATH);
+    return jsonReply({{"device_code", deviceCode},
+                      {"user_code", shown},
+                      {"verification_uri", address},
+                      {"verification_uri_complete", address + "/" + shown},
+                      {"expires_in", PAIRING_TIME / 1000},
+                      {"interval", PAIRING_PAUSE / 1000}});
+}
+
+Reply handlePairToken(Service& service, Request& request)
+{
+    const std::string_view code = request.form.get("device_code");
+    if (code.empty())
+        return tokenFailure("invalid_request");
+    const auto connection = service.database().write();
+    Transaction transaction(connection);
+    const auto pairing = findPairingByKey(connection, hashOfKey(code));
+    if (!pairing)
+        return tokenFailure("invalid_grant");
+    Reply reply = answerPoll(connection, *pairing);
+    transaction.commit();
+    return reply;
+}
+
+Reply handlePagePairing(Service& service, Request& request)
+{
+    const auto connection = service.database().write();
+    Transaction transaction(connection);
+    const Pairing pairing = requirePending(transaction, connection, request);
+    return jsonReply({{"user_code", shownUserCode(pairing.userCode)},
+                      {"device_name", pairing.name},
+                      {"address", pairing.address},
+                      {"expires_in", (pairing.expires - now()) / 1000}});
+}
+
+Reply handlePagePairingDecide(Service& service, Request& request)
+{
+    const Json body = bodyOf(request);
+    const auto approve = body.find("approve");
+    if (approve == body.end() || !approve->is_boolean())
+        throw ServiceError(Failure::MISSING_PARAMETER, "approve is neither true nor false.");
+    const bool approved = approve->get<bool>();
+    const auto connection = service.database().write();
+    Transaction transaction(connection);
+    const Pairing pairing = requirePending(transaction, connection, request);
+    if (!decidePairing(connection, pairing.userCode, approved ? PairingState::APPROVED : PairingState::REFUSED,
+                       request.caller.person.id))
+        throw ServiceError(Failure::USED);
+    transaction.commit();
+    return jsonReply({{"approved", approved}, {"device_name", pairing.name}});
+}
+
+} // namespace kinloomd

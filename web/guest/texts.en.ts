@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+// What the guests' page says, in English.
+
+export const en = {
+  thousands: ',',
+  title: 'Your photos on the television',
+  group: 'They go into “{group}”, where the family sees them.',
+  add: 'Add photos',
+  more: 'Add more photos',
+  left_one: 'Room for {count} more photo.',
+  left_other: 'Room for {count} more photos.',
+  waiting: 'Waiting',
+  sending: '{percent} %',
+  done: 'Arrived',
+  retrying: 'Trying again',
+  photos: 'Your photos',
+  again: 'Try again',
+  loading: 'One moment.',
+  closed: 'This has ended',
+  closedHint: 'The show on the television is over, or its time is. Ask for a new code.',
+  thanks_one: 'Thank you! {count} photo arrived.',
+  thanks_other: 'Thank you! {count} photos arrived.',
+  away: 'No connection. It goes on by itself.',
+  error_too_large: 'Too large',
+  error_bad_file: 'Not a photo',
+  error_too_many: 'No room for more',
+  error_closed: 'Ended',
+  error_disk_full: 'No room on the disk',
+  error_failed: 'It did not work',
+};
