@@ -314,7 +314,7 @@ const char* sentenceOf(PictureOutcome outcome)
     case PictureOutcome::OVERTIME:
         return "The picture takes too long to be read.";
     case PictureOutcome::GIVEN_UP:
-        return "The service is stopping.";
+        return "It was given up.";
     case PictureOutcome::FAILED:
         break;
     }

@@ -36,25 +36,6 @@ struct Unref {
 };
 template <class T> using Owned = std::unique_ptr<T, Unref>;
 
-/// Why a picture cannot be shown.
-const char* reasonOf(pictures::PictureOutcome outcome)
-{
-    switch (outcome) {
-    case pictures::PictureOutcome::DONE:
-    case pictures::PictureOutcome::UNDECODABLE:
-        return "is no picture that can be read";
-    case pictures::PictureOutcome::OVERTIME:
-        return "takes too long to decode";
-    case pictures::PictureOutcome::DIED:
-        return "cannot be decoded: the process that tried has died";
-    case pictures::PictureOutcome::FAILED:
-        return "cannot be decoded: no process can be started for it, or there is no memory for its pixels";
-    case pictures::PictureOutcome::GIVEN_UP:
-        return "was given up";
-    }
-    return "cannot be decoded";
-}
-
 bool isWithin(std::int32_t length, int most) { return length > 0 && length <= most; }
 
 ChafaPixelMode pixelModeOf(PictureMode mode, const ChafaTermInfo* terminal)
@@ -168,7 +149,7 @@ Picture readPicture(const std::string& path, int most, const std::string& progra
     const pictures::PictureOutcome outcome = process.run({pictures::PictureOrder::PIXELS, {{most, most}}}, {source.get(), 0},
                                                          {output.get()}, {LARGEST, pictures::PictureProcess::PATIENCE, giveUp});
     if (outcome != pictures::PictureOutcome::DONE)
-        throw Failure(Exit::FAILED, path + ": " + reasonOf(outcome));
+        throw Failure(Exit::FAILED, path + ": " + pictures::sentenceOf(outcome));
     pictures::PixelsHead head;
     Picture picture;
     if (::pread(output.get(), &head, sizeof head, 0) == sizeof head && isWithin(head.width, most) && isWithin(head.height, most)) {
@@ -179,7 +160,7 @@ Picture readPicture(const std::string& path, int most, const std::string& progra
             static_cast<ssize_t>(picture.pixels.size()))
             return picture;
     }
-    throw Failure(Exit::FAILED, path + ": " + reasonOf(pictures::PictureOutcome::UNDECODABLE));
+    throw Failure(Exit::FAILED, path + ": " + pictures::sentenceOf(pictures::PictureOutcome::UNDECODABLE));
 }
 
 std::string drawPicture(const Picture& picture, const Frame& frame)

@@ -27,8 +27,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds READY_TIME{30'000};
-constexpr milliseconds STOP_TIME{10'000};
+constexpr milliseconds READY_TIME{90'000};
+constexpr milliseconds STOP_TIME{60'000};
 
 [[noreturn]] void fail(const std::string& what) { throw std::runtime_error(what + ": " + std::strerror(errno)); }
 

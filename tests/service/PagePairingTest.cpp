@@ -112,7 +112,7 @@ TEST_F(Pairing, HasHurriedDevicesSlowDown)
     const std::string code = jsonOf(pair())["device_code"];
     EXPECT_EQ(failureOf(poll(code)), "400 authorization_pending");
     EXPECT_EQ(failureOf(poll(code)), "400 slow_down");
-    sql("UPDATE pairing SET polled = polled - 9000");
+    sql("UPDATE pairing SET polled = polled - 5500");
     EXPECT_EQ(failureOf(poll(code)), "400 slow_down") << "it is ten seconds now";
     sql("UPDATE pairing SET polled = polled - 15000");
     EXPECT_EQ(failureOf(poll(code)), "400 authorization_pending") << "it is fifteen, and they are over";

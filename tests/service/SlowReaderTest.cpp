@@ -181,7 +181,7 @@ TEST_F(SlowReader, DoesNotKeepTheServiceFromEnding)
     const auto reader = stalledReader(m_anna);
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_EQ(m_process->stop(), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, milliseconds(5000));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, milliseconds(20'000));
     EXPECT_FALSE(readToEnd(*reader));
 }
 

@@ -25,7 +25,7 @@ struct HttpReply {
     }
 };
 
-/// One TCP connection to a server on this computer. Reads give up after ten seconds without a byte.
+/// One TCP connection to a server on this computer. Reads give up after a minute without a byte.
 class HttpConnection {
 public:
     /// \param address a numeric address and a port, "127.0.0.1:8080" or "[::1]:8080". Throws std::runtime_error when there is
@@ -52,12 +52,12 @@ public:
     HttpReply receive(bool headOnly = false);
 
     /// Reads until the other end closes. \return false when it did not within that time.
-    bool waitForClose(std::chrono::milliseconds time = std::chrono::milliseconds(10'000));
+    bool waitForClose(std::chrono::milliseconds time = std::chrono::milliseconds(60'000));
     /// The error that ended the last read: 0 for a close, ECONNRESET for a reset, ETIMEDOUT when nothing came.
     int lastError() const { return m_error; }
 
 private:
-    bool fill(std::chrono::milliseconds time = std::chrono::milliseconds(10'000));
+    bool fill(std::chrono::milliseconds time = std::chrono::milliseconds(60'000));
     std::optional<std::string> takeLine();
     std::optional<std::string> takeBytes(std::size_t count);
 

@@ -11,7 +11,7 @@
 namespace test {
 
 /// How long waiting functions wait before they give up; long enough for a loaded machine under a sanitizer.
-constexpr std::chrono::milliseconds PATIENCE{20'000};
+constexpr std::chrono::milliseconds PATIENCE{60'000};
 
 /// Something that one thread announces and others wait for.
 class Signal {

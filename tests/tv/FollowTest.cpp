@@ -73,9 +73,9 @@ TEST_F(Following, TellsOfPhotosThatCome)
     startAndRead();
     EventLine events(*tv);
     const std::string newer = ada.upload(family, makePhoto(files.file("b.jpg"), {"--taken", "2011:05:05 07:04:09", "--seed", "2"}));
-    const std::string older = ada.upload(family, makePhoto(files.file("c.jpg"), {"--taken", "2009:05:05 07:04:09", "--seed", "3"}));
-    const auto one = events.next("content");
+    const auto one = events.next("content"); // before the other comes: what is found in one look has no order of its own
     ASSERT_TRUE(one);
+    const std::string older = ada.upload(family, makePhoto(files.file("c.jpg"), {"--taken", "2009:05:05 07:04:09", "--seed", "3"}));
     EXPECT_EQ(one->data["group"], family);
     EXPECT_EQ(one->data["content_id"], newer);
     EXPECT_EQ(one->data["index"], 0);

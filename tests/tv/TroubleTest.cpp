@@ -120,11 +120,14 @@ TEST_F(Trouble, KeepsAGroupThatMovesWhileTheListIsRead)
     startAndRead();
     ASSERT_EQ(tv->json("/api/groups")["groups"].size(), 112U);
     EventLine events(*tv);
+    std::atomic<bool> begun{false};
     std::atomic<bool> done{false};
-    std::string fresh;
+    std::string fresh; // written before `done`, and read after it
     detour.rule([&](const RawRequest& request) -> std::optional<RawReply> {
-        if (holds(request.target(), "group.list") && holds(request.target(), "search_index=100") && !done.exchange(true))
+        if (holds(request.target(), "group.list") && holds(request.target(), "search_index=100") && !begun.exchange(true)) {
             fresh = ada.upload(moving, makePhoto(files.file("new.jpg"), {"--seed", "77"}));
+            done = true;
+        }
         return std::nullopt;
     });
     bool whole = true;
@@ -163,7 +166,7 @@ TEST_F(Trouble, AnswersSoonWithWhatItKnows)
     });
     const auto begin = Clock::now();
     const Json stalled = tv->json("/api/contents/" + ids[0]);
-    EXPECT_LT(Clock::now() - begin, 6s);
+    EXPECT_LT(Clock::now() - begin, 9s) << "without what is known it would be ten";
     EXPECT_EQ(stalled["complete"], false);
     EXPECT_EQ(stalled["content"]["id"], ids[0]);
     detour.rule([](const RawRequest& request) -> std::optional<RawReply> {
@@ -172,7 +175,7 @@ TEST_F(Trouble, AnswersSoonWithWhatItKnows)
     ASSERT_EQ(tv->until("/api/state", [](const Json& state) { return state["service"] == "away"; })["service"], "away");
     const auto again = Clock::now();
     EXPECT_EQ(tv->json("/api/contents/" + ids[1])["complete"], false);
-    EXPECT_LT(Clock::now() - again, 1s) << "that it is away is known already";
+    EXPECT_LT(Clock::now() - again, 3s) << "that it is away is known already";
 }
 
 TEST_F(Trouble, LetsGoOfWhatNobodyWaitsFor)

@@ -124,6 +124,7 @@ test('Access.AKeyboardAloneDoesEverything', async () => {
   await tabTo('Holidays');
   await page.keyboard.press('Enter');
   await page.getByRole('heading', { name: 'Holidays', level: 1 }).waitFor();
+  await link(page, 'lake').waitFor();
   await tabTo('lake', 60);
   await page.keyboard.press('Enter');
   await page.getByRole('article').first().waitFor();

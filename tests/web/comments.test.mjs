@@ -28,11 +28,12 @@ const article = (page, text) => page.getByRole('article').filter({ hasText: text
 
 test('Comments.AppearAtTheOthersWhileTheyLook', async () => {
   const hers = await open(anna);
-  const his = await open(ben, photos[0], { size: 'telephone' });
+  const his = await open(ben, photos[0], { size: 'telephone', told: true });
   await box(hers).fill('What a morning!');
   await button(hers, 'Send').click();
   await article(hers, 'What a morning!').waitFor();
-  assert.equal(await box(hers).inputValue(), '');
+  // She may be told of it before her own request is answered.
+  await until(hers, () => document.querySelector('textarea').value === '');
   await article(his, 'What a morning!').waitFor();
   await his.getByText('New comment by Anna').waitFor({ state: 'attached' });
 });

@@ -64,6 +64,7 @@ test('Invitation.IsMadeByAMasterWithACodeToLookAt', async () => {
   const address = await dialog.getByRole('textbox', { name: 'Address of the invitation' }).inputValue();
   const code = dialog.getByRole('img', { name: 'QR code of the invitation' });
   await code.scrollIntoViewIfNeeded();
+  await code.evaluate((image) => image.decode());
   const { data, width, height } = PNG.sync.read(await code.screenshot());
   assert.equal(jsQR(new Uint8ClampedArray(data), width, height)?.data, address);
   const guest = await browser.open(service, null, pathOf(address), { size: 'telephone' });

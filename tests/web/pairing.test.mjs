@@ -48,7 +48,15 @@ test('Pairing.IsDecidedOnceHoweverOftenTheButtonIsTapped', async () => {
   const page = await browser.open(service, anna, `/pair/${asked.user_code}`, { size: 'telephone' });
   const decisions = [];
   page.on('request', (request) => request.method() === 'POST' && decisions.push(request.url()));
+  // Nothing is answered before both taps are made: by then there may be something else to tap.
+  let tapped;
+  const taps = new Promise((resolve) => (tapped = resolve));
+  await page.route('**/page/pairings/*', async (route) => {
+    if (route.request().method() === 'POST') await taps;
+    await route.continue();
+  });
   await button(page, 'Approve').dblclick();
+  tapped();
   await page.getByRole('heading', { name: 'Hallway is connected' }).waitFor();
   assert.equal(decisions.length, 1);
   assert.ok((await token(asked)).duid);

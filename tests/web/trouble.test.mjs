@@ -2,7 +2,7 @@
 // What goes wrong around the page: a service that is away, full, busy or newer; clocks that are wrong; feeds beyond all measure.
 import assert from 'node:assert/strict';
 import { after, afterEach, before, test } from 'node:test';
-import { addPhotos, Browser, button, file, link, until } from './support/browser.mjs';
+import { addPhotos, Browser, button, file, link, telling, until } from './support/browser.mjs';
 import { PAGES } from './support/modules.mjs';
 import { png } from './support/pictures.mjs';
 import { startStandIn } from './support/standIn.mjs';
@@ -11,14 +11,18 @@ const browser = Browser.forTests();
 const SESSION = { value: 'any' };
 let standIn;
 let group;
+let version;
 
 before(async () => {
   standIn = await startStandIn({ pages: PAGES, photos: 100_000 });
   group = standIn.state.groups[0];
+  version = standIn.state.version;
 });
 after(() => standIn.end());
 afterEach(() => {
   standIn.state.interfere = () => null;
+  // Else each page that comes would be loaded twice, the second time in the midst of what its test does.
+  standIn.state.version = version;
 });
 
 const open = (path, options) => browser.open(standIn, SESSION, path, options);
@@ -46,16 +50,41 @@ test('Away.ViewsAppearWhenTheServiceIsBack', async () => {
   await until(page, () => document.querySelectorAll('[role=listitem] a').length > 0);
 });
 
+test('Feed.ShowsWhatCameWhileItWasBeingReadForTheFirstTime', async () => {
+  const page = await open('/', { told: true });
+  await link(page, 'Grandparents').waitFor();
+  const [, small] = standIn.state.groups;
+  let letGo;
+  const held = new Promise((resolve) => {
+    letGo = resolve;
+  });
+  const answered = new Promise((resolve) => {
+    void page.route(
+      `**/page/groups/${small.id}/contents?*`,
+      async (route) => {
+        const response = await route.fetch();
+        resolve();
+        await held;
+        await route.fulfill({ response });
+      },
+      { times: 1 },
+    );
+  });
+  await link(page, 'Grandparents').click();
+  await answered;
+  // That something has happened the page tells by reading the groups again.
+  const heard = page.waitForRequest((request) => request.url().endsWith('/page/groups'));
+  standIn.insert(small, standIn.content(small.id, Date.UTC(2026, 10, 21), { description: 'Just now' }));
+  await heard;
+  letGo();
+  await link(page, 'Just now').waitFor();
+});
+
 test('Version.ThatIsNewerIsLoadedAndTypedTextKept', async () => {
   const photo = group.contents[3];
-  const own = standIn.state.version;
-  const page = await open('/');
-  const listening = () => page.waitForResponse((response) => response.url().endsWith('/page/events'));
-  let connected = listening();
-  await page.goto(`${standIn.url}${feed}/photo/${photo.id}?lang=en`);
+  const page = await open(`${feed}/photo/${photo.id}`, { told: true });
   await page.getByRole('textbox', { name: 'Comment' }).fill('Not lost');
-  await connected;
-  connected = listening();
+  const connected = telling(page);
   const loaded = page.waitForEvent('load');
   standIn.state.version = 'newer';
   standIn.tell('version', { version: 'newer' });
@@ -72,7 +101,6 @@ test('Version.ThatIsNewerIsLoadedAndTypedTextKept', async () => {
   standIn.tell('comment', { group: group.id, content_id: photo.id, comment_id: '1' });
   await read;
   assert.equal(again, false);
-  standIn.state.version = own;
 });
 
 test('Version.WaitsForPhotosThatAreOnTheirWay', async () => {
@@ -93,11 +121,18 @@ test('Version.WaitsForPhotosThatAreOnTheirWay', async () => {
 test('Uploads.StopForAFullDiskAndGoOnWhenSomebodySaysSo', async () => {
   const page = await open(`/group/${standIn.state.groups[1].id}`);
   let full = true;
-  standIn.state.interfere = (request) => (full && request.method === 'POST' && /contents\?/.test(request.url) ? [503, { error: 'disk_full', message: '' }] : null);
+  let refused = 0;
+  standIn.state.interfere = (request) => {
+    if (!full || request.method !== 'POST' || !/contents\?/.test(request.url)) return null;
+    refused += 1;
+    return [503, { error: 'disk_full', message: '' }];
+  };
   await addPhotos(page, [file('b.png', png(701)), file('c.png', png(702))]);
   const panel = page.getByRole('region', { name: 'Adding photos' });
   await panel.getByText('no room left').first().waitFor();
   full = false;
+  // A refusal that the page heard of after the button had been pressed would stop it again.
+  await panel.getByText(`${refused} file`).waitFor();
   await panel.getByRole('button', { name: 'Try again' }).click();
   await panel.getByText('2 photos were added.').waitFor();
 });
@@ -218,7 +253,11 @@ test('Feed.RemembersWhereItWasLeft', async () => {
 test('SignedOut.InTheMidstOfWritingKeepsTheText', async () => {
   const page = await open(`${feed}/photo/${group.contents[1].id}`);
   await page.getByRole('textbox', { name: 'Comment' }).fill('Precious');
-  standIn.state.signedIn = false;
+  // Not before it is sent: what the page asks for by itself would have it find out sooner.
+  standIn.state.interfere = (request) => {
+    if (request.method === 'POST') standIn.state.signedIn = false;
+    return null;
+  };
   await button(page, 'Send').click();
   await page.getByRole('heading', { name: 'Welcome' }).waitFor();
   await page.getByText('What you have typed is kept').waitFor();

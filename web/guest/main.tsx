@@ -67,18 +67,23 @@ function Guest() {
 
   useEffect(() => {
     if (ended) return undefined;
+    let over = false;
     let timer = 0;
     let failures = 0;
     const ask = async (): Promise<void> => {
       let wait = POLL;
       try {
         const response = await fetch('state', { cache: 'no-store' });
+        if (over) return;
         if (response.status === 404 || response.status === 410) return setClosed(true);
         if (!response.ok) throw new Error(String(response.status));
-        setState((await response.json()) as State);
+        const told = (await response.json()) as State;
+        if (over) return;
+        setState(told);
         setAway(false);
         failures = 0;
       } catch {
+        if (over) return;
         failures += 1;
         setAway(true);
         wait = delayBefore(failures, { first: 1000, most: POLL }, null);
@@ -86,7 +91,10 @@ function Guest() {
       timer = setTimeout(() => void ask(), wait) as unknown as number;
     };
     void ask();
-    return () => clearTimeout(timer);
+    return () => {
+      over = true;
+      clearTimeout(timer);
+    };
   }, [ended, arrived]);
   useEffect(() => {
     document.title = t('title');

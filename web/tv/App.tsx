@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-import { useEffect, useErrorBoundary } from 'preact/hooks';
+import { useErrorBoundary, useLayoutEffect } from 'preact/hooks';
 import { Signal, useSignal } from '../common/signal';
 import type { Press } from './core/keys';
 import { spoken } from './core/language';
@@ -78,7 +78,8 @@ export function App() {
   const keys = useSignal(keysShown);
   const { code } = useSignal(spoken);
   const isUnpaired = now !== null && !isConnected(now);
-  useEffect(() => {
+  // Before anything is drawn: a key that is pressed then is meant for what is on screen.
+  useLayoutEffect(() => {
     keysShown.value = false;
     if (isUnpaired && to.view !== 'pair') go('#/pair', true);
   }, [isUnpaired, to.view]);

@@ -44,7 +44,11 @@ export class Browser {
 
   async #endTest() {
     const faults = this.#faults.splice(0);
-    for (const context of this.#contexts.splice(0)) await context.close();
+    for (const context of this.#contexts.splice(0)) {
+      // What is still being answered has nobody to be answered to.
+      for (const page of context.pages()) await page.unrouteAll({ behavior: 'ignoreErrors' });
+      await context.close();
+    }
     assert.deepEqual(faults, [], 'what the page complains of');
   }
 
@@ -56,7 +60,7 @@ export class Browser {
   /** A browser of its own for somebody: cookies, storage and all. */
   async context(size = 'desktop', options = {}) {
     const context = await this.#browser.newContext({ ...SIZES[size], ...TELEVISIONS[size], locale: 'en-GB', timezoneId: 'Europe/Berlin', ...options });
-    context.setDefaultTimeout(30_000);
+    context.setDefaultTimeout(60_000);
     this.#contexts.push(context);
     context.on('page', (page) => {
       page.on('pageerror', (error) => this.#faults.push(String(error)));
@@ -67,18 +71,25 @@ export class Browser {
     return context;
   }
 
-  /** A page of the service, as the person sees it; of somebody who is not signed in without a person. */
-  async open(service, person, path, { size = 'desktop', lang = 'en', ...options } = {}) {
+  /**
+   * A page of the service, as the person sees it; of somebody who is not signed in without a person. With `told` it is there only when
+   * the service tells it of what happens.
+   */
+  async open(service, person, path, { size = 'desktop', lang = 'en', told = false, ...options } = {}) {
     const context = await this.context(size, options);
     if (person !== null) await context.addCookies([{ name: 'kinloom_session', value: person.value, url: service.url }]);
     const page = await context.newPage();
-    await page.goto(service.url + path + (lang === null ? '' : `?lang=${lang}`));
+    const address = service.url + path + (lang === null ? '' : `?lang=${lang}`);
+    await Promise.all([page.goto(address), told ? telling(page) : null]);
     return page;
   }
 }
 
 /** Resolves when the condition holds, which is looked at whenever the page has drawn. */
 export const until = (page, condition, argument) => page.waitForFunction(condition, argument, { polling: 'raf' });
+
+/** Resolves when the service tells the page of what happens from then on; begun before the page is loaded. */
+export const telling = (page) => page.waitForResponse((response) => response.url().endsWith('/page/events'));
 
 export const button = (page, name, options = {}) => page.getByRole('button', { name, ...options });
 export const link = (page, name, options = {}) => page.getByRole('link', { name, ...options });

@@ -46,8 +46,12 @@ async function take(name, [hash, there, keys], size) {
   for (const key of keys) await page.keyboard.press(key);
   if (keys.includes('Enter')) await page.getByRole('article').first().waitFor();
   await until(page, () => [...document.images].every((image) => image.complete) && document.querySelector('[aria-busy=true]') === null);
-  // What goes when nothing is pressed for a while comes back by any key.
-  await page.keyboard.press('Shift');
+  // What goes when nothing is pressed for a while comes back by any key, and stays while keys are pressed.
+  await page.evaluate(() => {
+    const press = () => document.activeElement.dispatchEvent(new KeyboardEvent('keydown', { key: 'Shift', bubbles: true }));
+    press();
+    setInterval(press, 500);
+  });
   await until(page, () => document.querySelector('.is-calm') === null);
   await compare(page, `tv-${name}-${size}`);
   await context.close();

@@ -18,6 +18,7 @@ afterEach(() => {
   tv.state.marked.clear();
   for (const id of tv.state.hidden) for (const group of tv.state.groups) group.bring(id);
   tv.state.hidden.clear();
+  tv.state.settings = { ...tv.state.settings, seconds: 8, pairs: true };
 });
 after(() => tv.end());
 
@@ -85,8 +86,10 @@ test('Remote.ColoursCommentMarkHideAndShow', async () => {
   await remote(page, 404);
   await page.locator('button[aria-pressed=true]').waitFor();
   assert.ok(tv.state.marked.has(photo));
+  const isAnswered = page.waitForResponse('**/hide');
   await remote(page, 405);
   await until(page, (id) => !location.hash.includes(id), photo);
+  await isAnswered;
   assert.ok(tv.state.hidden.has(photo));
   await remote(page, 406);
   await until(page, () => location.hash.startsWith('#/group/101/show'));
@@ -99,8 +102,9 @@ test('Remote.ColoursWorkInAShow', async () => {
   const page = await openView(browser, tv, '#/group/101/show?order=time&seconds=60');
   await untilSlides(page, 1);
   const id = await page.evaluate(() => performance.getEntriesByName('slide-shown')[0].detail.content);
+  const isSaid = until(page, () => document.querySelector('.notice') !== null);
   await remote(page, 404);
-  await until(page, () => document.querySelector('.notice') !== null);
+  await isSaid;
   assert.ok(tv.state.marked.has(id));
   await remote(page, 403);
   await page.getByRole('dialog').waitFor();
@@ -151,8 +155,26 @@ test('Remote.InfoTellsMoreOfAPhoto', async () => {
   await page.getByText(/^by /).first().waitFor();
 });
 
-test('Remote.ArrowsAloneAreEnoughForAShow', async () => {
+test('Remote.BackThatIsPressedQuicklyLeadsToTheRootAndNotBeyond', async () => {
   const page = await openView(browser, tv, '#/groups');
+  await untilFocused(page, 'Holidays');
+  await page.keyboard.press('Enter');
+  await untilGrid(page);
+  await page.keyboard.press('Enter');
+  await page.getByRole('button', { name: 'Comment' }).waitFor();
+  await page.evaluate(() => {
+    const key = { key: 'Escape', bubbles: true, cancelable: true };
+    for (let press = 0; press < 5; ++press) for (const kind of ['keydown', 'keyup']) document.activeElement.dispatchEvent(new KeyboardEvent(kind, key));
+  });
+  await untilFocused(page, 'Holidays');
+  assert.equal(await page.evaluate(() => location.hash), '#/groups');
+});
+
+test('Remote.ArrowsAloneAreEnoughForAShow', async () => {
+  // A slide is one photo, and comes by a key alone: what was shown is counted.
+  tv.state.settings = { ...tv.state.settings, seconds: 300, pairs: false };
+  const page = await openView(browser, tv, '#/groups');
+  await page.getByText('Photos of Anna').waitFor();
   await untilFocused(page, 'Holidays');
   await page.keyboard.press('ArrowUp');
   await untilFocused(page, 'Start show');
@@ -169,6 +191,7 @@ test('Remote.ArrowsAloneAreEnoughForAShow', async () => {
   await page.getByText('Paused').waitFor();
   await page.keyboard.press('ArrowDown');
   await page.getByRole('button', { name: 'Go on' }).waitFor();
+  await until(page, () => document.activeElement.tagName === 'BUTTON');
   await untilFocused(page, 'Go on');
   await page.keyboard.press('Enter');
   await page.getByText('Paused').waitFor({ state: 'detached' });

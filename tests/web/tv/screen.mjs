@@ -49,6 +49,12 @@ export const untilPlace = (page, wanted) => until(page, (at) => Number(document.
 export const untilGrid = (page, count = 4) => until(page, (least) => document.querySelectorAll('[role=gridcell] img[data-state=there]').length >= least, count);
 export const untilHash = (page, hash) => until(page, (wanted) => location.hash === wanted, hash);
 
+/**
+ * Milliseconds between two slides, far more than the clockwork allows (which is tested with a clock of its own) and far less than the patience with a
+ * picture that does not come: a computer with other work must not pass for a show that stands still.
+ */
+export const LATE = 7000;
+
 /** The contents of the slides that were painted so far, in their order, with their times. */
 export const slides = (page) => page.evaluate(() => performance.getEntriesByName('slide-shown').map((one) => ({ id: one.detail.content, group: one.detail.group, at: one.startTime })));
 export const untilSlides = (page, count) => until(page, (least) => performance.getEntriesByName('slide-shown').length >= least, count);

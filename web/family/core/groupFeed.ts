@@ -43,6 +43,11 @@ export class GroupFeed {
     if (this.months === null && this.refreshing === null) void this.refresh();
   }
 
+  /** Whether anything of it was asked for: what happens meanwhile may be missing in the answer. */
+  get isOpen(): boolean {
+    return this.months !== null || this.refreshing !== null;
+  }
+
   record(index: number): Content | undefined {
     return this.pages.get(index);
   }
@@ -181,7 +186,7 @@ export function feedOf(group: string): GroupFeed {
 }
 
 onLive((event) => {
-  for (const feed of feeds.values()) if (feed.months !== null) feed.onLive(event);
+  for (const feed of feeds.values()) if (feed.isOpen) feed.onLive(event);
 });
 
 /** Where a feed was left, to come back to. */

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-import { useEffect, useRef, useState } from 'preact/hooks';
+import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { Failure } from '../../common/http';
+import { InOrder } from '../../common/inOrder';
 import { useSignal } from '../../common/signal';
 import * as api from '../core/api';
 import { feedOf, places } from '../core/groupFeed';
@@ -45,6 +46,7 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
   const mayComment = useSignal(groups).list?.find((one) => one.id === group)?.may.comment ?? true;
   const shown = useRef(id);
   shown.current = id;
+  const reads = useRef(new InOrder());
 
   const own = details?.content.id === id ? details : null;
   const listed = feed.indexOf(id);
@@ -53,8 +55,9 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
   const total = own?.total ?? feed.total;
 
   const read = async (): Promise<readonly Comment[]> => {
+    const isNewer = reads.current.ask();
     const fresh = await api.content(id);
-    if (shown.current === id) {
+    if (shown.current === id && isNewer()) {
       setDetails(fresh);
       setFailure(null);
     }
@@ -107,7 +110,8 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
     else go(photoPath(group, target.id), true);
   };
 
-  useEffect(() => {
+  // Before anything is drawn: a key, or what happens, is meant for the photo on screen.
+  useLayoutEffect(() => {
     const onKey = (event: KeyboardEvent): void => {
       const target = event.target as HTMLElement;
       if (event.defaultPrevented || event.altKey || event.ctrlKey || event.metaKey || /^(textarea|input|select)$/i.test(target.tagName)) return;
@@ -119,7 +123,7 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
     return () => removeEventListener('keydown', onKey);
   });
 
-  useEffect(
+  useLayoutEffect(
     () =>
       onLive((event) => {
         if (event.kind === 'everything') return readAgain();

@@ -6,12 +6,12 @@ import { t } from './language';
 import { failed } from './notices';
 import { go } from './router';
 import { showPath } from './routes';
-import { guests } from './state';
+import { guests, takeGuests } from './state';
 
 /** Nobody is let in any more; where that cannot be told, the program ends it by itself. */
 export function endGuests(): void {
   if (guests.value === null) return;
-  guests.value = null;
+  takeGuests(null);
   api.endGuests().catch(() => undefined);
 }
 
@@ -21,10 +21,10 @@ export async function toggleGuests(group: string): Promise<void> {
   try {
     if (guests.value !== null && guests.value.group === group) {
       await api.endGuests();
-      guests.value = null;
+      takeGuests(null);
       return;
     }
-    guests.value = await api.startGuests(group);
+    takeGuests(await api.startGuests(group));
     if (!location.hash.includes('/show')) go(showPath(group));
   } catch (error) {
     failed(error instanceof Failure && error.status === 404 ? t('guestsOff') : error);

@@ -90,25 +90,29 @@ export class Newest<T> {
 
 export interface Reading<T> {
   readonly value: T | null;
+  /** Why there is no answer now. */
   readonly failure: Failure | null;
 }
 
-/** What the question is answered with; asked anew when one of the inputs changes, with the old answer on screen until the new one comes. */
-export function useReading<T>(ask: (signal: AbortSignal) => Promise<T>, inputs: readonly unknown[], keep: boolean): Reading<T> {
-  const [reading, setReading] = useState<Reading<T>>({ value: null, failure: null });
+/**
+ * What the question about something is answered with. It is asked anew for something else, and whenever `asked` has changed, with the
+ * old answer on screen until the new one comes. A failure is of what it was asked about, and stays until there is an answer.
+ */
+export function useReading<T>(ask: (signal: AbortSignal) => Promise<T>, about: string, asked: number): Reading<T> {
+  const [reading, setReading] = useState<Reading<T> & { about: string }>({ value: null, failure: null, about });
   useEffect(() => {
     const stop = new AbortController();
-    if (!keep) setReading({ value: null, failure: null });
     insist(() => ask(stop.signal), stop.signal).then(
       (value) => {
-        if (!stop.signal.aborted) setReading({ value, failure: null });
+        if (!stop.signal.aborted) setReading({ value, failure: null, about });
       },
-      (failure: unknown) => {
+      (thrown: unknown) => {
         if (stop.signal.aborted) return;
-        setReading(({ value }) => ({ value, failure: failure instanceof Failure ? failure : new Failure('failed', 0, String(failure)) }));
+        const failure = thrown instanceof Failure ? thrown : new Failure('failed', 0, String(thrown));
+        setReading(({ value }) => ({ value, failure, about }));
       },
     );
     return () => stop.abort();
-  }, [...inputs]);
-  return reading;
+  }, [about, asked]);
+  return reading.about === about ? reading : { value: reading.value, failure: null };
 }

@@ -23,12 +23,25 @@ export function go(path: string, replace = false): void {
   read();
 }
 
+/** The browser goes back on its own time: whoever is quicker goes on from where that leads to, and never past the page's beginning. */
+let isGoing = false;
+let stepsWanted = 0;
+
 /** To where this view was opened from, else to the one above it. False at the root. */
 export function goBack(): boolean {
+  if (isGoing) {
+    stepsWanted += 1;
+    return true;
+  }
   const from = (history.state as Step | null)?.from;
   const up = above(route.value);
   if (from !== undefined && from !== location.hash && up !== null) {
+    isGoing = true;
     history.back();
+    // A browser that does not go must not take the key away for good.
+    setTimeout(() => {
+      isGoing = false;
+    }, 1000);
     return true;
   }
   if (up === null) return false;
@@ -37,6 +50,12 @@ export function goBack(): boolean {
 }
 
 export function startRouter(): void {
-  addEventListener('popstate', read);
+  addEventListener('popstate', () => {
+    isGoing = false;
+    read();
+    if (stepsWanted === 0) return;
+    stepsWanted -= 1;
+    goBack();
+  });
   addEventListener('hashchange', read);
 }

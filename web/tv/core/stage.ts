@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The show's pictures in the document. There are three of full size at most: of two pairs, one picture is changed after the other.
+// The show's pictures in the document. What was shown fades out before what follows fades in: a television that draws without a graphics
+// processor has no time for two full-size pictures in a frame. There are three of full size in the document at most.
 import { photoName } from './language';
 import { afterPaint, mark } from './marks';
 import { type Frame, type Motion, motionFor, pairFrames } from './motion';
@@ -19,13 +20,16 @@ interface Layer {
 }
 
 const MOST = 3;
-const LONGEST_FADE = 1200;
-/** A fade that is shorter would be a flicker. */
-const SHORTEST_FADE = 200;
+/** Milliseconds of a change: out and in. */
+const LONGEST_CHANGE = 1400;
+/** One that is shorter would be a flicker. */
+const SHORTEST_CHANGE = 200;
 
 export class Stage {
   private layers: Layer[] = [];
   private leaving: Layer[] = [];
+  /** Of the slide on screen, what has no room until those before have left. */
+  private waiting: readonly Picture[] = [];
   private turn = 0;
   private generation = 0;
   private held = false;
@@ -36,27 +40,28 @@ export class Stage {
     this.finish();
     const generation = ++this.generation;
     const first = this.layers.length === 0;
-    const fade = first || !moving ? 0 : Math.min(LONGEST_FADE, time * 0.3);
-    const length = fade < SHORTEST_FADE ? 0 : fade;
+    const change = first || !moving ? 0 : Math.min(LONGEST_CHANGE, time * 0.3);
+    const fade = change < SHORTEST_CHANGE ? 0 : change / 2;
     this.leaving = this.layers;
     this.layers = [];
-    const motions = this.motions(slide, (time + length) / 1000, moving && time >= 1000);
-    const step = (from: number): void => {
-      const room = MOST - this.leaving.length - this.layers.length;
-      const end = Math.min(slide.length, from + room);
-      for (let at = from; at < end; ++at) this.add(slide[at] as Picture, motions[at] as Motion, time + length, length);
-      const last = end >= slide.length;
-      const out = last ? this.leaving.slice() : this.leaving.slice(0, 1);
-      if (length > 0) for (const layer of out) layer.fades.push(layer.picture.image.animate([{ opacity: 1 }, { opacity: 0 }], { duration: length, fill: 'both' }));
-      const after = (): void => {
-        if (generation !== this.generation) return;
-        for (const layer of out) this.drop(layer);
-        if (!last) step(end);
-      };
-      if (length > 0) setTimeout(after, length);
-      else afterPaint(after);
+    const motions = this.motions(slide, (time + fade) / 1000, moving && time >= 1000);
+    const add = (pictures: readonly Picture[], delay: number): void => {
+      for (const picture of pictures) this.add(picture, motions[slide.indexOf(picture)] as Motion, { time: time + fade, fade, delay });
     };
-    step(0);
+    // Those that have room are made ready to be drawn while the others leave.
+    const room = MOST - this.leaving.length;
+    this.waiting = slide.slice(room);
+    add(slide.slice(0, room), fade);
+    if (fade > 0) for (const { picture, fades } of this.leaving) fades.push(picture.image.animate([{ opacity: 1 }, { opacity: 0 }], { duration: fade, fill: 'both', easing: 'ease-in' }));
+    const after = (): void => {
+      if (generation !== this.generation) return;
+      const late = this.waiting;
+      this.waiting = [];
+      this.finish();
+      add(late, 0);
+    };
+    if (fade > 0) setTimeout(after, fade);
+    else afterPaint(after);
   }
 
   /** Motion stands still. */
@@ -76,6 +81,8 @@ export class Stage {
   /** Ends a change that is under way. */
   private finish(): void {
     for (const layer of this.leaving.slice()) this.drop(layer);
+    for (const { image } of this.waiting) release(image);
+    this.waiting = [];
   }
 
   private drop(layer: Layer): void {
@@ -96,7 +103,7 @@ export class Stage {
     return pairFrames([one, other], room, room.width / 100).map((frame, at) => motionFor(aspects[at] ?? 1, frame, seconds, moving, this.turn));
   }
 
-  private add(picture: Picture, motion: Motion, time: number, fade: number): void {
+  private add(picture: Picture, motion: Motion, { time, fade, delay }: { time: number; fade: number; delay: number }): void {
     const { image, item } = picture;
     const { frame } = motion;
     image.className = 'slide';
@@ -108,7 +115,7 @@ export class Stage {
     const layer: Layer = {
       picture,
       motion: moves ? image.animate([{ transform: motion.from }, { transform: motion.to }], { duration: time, fill: 'both', easing: motion.easing }) : null,
-      fades: fade > 0 ? [image.animate([{ opacity: 0 }, { opacity: 1 }], { duration: fade, fill: 'both', easing: 'ease-in-out' })] : [],
+      fades: fade > 0 ? [image.animate([{ opacity: 0 }, { opacity: 1 }], { duration: fade, delay, fill: 'both', easing: 'ease-out' })] : [],
     };
     if (this.held) layer.motion?.pause();
     this.layers.push(layer);

@@ -110,6 +110,12 @@ const newest = new Newest(askState, (next) => {
 
 export const readState = (): Promise<void> => newest.read();
 
+/** Who may add photos, as the program has just said itself: a reading that is on its way may tell of before. */
+export function takeGuests(told: Guests | null): void {
+  newest.discard();
+  guests.value = told;
+}
+
 let lastChange: Promise<unknown> = Promise.resolve();
 
 /**
@@ -118,12 +124,14 @@ let lastChange: Promise<unknown> = Promise.resolve();
  */
 export async function change(part: Partial<Settings>): Promise<void> {
   applySettings({ ...settings.value, ...part });
+  newest.discard();
   changes += 1;
   const turn = lastChange.then(() => api.putSettings(part));
   lastChange = turn.catch(() => undefined);
   try {
     kept = await turn;
   } finally {
+    newest.discard();
     changes -= 1;
     if (changes === 0) applySettings(kept);
   }

@@ -39,7 +39,7 @@ interface Props {
 
 export function CommentsPanel({ item, onClose, onCounted }: Props) {
   const [asked, setAsked] = useState(0);
-  const { value, failure } = useReading((signal) => api.content(item.id, signal), [item.id, asked], true);
+  const { value, failure } = useReading((signal) => api.content(item.id, signal), item.id, asked);
   const [sent, setSent] = useState<readonly Comment[]>([]);
   const [sending, setSending] = useState(false);
   const [typed, setTyped] = useState('');
@@ -72,7 +72,8 @@ export function CommentsPanel({ item, onClose, onCounted }: Props) {
     try {
       const comment = await api.writeComment(item.id, text.trim());
       setSent((before) => [...before, comment]);
-      setTyped('');
+      // What was typed meanwhile is not sent yet.
+      setTyped((now) => (now.trim() === text.trim() ? '' : now));
       done(t('sent'));
     } catch (error) {
       failed(error);

@@ -4,6 +4,7 @@ import { Component } from 'preact';
 import { useEffect, useLayoutEffect, useRef } from 'preact/hooks';
 import { dropImage, holdImages, lookAt, wantImage } from '../../common/imageQueue';
 import { useSignal } from '../../common/signal';
+import { useAhead } from '../core/ahead';
 import * as api from '../core/api';
 import { flying, useStrokes } from '../core/input';
 import { monthName, photoName, t } from '../core/language';
@@ -11,6 +12,9 @@ import { afterPaint, mark } from '../core/marks';
 import type { Item } from '../core/records';
 import type { GridState } from '../core/useGrid';
 import { Icon } from './Icon';
+
+/** Milliseconds that a photo has the focus before it is taken for one that may be opened. */
+const REST = 150;
 
 function Thumb({ id, place }: { id: string; place: number }) {
   const image = useRef<HTMLImageElement>(null);
@@ -103,6 +107,7 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
     if (!isFlying && end > first) model.want(first, end);
   }, [first, end, isFlying, geometry]);
   useEffect(() => () => holdImages(false), []);
+  useAhead([isFlying ? undefined : model.record(focus)], REST);
 
   useLayoutEffect(() => {
     if (active) box.current?.querySelector<HTMLElement>(`[data-place="${focus}"]`)?.focus({ preventScroll: true });

@@ -2,6 +2,7 @@
 // One photo on the whole screen, its neighbours at the arrows, what was said of it at one key.
 import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { useSignal } from '../../common/signal';
+import { useAhead } from '../core/ahead';
 import * as api from '../core/api';
 import { groups, nameOf, readGroups } from '../core/groups';
 import { handed, handOn } from '../core/handed';
@@ -119,13 +120,15 @@ function useCalm(id: string): boolean {
 export function PhotoView({ group, id }: { group: string; id: string }) {
   useSignal(groups);
   const [asked, setAsked] = useState(0);
-  const { value, failure } = useReading((signal) => read(group, id, signal), [id, asked], true);
+  const { value, failure } = useReading((signal) => read(group, id, signal), id, asked);
   const [talking, setTalking] = useState(false);
   const [telling, setTelling] = useState(false);
   const [marked, setMarked] = useState<boolean | null>(null);
   const calm = useCalm(id);
   const box = useRef<HTMLDivElement>(null);
   const pending = useRef<-1 | 0 | 1>(0);
+  /** The photo that this view has left already because it is gone, or goes for being hidden from here. */
+  const left = useRef('');
   const current = value !== null && value.details.content.id === id ? value : null;
   // While its own record is on its way, what is known of it as a neighbour, or was known where somebody came from, is enough.
   const isGone = current === null && failure?.status === 404;
@@ -136,6 +139,12 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
   const total = value?.details.total ?? null;
   const isMarked = marked ?? item?.marked ?? false;
 
+  const leave = (gone: string): void => {
+    left.current = gone;
+    failed(t('photoGone'));
+    goBack();
+  };
+
   useBeginning(item === null ? t('loading') : photoName(item), item !== null);
   useEffect(() => {
     if (groups.value === null) void readGroups();
@@ -145,13 +154,16 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
       onLive('content', (event) => event.group === group && again()),
       onLive('deleted', (event) => {
         if (event.group !== group) return;
-        if (event.content_id !== location.hash.split('/').pop()) return again();
-        failed(t('photoGone'));
-        goBack();
+        if (event.content_id !== location.hash.split('/').pop()) again();
+        else if (event.content_id !== left.current) leave(event.content_id);
       }),
     ];
     return () => ends.forEach((end) => end());
   }, [group]);
+  // Deleted while this page could not be told: it learns of it when it reads again.
+  useEffect(() => {
+    if (failure?.status === 404 && current !== null && id !== left.current) leave(id);
+  }, [failure]);
   useEffect(() => {
     setMarked(null);
     setTelling(false);
@@ -160,17 +172,7 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
   useLayoutEffect(() => {
     if (item !== null && item.index !== null) remember(group, item.id, item.index);
   }, [id, item?.index]);
-  // The neighbours are there before they are asked for.
-  useEffect(() => {
-    const loadings = [older, newer].filter((one): one is Item => one !== undefined).map((one) => loadPicture(address(one)));
-    for (const one of loadings) void one.outcome.then((outcome) => outcome.kind === 'ready' && kept.push(outcome.image));
-    const kept: HTMLImageElement[] = [];
-    return () => {
-      for (const one of loadings) one.cancel();
-      // The one that is shown now is loaded from the browser's store.
-      for (const image of kept) release(image);
-    };
-  }, [older?.id, newer?.id]);
+  useAhead([older, newer]);
 
   const step = (to: Item | undefined, by: -1 | 0 | 1 = 0): boolean => {
     // What lies there may still be on its way.
@@ -196,8 +198,9 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
     // What follows is known before it is gone.
     const after = older ?? newer;
     const stay = after === undefined ? null : photoPath(group, after.id);
-    if (!(await hideQuietly(item, stay))) return;
-    if (stay === null) goBack();
+    left.current = item.id;
+    if (!(await hideQuietly(item, stay))) left.current = '';
+    else if (stay === null) goBack();
   };
   const onPicture = (): boolean => box.current?.contains(document.activeElement) === true || document.activeElement === document.body;
   usePresses(({ action }) => {

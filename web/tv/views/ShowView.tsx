@@ -80,6 +80,8 @@ function useControls(): [boolean, (on: boolean) => void] {
   return [shown, setShown];
 }
 
+const focusControls = (): void => document.querySelector<HTMLElement>('.controls button')?.focus({ preventScroll: true });
+
 function useNight(show: Show | null): boolean {
   const { night } = useSignal(settings);
   useSignal(minute);
@@ -122,7 +124,7 @@ function Inner({ show, resting, main }: InnerProps) {
   const wanted = useRef(false);
   useLayoutEffect(() => {
     // They were asked for by a key, which goes on among them.
-    if (controls && wanted.current) document.querySelector<HTMLElement>('.controls button')?.focus({ preventScroll: true });
+    if (controls && wanted.current) focusControls();
     wanted.current = false;
   });
   useEffect(() => {
@@ -174,8 +176,9 @@ function Inner({ show, resting, main }: InnerProps) {
         return !onControls && step(1);
       case 'down':
         if (onControls) return true;
-        setControls(true);
-        wanted.current = true;
+        if (controls) focusControls();
+        else setControls(true);
+        wanted.current = !controls;
         return true;
       case 'up':
         if (onControls) main.current?.focus({ preventScroll: true });
