@@ -22,8 +22,11 @@ startInput(unhandled);
 void readState();
 void readGroups();
 
-const page = document.getElementById('page');
-if (page !== null) render(<App />, page);
+// In a task of its own: on a slow processor each takes a while, in which no key is heard.
+setTimeout(() => {
+  const page = document.getElementById('page');
+  if (page !== null) render(<App />, page);
+});
 
 // Behind the first view's own requests: browsers have six connections, and this one does not end.
 setTimeout(startLive, 300);

@@ -77,3 +77,29 @@ test('Dates.ShowTheWallClockWhereThePictureWasTaken', () => {
   assert.equal(dates.taken(null), '');
   assert.equal(dates.taken('soon'), '');
 });
+
+test('Dates.AreWrittenAsTheirPlaceWritesThem', () => {
+  const now = new Date(2010, 4, 5, 7, 4);
+  const written = (locale) => {
+    const dates = new Dates(locale);
+    return [dates.taken('2010-05-05T07:04:09'), dates.takenDay('2010-05-05'), dates.time(now), dates.weekday(now), dates.moment(now.toISOString()), dates.monthName('2010-03'), dates.monthAlone('2010-03')];
+  };
+  assert.deepEqual(written('en-GB'), ['5 May 2010 at 07:04', '5 May 2010', '07:04', 'Wednesday 5 May', '5 May 2010 at 07:04', 'March 2010', 'March']);
+  assert.deepEqual(written('de-DE'), ['5. Mai 2010 um 07:04', '5. Mai 2010', '07:04', 'Mittwoch, 5. Mai', '5. Mai 2010 um 07:04', 'März 2010', 'März']);
+  // Others' manners are the browser's.
+  assert.match(written('en-US').join('; '), /^May 5, 2010.* 0?7:04.AM; May 5, 2010; 0?7:04.AM; Wednesday, May 5; .*; March 2010; March$/);
+});
+
+test('Dates.OfThePagesOwnLanguagesNameEveryMonthAndDayAsTheBrowserDoes', () => {
+  for (const locale of ['en-GB', 'de-DE']) {
+    const dates = new Dates(locale);
+    for (let month = 0; month < 12; ++month) {
+      const name = new Intl.DateTimeFormat(locale, { month: 'long', timeZone: 'UTC' }).format(new Date(Date.UTC(2010, month, 1)));
+      assert.equal(dates.monthAlone(`2010-${String(month + 1).padStart(2, '0')}`), name);
+    }
+    for (let day = 1; day <= 7; ++day) {
+      const now = new Date(2010, 4, day, 12);
+      assert.ok(dates.weekday(now).startsWith(new Intl.DateTimeFormat(locale, { weekday: 'long' }).format(now)));
+    }
+  }
+});

@@ -61,8 +61,9 @@ const GRACE = 400;
 const GRACE_FOR_WISH = 2000;
 /** Nothing ready for so long: a slide of before has to do, which was fetched meanwhile. */
 const LATEST = 800;
-/** One that takes so long makes room for another. */
+/** One that takes so long makes room for another; twice as long each time, since where all take long none would ever be there. */
 const STAND_BY_SLOW = 500;
+const STAND_BY_SLOWEST = 8000;
 const LOOK_AGAIN = 100;
 const HISTORY = 60;
 /** Pauses between attempts while nothing can be had: the service is not asked for one photo after the other without end. */
@@ -94,6 +95,7 @@ export class Player {
   /** A slide of before that is being fetched because it was asked for, or because nothing else can be had. */
   private fetching: Loading[] = [];
   private fetchingSince = 0;
+  private fetchingFor = STAND_BY_SLOW;
   private standBy: StandBy | null = null;
   /** Until when photos are passed over. */
   private readonly broken = new Map<string, number>();
@@ -366,6 +368,7 @@ export class Player {
   private put(slide: readonly Picture[]): void {
     this.dueSince = null;
     this.shownAt = this.means.now();
+    this.fetchingFor = STAND_BY_SLOW;
     this.means.show(slide);
     if (!this.paused) this.await();
   }
@@ -395,7 +398,10 @@ export class Player {
 
   /** A slide of before, the one that was not seen for longest. */
   private fetchStandBy(): void {
-    if (this.fetching.length > 0 && this.means.now() - this.fetchingSince < STAND_BY_SLOW) return;
+    if (this.fetching.length > 0) {
+      if (this.means.now() - this.fetchingSince < this.fetchingFor) return;
+      this.fetchingFor = Math.min(this.fetchingFor * 2, STAND_BY_SLOWEST);
+    }
     const slide = this.history.find((items, at) => at !== this.at && items.length > 0) ?? this.current;
     if (slide.length === 0) return;
     // It goes to the end of the history, so that they take turns.

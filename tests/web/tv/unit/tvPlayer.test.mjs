@@ -155,6 +155,17 @@ test('Player.ShowsPhotosThoughAllOfThemAreSlow', async () => {
   assert.ok(new Set(endless.ids).size >= 4, `${endless.ids.length} slides`);
 });
 
+test('Player.FetchesFewSlidesOfBeforeWhereAllTakeLong', async () => {
+  const world = new World(500);
+  await world.player.start();
+  await world.until(5000);
+  const { loaded } = world;
+  world.kindOf = () => ['ready', 1e9];
+  await world.until(25_000);
+  // Twice a second they would be forty.
+  assert.ok(world.loaded - loaded < 22, `${world.loaded - loaded} were begun in twenty seconds`);
+});
+
 test('Player.ShowsASlowPhotoLaterAndTheOthersMeanwhile', async () => {
   const world = new World(30);
   world.kindOf = (id) => ['ready', id === '3' ? 4500 : 20];
