@@ -206,6 +206,7 @@ TEST_P(EveryLane, SignsInAgainWhenTheServiceHasForgotten)
 TEST_P(EveryLane, CallsOfSeveralThreadsTakeTurns)
 {
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&, i] {
             for (int call = 0; call < 10; ++call) {

@@ -42,6 +42,7 @@ TEST_F(MediaTest, NoRefusedCallOfThePluginReachesThem)
 {
     setFault("media:delay=300*4");
     std::vector<Call<MediaReply>> fetches;
+    fetches.reserve(4);
     for (int i = 0; i < 4; ++i)
         fetches.push_back(media.fetch({url, "", 1 << 20, ""}));
     ASSERT_TRUE(reaches("media", 4));
@@ -105,6 +106,7 @@ TEST_F(MediaTest, EndWithTheirObject)
     setFault("media:delay=60000");
     auto own = std::make_unique<Media>();
     std::vector<Call<MediaReply>> fetches;
+    fetches.reserve(3);
     for (int i = 0; i < 3; ++i)
         fetches.push_back(own->fetch({url, "", 1 << 20, ""}));
     ASSERT_TRUE(reaches("media", 3));

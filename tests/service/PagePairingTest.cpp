@@ -161,6 +161,7 @@ TEST_F(Pairing, IsDecidedByOneOfThoseWhoRace)
     const std::string code = begun["user_code"];
     std::atomic<int> decided{0};
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i)
         threads.emplace_back(
             [&, client = i % 2 == 0 ? *m_annas : bens, i]() mutable { decided += approve(client, code, i % 4 < 2).status == 200; });
@@ -175,6 +176,7 @@ TEST_F(Pairing, GivesCredentialsToOneOfThoseWhoRace)
     ASSERT_EQ(approve(*m_annas, begun["user_code"]).status, 200);
     std::atomic<int> given{0};
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] { given += poll(begun["device_code"]).status == 200; });
     for (std::thread& thread : threads)

@@ -144,6 +144,7 @@ TEST_F(SlowReader, CostsLessThanAMegabyte)
         EXPECT_TRUE(readToEnd(*stalledReader(m_anna)));
     const double before = residentMegabytes();
     std::vector<std::unique_ptr<Wire>> readers;
+    readers.reserve(READERS);
     for (int i = 0; i < READERS; ++i)
         readers.push_back(stalledReader(m_anna));
     EXPECT_LT(residentMegabytes() - before, READERS);
