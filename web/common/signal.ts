@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A value that tells who listens when it changes.
-import { useEffect, useState } from 'preact/hooks';
+import { useLayoutEffect, useState } from 'preact/hooks';
 
 export class Signal<T> {
   private readonly listeners = new Set<() => void>();
@@ -34,15 +34,12 @@ export class Signal<T> {
 /** The signal's value; the component is drawn again when it changes. */
 export function useSignal<T>(signal: Signal<T>): T {
   const [, draw] = useState({});
-  useEffect(() => {
-    let seen = signal.value;
-    const stop = signal.subscribe(() => {
-      seen = signal.value;
-      draw({});
-    });
-    // It may have changed between drawing and this effect.
-    if (!Object.is(seen, signal.value)) draw({});
-    return stop;
+  const drawn = signal.value;
+  // Together with the drawing: what is behind a frame comes a tenth of a second later where the processor is slow.
+  useLayoutEffect(() => {
+    // Other parts of the same drawing may have changed it.
+    if (!Object.is(drawn, signal.value)) draw({});
+    return signal.subscribe(() => draw({}));
   }, [signal]);
-  return signal.value;
+  return drawn;
 }

@@ -26,6 +26,12 @@ export function go(path: string, replace = false): void {
 /** The browser goes back on its own time: whoever is quicker goes on from where that leads to, and never past the page's beginning. */
 let isGoing = false;
 let stepsWanted = 0;
+let patience: ReturnType<typeof setTimeout> | undefined;
+
+function arrived(): void {
+  clearTimeout(patience);
+  isGoing = false;
+}
 
 /** To where this view was opened from, else to the one above it. False at the root. */
 export function goBack(): boolean {
@@ -39,8 +45,9 @@ export function goBack(): boolean {
     isGoing = true;
     history.back();
     // A browser that does not go must not take the key away for good.
-    setTimeout(() => {
-      isGoing = false;
+    patience = setTimeout(() => {
+      arrived();
+      stepsWanted = 0;
     }, 1000);
     return true;
   }
@@ -51,7 +58,7 @@ export function goBack(): boolean {
 
 export function startRouter(): void {
   addEventListener('popstate', () => {
-    isGoing = false;
+    arrived();
     read();
     if (stepsWanted === 0) return;
     stepsWanted -= 1;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A source's photos and where the focus among them is. Moving is arithmetic on places: counts of months, columns, rows.
-import { useEffect, useMemo, useReducer, useRef, useState } from 'preact/hooks';
+import { useEffect, useLayoutEffect, useMemo, useReducer, useRef, useState } from 'preact/hooks';
 import type { Shape } from '../../common/geometry';
 import { GridModel } from './gridModel';
 import type { Source } from './source';
@@ -80,7 +80,8 @@ export function useGrid(source: Source, shape: Shape, view: number): GridState {
 
   useEffect(() => () => model.end(), [model]);
   useEffect(() => model.reshape(shape), [shape.columns, shape.tile, shape.gap, shape.heading]);
-  useEffect(
+  // Together with the first drawing: the first photos may be there before its frame is.
+  useLayoutEffect(
     () =>
       model.changed.subscribe(() => {
         const { focus, scroll } = now.current;

@@ -197,7 +197,8 @@ export function GroupView({ id }: { id: string }) {
   const source = useMemo(() => groupSource(id), [id]);
   const group = all?.find((one) => one.id === id);
   useEffect(() => {
-    if (group === undefined) void readGroups();
+    // Where none are known yet they are on their way.
+    if (all !== null && group === undefined) void readGroups();
   }, [id]);
   return (
     <Photos
