@@ -40,8 +40,8 @@ const Inputs REDIRECTS = {
 };
 
 const Inputs REQUESTS = {
-    "POST /openapi/service/kinloom/auth\nHost: 127.0.0.1:8750\nAuthorization: auth_identifier=\"KL_AUTH_V1\",app_id=\"a\","
-    "app_type=\"dtv\",token=\"t\",token_type=\"user\",duid=\"d\",signature=\"0123456789abcdef\"\n",
+    ("POST /openapi/service/kinloom/auth\nHost: 127.0.0.1:8750\nAuthorization: auth_identifier=\"KL_AUTH_V1\",app_id=\"a\","
+     "app_type=\"dtv\",token=\"t\",token_type=\"user\",duid=\"d\",signature=\"0123456789abcdef\"\n"),
     "GET /openapi/service/kinloom/me/group.list?search_index=0&search_count=10\nHost: [::1]:80\n",
     "POST /openapi/service/kinloom/7group.create\nHost: openapi.kinloom.example\n",
     "GET /openapi/service/kinloom/12/feeds?search_before=latest\nHost: h:65535\n",
@@ -70,10 +70,10 @@ const Inputs FORMS = {
 };
 
 const Inputs MULTIPARTS = {
-    "multipart/form-data; boundary=BB\n\n--BB\r\nContent-Disposition: form-data; name=\"filename\"; filename=\"a.jpg\"\r\n"
-    "Content-Type: image/jpeg\r\n\r\n\xFF\xD8\xFF\r\n--B\r\n--BC\r\n-\r\n--BB--\r\n",
-    "Multipart/Form-Data;charset=x; Boundary=\"a b\"\n\x01\x02\x7F\npreamble\r\n--a b \t\r\n\r\nfirst\r\n--a b\r\n"
-    "Content-Disposition: form-data; name=x\r\n\r\n\r\n--a b--\r\nepilogue",
+    ("multipart/form-data; boundary=BB\n\n--BB\r\nContent-Disposition: form-data; name=\"filename\"; filename=\"a.jpg\"\r\n"
+     "Content-Type: image/jpeg\r\n\r\n\xFF\xD8\xFF\r\n--B\r\n--BC\r\n-\r\n--BB--\r\n"),
+    ("Multipart/Form-Data;charset=x; Boundary=\"a b\"\n\x01\x02\x7F\npreamble\r\n--a b \t\r\n\r\nfirst\r\n--a b\r\n"
+     "Content-Disposition: form-data; name=x\r\n\r\n\r\n--a b--\r\nepilogue"),
     "\n\x03\n--BB\r\nContent-Disposition: form-data; name=x\r\n\r\n--BB--",
     "text/plain\n\n--BB\r\ncontent-disposition:form-data ; FILENAME=\"a\\\"b%22c\\\\d\" ; name=f\r\nX: y\r\n\r\nz\r\n--BB--",
     "multipart/form-data; boundary=\n\xFF\n--BB\r\nno colon\r\n\r\n",
@@ -86,11 +86,11 @@ const Inputs MULTIPARTS = {
 const Inputs CONFIGURATIONS = {
     "[provider.Kinloom]\napp_id = \"id\"\nAuthToken = 'to\"ken'\nduid = 42\n",
     "[provider.Kinloom]\nservice_type = 12\nflag = true\nnumber = 1.5\n[provider.\"a b\"]\nkey = \"\\u00e9\"\n",
-    "[client]\nconnect_to = [\"openapi.kinloom.example:80:127.0.0.1:8750\", \"::[::1]:80\"]\nconnect_timeout_ms = 10000\n"
-    "stall_timeout_ms = 0\nmax_redirects = 5\nuser_agent = \"tv/1\"\nproxy = \"http://p:1\"\n",
-    "[client]\nstall_bytes_per_second = 1\ntotal_timeout_ms = 9\nmax_memory_body = 1\nmax_file_body = 0\nmax_header_bytes = 1\n"
-    "max_transfers = 1\nmax_connections_per_host = 0\nmax_requests = 1\ndownload_buffer_bytes = 1024\n"
-    "upload_buffer_bytes = 16384\n",
+    ("[client]\nconnect_to = [\"openapi.kinloom.example:80:127.0.0.1:8750\", \"::[::1]:80\"]\nconnect_timeout_ms = 10000\n"
+     "stall_timeout_ms = 0\nmax_redirects = 5\nuser_agent = \"tv/1\"\nproxy = \"http://p:1\"\n"),
+    ("[client]\nstall_bytes_per_second = 1\ntotal_timeout_ms = 9\nmax_memory_body = 1\nmax_file_body = 0\nmax_header_bytes = 1\n"
+     "max_transfers = 1\nmax_connections_per_host = 0\nmax_requests = 1\ndownload_buffer_bytes = 1024\n"
+     "upload_buffer_bytes = 16384\n"),
     "top = 1\n[other.deep]\nlist = [1, [2.5, \"x\"], {a = 1}]\ndate = 2010-05-05T07:04:09.5+09:00\n[[tables]]\na = 1\n[[tables]]\n",
     "provider.Kinloom.app_id = \"\"\"\nid\"\"\"\nprovider.Kinloom.duid = '''d'''\n",
     "a = [nan, -inf, 0x7F, 0o17, 0b11, 1_000, 1e308, -0.0, 07:04:09, 2010-05-05]\n",
@@ -125,6 +125,7 @@ const Inputs SERVICE_TEXTS = {
     "any:delay=10,stall-after=5,cut-after=0,reset,garbage",
     "media:status=199",
     "../photo\\\x01\xC3(\xF0\x9F\x8E\x82.tar.gz",
+    // NOLINTNEXTLINE(misc-misleading-bidirectional): names come with marks of direction
     "a\x1B[2J\xE2\x80\xAE\xC2\x85\xE6\xBC\xA2\x65\xCC\x81",
     std::string(250, 'x') + ".jpeg",
     "",

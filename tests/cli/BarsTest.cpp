@@ -182,6 +182,7 @@ TEST_F(BarsTest, TransfersOfSeveralThreadsDrawWholeLines)
 {
     Bars bars(4, 0, place(true));
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&, i] {
             Bars::Bar bar(bars, "photo" + std::to_string(i), 0);

@@ -103,6 +103,7 @@ TEST_F(ContentNotesTest, PassOverWhatWasCutOffAndWhatIsNone)
 TEST_F(ContentNotesTest, SeveralRunsWriteAtOnce)
 {
     std::vector<std::thread> runs;
+    runs.reserve(4);
     for (int run = 0; run < 4; ++run)
         runs.emplace_back([&, run] {
             ContentNotes notes(folder(), "there");

@@ -22,6 +22,7 @@ std::vector<W::WContent> contents(int number)
 std::vector<std::string> uidsOf(const std::vector<W::WContent>& records)
 {
     std::vector<std::string> uids;
+    uids.reserve(records.size());
     for (const W::WContent& record : records)
         uids.push_back(record.getUID());
     return uids;

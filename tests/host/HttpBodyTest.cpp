@@ -46,7 +46,7 @@ TEST_F(HttpBody, RefusesABodyBeyondTheLimit)
     expectFailure(get(server.url()), SESSION_TOO_LARGE, "with a length");
     expectFailure(say("HTTP/1.1 200 OK\r\n\r\n" + std::string(LIMIT + 1, 'x')), SESSION_TOO_LARGE, "until the end");
     char size[16];
-    std::snprintf(size, sizeof size, "%llx", static_cast<unsigned long long>(LIMIT + 1));
+    std::snprintf(size, sizeof size, "%llx", static_cast<unsigned long long>(LIMIT) + 1);
     expectFailure(
         say("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" + std::string(size) + "\r\n" + std::string(LIMIT + 1, 'x')),
         SESSION_TOO_LARGE, "in chunks");

@@ -58,6 +58,7 @@ TEST_F(HttpExecute, RunsOnSeveralThreadsAtOnceAndBesideTheDelegator)
     constexpr int THREADS = 6;
     server.onRequest([](const RawRequest&) { return RawReply().hold().send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"); });
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int i = 0; i < THREADS; ++i)
         threads.emplace_back([this] { EXPECT_EQ(execute(server.url()), 0); });
     ASSERT_EQ(send(makeGet(server.url())), 0);

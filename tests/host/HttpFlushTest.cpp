@@ -237,6 +237,7 @@ TEST_F(HttpFlush, MayBeCalledByManyThreadsAtOnce)
     std::atomic<int> gone{0};
     server.onRequest([](const RawRequest& request) { return request.target() == "/stalls" ? RawReply().stall() : RawReply::ok(); });
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int t = 0; t < THREADS; ++t)
         threads.emplace_back([&, t] {
             for (int i = 0; i < ROUNDS; ++i) {

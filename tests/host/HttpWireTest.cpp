@@ -61,7 +61,7 @@ TEST_F(HttpWire, RunsCompletionsOnOneThreadThatIsNotTheCallers)
 TEST_F(HttpWire, SendsHeaderFieldsInTheirOrderAndVerbatim)
 {
     get(server.url(),
-        header({{"Zeta", "1"}, {"Authorization", " auth_identifier=\"KL\", token=\"t\""}, {"DATE", "today"}, {"alpha", "2"}}));
+        header({{"Zeta", "1"}, {"Authorization", R"( auth_identifier="KL", token="t")"}, {"DATE", "today"}, {"alpha", "2"}}));
     std::vector<std::string> own;
     for (const std::string& line : server.last().fields())
         if (line[0] == 'Z' || line[0] == 'D' || line[0] == 'a' || line.rfind("Authorization", 0) == 0)

@@ -94,6 +94,7 @@ TEST(ConfigManager, MayBeUsedByManyThreadsAtOnce)
     WConfigManager& manager = *WConfigManager::getInstance();
     const WContentProvider provider("many", KINLOOM);
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&, t] {
             for (int i = 0; i < 500; ++i) {

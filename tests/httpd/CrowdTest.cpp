@@ -141,6 +141,7 @@ TEST_F(CrowdedServer, LeavesRoomForAThirdAddress)
     m_handler.onRequest = [](const RequestHead&, httpd::Connection&) { return textReply("good"); };
     m_server = std::make_unique<httpd::Server>(httpd::Listener("127.0.0.1:0"), m_limits, m_handler);
     std::vector<std::unique_ptr<HttpConnection>> crowd;
+    crowd.reserve(40);
     for (int i = 0; i < 40; ++i)
         crowd.push_back(std::make_unique<HttpConnection>(address(), i % 2 == 0 ? "127.0.0.2" : "127.0.0.3"));
     EXPECT_EQ(get("/").body, "good");

@@ -203,6 +203,7 @@ TEST_F(Tls, GivesConnectionsThatAgreeOnNothingUpForOthers)
     m_limits.connectionsPerAddress = 10;
     startEncrypted(&describe);
     std::vector<std::unique_ptr<HttpConnection>> silent;
+    silent.reserve(30);
     for (int i = 0; i < 30; ++i)
         silent.push_back(std::make_unique<HttpConnection>(address()));
     TlsClient client(address());

@@ -200,7 +200,7 @@ std::string groupsReply(std::size_t groups, Shape shape, Layout layout)
 std::string commentsReply(std::size_t comments, Shape shape, Layout layout)
 {
     std::vector<Element> elements = many(comments, commentRecord);
-    elements.push_back(Element("data"));
+    elements.emplace_back("data");
     return reply(elements, shape, layout);
 }
 

@@ -28,7 +28,7 @@ TEST(Authorization, IsReadWithAnyNumberOfLeadingBlanks)
 
 TEST(Authorization, TakesFieldsInAnyOrderAndPassesOverUnknownOnes)
 {
-    const auto authorization = parseAuthorization("duid=\"d\",color=\"red, green\" , app_id=\"a=b\"");
+    const auto authorization = parseAuthorization(R"(duid="d",color="red, green" , app_id="a=b")");
     ASSERT_TRUE(authorization);
     EXPECT_EQ(authorization->duid, "d");
     EXPECT_EQ(authorization->appId, "a=b");

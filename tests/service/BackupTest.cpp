@@ -205,6 +205,7 @@ TEST_F(Backup, IsConsistentWhileContentsComeAndGo)
 {
     std::atomic<bool> ended{false};
     std::vector<std::thread> people;
+    people.reserve(2);
     for (int i = 0; i < 2; ++i) {
         people.emplace_back([&] {
             std::vector<std::string> mine;

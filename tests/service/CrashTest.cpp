@@ -46,6 +46,7 @@ TEST_F(Crash, AtAnyMomentLosesNoAcknowledgedUploadAndLeavesNoRecordWithoutFile)
     for (int round = 0; round < ROUNDS; ++round) {
         std::atomic<int> started{0};
         std::vector<std::thread> uploaders;
+        uploaders.reserve(3);
         for (int i = 0; i < 3; ++i)
             uploaders.emplace_back([&] { uploadUntilGone(group, started); });
         // Killed after some number of uploads, which differs each time.

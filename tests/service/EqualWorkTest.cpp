@@ -96,8 +96,8 @@ protected:
 
     static std::string header(const std::string& duid, const std::string& token, const std::string& signature)
     {
-        return "auth_identifier=\"KL_AUTH_V1\", app_id=\"" + std::string(32, 'a') + "\", app_type=\"dtv\", token=\"" + token +
-               "\", token_type=\"user\", duid=\"" + duid + "\", signature=\"" + signature + "\"";
+        return R"(auth_identifier="KL_AUTH_V1", app_id=")" + std::string(32, 'a') + R"(", app_type="dtv", token=")" + token +
+               R"(", token_type="user", duid=")" + duid + "\", signature=\"" + signature + "\"";
     }
 
     /// What it takes to answer. \param accepted whether it proves what it says.

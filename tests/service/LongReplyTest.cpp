@@ -228,6 +228,7 @@ TEST_F(LongReply, TellsOfEachGroupOnceWhileGroupsAreUsed)
 {
     const Person anna = newPerson("Anna");
     std::vector<Id> groups;
+    groups.reserve(400);
     for (int i = 0; i < 400; ++i)
         groups.push_back(newGroup("group " + std::to_string(i), anna.id));
     for (const std::string sort : {"alphabetical", "created_time", "recent_used"}) {
@@ -235,7 +236,7 @@ TEST_F(LongReply, TellsOfEachGroupOnceWhileGroupsAreUsed)
         const Texts before = idsIn(readAll(ask(handleGroupList, "me", query, anna)), "//groupId");
         ASSERT_EQ(before.size(), groups.size());
         Reply reply = ask(handleGroupList, "me", query, anna);
-        const std::string left = before[before.size() - 2];
+        const std::string& left = before[before.size() - 2];
         {
             const auto connection = database().write();
             for (const Id group : groups)
@@ -276,6 +277,7 @@ TEST_F(LongReply, TellsOfAllCommentsOfAContent)
     event.member = anna;
     event.title = std::string(500, 't');
     std::vector<Id> events;
+    events.reserve(300);
     for (int i = 0; i < 300; ++i)
         events.push_back(addEvent(database().write(), content, event));
     const Texts all = textsOf(comments);

@@ -184,7 +184,7 @@ TEST_F(Operator, ReadsWhatTheServiceHasDone)
         "kinloomd_requests_total{operation=\"group.list\",status=\"401\"} 1\n",
         "kinloomd_requests_total{operation=\"none\",status=\"404\"} 1\n",
         "kinloomd_requests_total{operation=\"none\",status=\"400\"} 1\n",
-        "kinloomd_requests_total{operation=\"metrics\",status=\"200\"} ",
+        R"(kinloomd_requests_total{operation="metrics",status="200"} )",
         "kinloomd_refused_requests_total{status=\"400\"} 1\n",
         "kinloomd_failed_sign_ins_total{code=\"206\"} 1\n",
         "kinloomd_request_duration_seconds_count{operation=\"auth\"} 1\n",

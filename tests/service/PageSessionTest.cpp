@@ -106,7 +106,7 @@ TEST_F(PageSession, LastsNinetyDaysFromItsLastUse)
 TEST_F(PageSession, OutlastsTheService)
 {
     PageClient browser = browserOf("Anna");
-    const std::string cookie = browser.cookie();
+    const std::string& cookie = browser.cookie();
     const unsigned short before = port();
     restart();
     PageClient again(port());
@@ -367,6 +367,7 @@ TEST_F(Invitations, AreUsedOnceByThoseWhoRace)
     std::atomic<int> entered{0};
     std::atomic<int> refused{0};
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] {
             const std::string outcome = failureOf(PageClient(port()).enter(url));

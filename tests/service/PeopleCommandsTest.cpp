@@ -50,6 +50,7 @@ protected:
         arguments.insert(arguments.begin(), kinloomdProgram());
         arguments.insert(arguments.end(), {"--data", m_data});
         std::vector<char*> argv;
+        argv.reserve(arguments.size());
         for (std::string& argument : arguments)
             argv.push_back(argument.data());
         argv.push_back(nullptr);
@@ -82,8 +83,8 @@ protected:
 TEST_F(PeopleCommands, RefuseADeviceForANameLikeOneThatIsThere)
 {
     for (const char* name : {"anna", "ANNA", " Anna", "Anna ", "An na",
-                             "\xc2\xa0"
-                             "Anna",
+                             ("\xc2\xa0"
+                              "Anna"),
                              "Anna\xe2\x80\x8e"}) {
         const std::string error = refused({"device", "add", "--person", name});
         EXPECT_THAT(error, HasSubstr("resembles 'Anna' (number 1)")) << name;
@@ -255,7 +256,7 @@ TEST_F(PeopleCommands, PrintNothingThatATerminalObeys)
     const std::string group = anna().createGroup(nasty, nasty);
     const std::string dora = ok({"person", "add", "D\xc2\x85ora\n\xe2\x80\x8f"});
     const CommandResult members = command({"member", "add", group, dora.substr(0, dora.find('\t'))});
-    const std::string visible = "\\u000aforged\\u0009row\\u000d";
+    const std::string visible = R"(\u000aforged\u0009row\u000d)";
     EXPECT_THAT(ok({"group", "list"}), HasSubstr("\ta" + visible));
     std::string all = members.out + members.err;
     for (const std::vector<std::string>& list : {std::vector<std::string>{"group", "list"},

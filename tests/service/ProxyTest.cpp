@@ -122,6 +122,7 @@ private:
     {
         std::vector<char*> argv;
         std::vector<std::string> copies = arguments;
+        argv.reserve(copies.size());
         for (std::string& argument : copies)
             argv.push_back(argument.data());
         argv.push_back(nullptr);
@@ -174,7 +175,7 @@ TEST_P(BehindProxy, GivesAddressesThatLeadThroughTheProxy)
 {
     startBehind();
     const std::string group = anna().createGroup("Family");
-    const TestPicture picture = smallPicture();
+    const TestPicture& picture = smallPicture();
     const HttpReply slot = through("POST", ServiceClient::path(group + "/upload"), "type=photo&description=x");
     ASSERT_EQ(slot.status, 200);
     const std::string uploadUrl = field(slot, "uploadUrl");

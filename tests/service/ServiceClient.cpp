@@ -32,8 +32,8 @@ std::string signatureOf(const std::string& key, const std::string& token)
 std::string authorizationOf(const DeviceCredentials& device, bool firstOfSession)
 {
     const std::string signature = firstOfSession ? signatureOf("", "") : signatureOf(device.appId, device.token);
-    return " auth_identifier=\"KL_AUTH_V1\", app_id=\"" + device.appId + "\", app_type=\"dtv\", token=\"" + device.token +
-           "\", token_type=\"user\", duid=\"" + device.duid + "\", signature=\"" + signature + "\"";
+    return R"( auth_identifier="KL_AUTH_V1", app_id=")" + device.appId + R"(", app_type="dtv", token=")" + device.token +
+           R"(", token_type="user", duid=")" + device.duid + "\", signature=\"" + signature + "\"";
 }
 
 std::string requestBytes(const std::string& method, const std::string& target, const std::string& body, const Headers& headers)

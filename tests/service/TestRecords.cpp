@@ -33,6 +33,7 @@ std::vector<Id> addComments(Database& database, Id group, Id content, Id author,
     std::vector<Id> ids;
     const auto connection = database.write();
     Transaction transaction(connection);
+    ids.reserve(count);
     for (int i = 0; i < count; ++i)
         ids.push_back(addComment(connection, group, content, author, text + std::to_string(i)));
     transaction.commit();

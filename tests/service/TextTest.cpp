@@ -65,8 +65,8 @@ TEST(Text, SortsWithoutRegardToCase)
 TEST(Text, IsLikeAnotherThatDiffersInCaseOrInWhatCannotBeSeen)
 {
     for (const char* name : {"Anna", "anna", " An na", "Anna\t", "A\xC2\xA0nna", "An\xE2\x80\x8Ena",
-                             "ANN\xE2\x80\x82"
-                             "A"})
+                             ("ANN\xE2\x80\x82"
+                              "A")})
         EXPECT_EQ(foldForLikeness(name), foldForLikeness("Anna")) << name;
     for (const char* name : {"Anne", "Ann", "Anna2", "Ann\xC3\xA4", ""})
         EXPECT_NE(foldForLikeness(name), foldForLikeness("Anna")) << name;

@@ -219,6 +219,7 @@ TEST_F(Upload, OfTheSameBytesManyTimesAtOnceIsOneContent)
     std::vector<std::thread> threads;
     std::mutex mutex;
     std::set<std::string> ids;
+    threads.reserve(6);
     for (int i = 0; i < 6; ++i) {
         threads.emplace_back([&] {
             const std::string id = anna().uploadPhoto(m_group, picture);
@@ -334,6 +335,7 @@ TEST_F(Upload, OfManyAtOnceAllArrive)
     constexpr int EACH = 4;
     std::vector<std::thread> threads;
     std::atomic<int> arrived{0};
+    threads.reserve(CLIENTS);
     for (int i = 0; i < CLIENTS; ++i) {
         threads.emplace_back([this, &arrived] {
             ServiceClient client = anna();

@@ -72,6 +72,7 @@ void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(m
 // The linker sends the calls that cross the border through here.
 using torture::Scope;
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's
 extern "C" {
 W::WSTATUS __real__ZN1W13HttpDelegator10addRequestEPNS_11HttpRequestE(W::HttpDelegator*, W::HttpRequest*);
 W::WSTATUS __wrap__ZN1W13HttpDelegator10addRequestEPNS_11HttpRequestE(W::HttpDelegator* client, W::HttpRequest* request)
@@ -102,3 +103,4 @@ void __wrap__ZN1W14cbKLFnCallbackENS_14SESSION_STATUSEPNS_11HttpRequestEPv(W::SE
     __real__ZN1W14cbKLFnCallbackENS_14SESSION_STATUSEPNS_11HttpRequestEPv(status, request, context);
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)

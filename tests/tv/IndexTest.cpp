@@ -49,6 +49,7 @@ GroupEntry group(const std::string& id, std::int64_t total = 0)
 std::vector<std::string> idsOf(const std::vector<Entry>& entries)
 {
     std::vector<std::string> ids;
+    ids.reserve(entries.size());
     for (const Entry& one : entries)
         ids.push_back(one.id);
     return ids;
@@ -69,6 +70,7 @@ protected:
     void putGroups(const std::vector<std::string>& ids)
     {
         std::vector<GroupEntry> groups;
+        groups.reserve(ids.size());
         for (const std::string& id : ids)
             groups.push_back(group(id));
         m_index->putGroups(groups);
@@ -123,6 +125,7 @@ TEST_F(IndexTest, TakesIdentifiersThatAreNoNumbers)
     putGroups({"g"});
     const std::vector<std::string> ids = {"007", "7", "a/b ' \"", "\xC3\xBC", "-3", "99999999999999999999"};
     std::vector<Entry> entries;
+    entries.reserve(ids.size());
     for (const std::string& id : ids)
         entries.push_back(entry(id, 5));
     index().put(entries);
@@ -215,6 +218,7 @@ TEST_F(IndexTest, FollowsAFeedWhoseOrderIsAnother)
 {
     putGroups({"g"});
     std::vector<Entry> feed;
+    feed.reserve(600);
     for (int id = 0; id < 600; ++id)
         feed.push_back(entry(std::to_string(1000 + id), 1000 - id / 100)); // of one time, the lowest number first
     const auto readAnew = [&] {

@@ -119,6 +119,7 @@ std::string Asker::bytes() { return bytesOf(picture()); }
 std::vector<WantedPicture> grids(const std::vector<std::string>& contents)
 {
     std::vector<WantedPicture> pictures;
+    pictures.reserve(contents.size());
     for (const std::string& content : contents)
         pictures.push_back({content, PictureSize::GRID, {}});
     return pictures;

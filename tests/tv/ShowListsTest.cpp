@@ -33,6 +33,7 @@ protected:
         }
         m_index.put(entries);
         std::vector<std::string> ids;
+        ids.reserve(entries.size());
         for (const Entry& entry : entries)
             ids.push_back(entry.id);
         return ids;

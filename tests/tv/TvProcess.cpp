@@ -62,6 +62,7 @@ void TvProcess::start(const Settings& settings)
     std::vector<std::string> words = {KINLOOM_TV_PROGRAM};
     words.insert(words.end(), settings.arguments.begin(), settings.arguments.end());
     std::vector<char*> arguments;
+    arguments.reserve(words.size());
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
@@ -69,6 +70,7 @@ void TvProcess::start(const Settings& settings)
     for (const auto& [name, value] : settings.environment)
         variables.push_back(name + "=" + value);
     std::vector<char*> environment;
+    environment.reserve(variables.size());
     for (std::string& variable : variables)
         environment.push_back(variable.data());
     environment.push_back(nullptr);

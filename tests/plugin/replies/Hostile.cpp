@@ -140,7 +140,7 @@ std::vector<HostileBody> documentTypes(const std::string& file, const std::strin
 
 std::vector<HostileBody> disguises(const std::string& document, bool refused)
 {
-    const auto declared = [&](const char* encoding) { return "<?xml version=\"1.0\" encoding=\""s + encoding + "\"?>"; };
+    const auto declared = [&](const char* encoding) { return R"(<?xml version="1.0" encoding=")"s + encoding + R"("?>)"; };
     return {
         {"UTF-8 with a mark", "\xEF\xBB\xBF" + document, refused},
         {"UTF-16, little end first", "\xFF\xFE" + widened(document, 2, false), refused},
@@ -159,7 +159,7 @@ std::vector<HostileBody> disguises(const std::string& document, bool refused)
         {"UTF-32 with a mark, big end first", "\0\0\xFE\xFF"s + widened(document, 4, true), true},
         {"UTF-32 in an odd order", "\0\0<\0"s + widened(document, 4, true), true},
         {"UTF-7", declared("UTF-7") + inUtf7(document), true},
-        {"EBCDIC", inEbcdic("<?xml version=\"1.0\" encoding=\"IBM037\"?>" + document), true},
+        {"EBCDIC", inEbcdic(R"(<?xml version="1.0" encoding="IBM037"?>)" + document), true},
         {"EBCDIC by name", declared("IBM037") + inEbcdic(document), true},
         {"UTF-16 by name only", declared("UTF-16") + document, true},
         {"an unknown encoding", declared("x-unknown") + document, true},

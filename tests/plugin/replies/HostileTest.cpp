@@ -449,6 +449,7 @@ TEST_F(HostileReply, IsParsedOnSeveralThreadsAtOnce)
     const STRING good = test::feedReply(50, Shape::ELEMENTS);
     const STRING expected = dump(contents(good).records);
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([&] {
             for (int round = 0; round < 10; ++round) {

@@ -173,6 +173,7 @@ TEST_F(ReplyParser, ServesManyThreads)
 {
     std::vector<std::thread> threads;
     std::atomic<int> failures{0};
+    threads.reserve(8);
     for (int thread = 0; thread < 8; ++thread)
         threads.emplace_back([&, thread] {
             const STRING name = "n" + std::to_string(thread);

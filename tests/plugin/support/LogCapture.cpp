@@ -4,7 +4,6 @@
 #include "W/WStatus.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <regex>
 
@@ -40,7 +39,7 @@ std::vector<LogEntry> LogCapture::entries() const
     const W::STRING all = text();
     std::vector<LogEntry> found;
     for (std::sregex_iterator match(all.begin(), all.end(), report()), end; match != end; ++match)
-        found.push_back({(*match)[1], std::atoi((*match)[2].str().c_str()), (*match)[3], std::atoi((*match)[4].str().c_str())});
+        found.push_back({(*match)[1], std::stoi((*match)[2]), (*match)[3], std::stoi((*match)[4])});
     return found;
 }
 
