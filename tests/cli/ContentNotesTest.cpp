@@ -9,7 +9,6 @@
 #include <gmock/gmock.h>
 #include <optional>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using namespace kinloom;

@@ -37,6 +37,7 @@ constexpr std::chrono::seconds PATIENCE{60};
 std::vector<char*> pointersTo(const std::vector<std::string>& texts)
 {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (const std::string& text : texts)
         pointers.push_back(const_cast<char*>(text.c_str()));
     pointers.push_back(nullptr);
@@ -46,6 +47,7 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts)
 std::vector<std::string> linesOf(const std::map<std::string, std::string>& environment)
 {
     std::vector<std::string> lines;
+    lines.reserve(environment.size());
     for (const auto& [name, value] : environment)
         lines.push_back(name + "=" + value);
     return lines;

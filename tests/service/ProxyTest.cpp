@@ -7,7 +7,6 @@
 #include "support/TempDir.h"
 #include "support/Wait.h"
 
-#include <arpa/inet.h>
 #include <csignal>
 #include <fcntl.h>
 #include <netinet/in.h>

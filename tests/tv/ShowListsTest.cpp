@@ -3,7 +3,6 @@
 
 #include "support/TempDir.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
