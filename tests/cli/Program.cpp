@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Program.h"
 
+#include "support/ArgumentPointers.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -32,16 +34,6 @@ constexpr std::chrono::seconds PATIENCE{60};
     if (folder.empty() || chdir(folder.c_str()) == 0)
         execve(arguments[0], arguments.data(), environment.data());
     _exit(127);
-}
-
-std::vector<char*> pointersTo(const std::vector<std::string>& texts)
-{
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (const std::string& text : texts)
-        pointers.push_back(const_cast<char*>(text.c_str()));
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 std::vector<std::string> linesOf(const std::map<std::string, std::string>& environment)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "KinloomdProcess.h"
 
+#include "support/ArgumentPointers.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -57,13 +59,9 @@ struct Manner {
 
 pid_t spawn(const std::vector<std::string>& arguments, const Manner& manner)
 {
-    std::vector<char*> argv;
-    std::string program = manner.program.empty() ? kinloomdProgram() : manner.program;
-    argv.push_back(program.data());
-    std::vector<std::string> copies = arguments;
-    for (std::string& argument : copies)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
+    std::vector<std::string> words = {manner.program.empty() ? kinloomdProgram() : manner.program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    const std::vector<char*> argv = test::pointersTo(words);
 
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
@@ -87,12 +85,12 @@ pid_t spawn(const std::vector<std::string>& arguments, const Manner& manner)
     ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
     pid_t pid = -1;
-    const int error = ::posix_spawn(&pid, program.c_str(), &actions, &attributes, argv.data(), environ);
+    const int error = ::posix_spawn(&pid, words.front().c_str(), &actions, &attributes, argv.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
     ::posix_spawnattr_destroy(&attributes);
     if (error != 0) {
         errno = error;
-        fail("cannot start " + program);
+        fail("cannot start " + words.front());
     }
     return pid;
 }

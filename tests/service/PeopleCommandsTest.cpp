@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ServiceFixture.h"
 #include "TestPictures.h"
+#include "support/ArgumentPointers.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -49,11 +50,7 @@ protected:
     {
         arguments.insert(arguments.begin(), kinloomdProgram());
         arguments.insert(arguments.end(), {"--data", m_data});
-        std::vector<char*> argv;
-        argv.reserve(arguments.size());
-        for (std::string& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
+        const std::vector<char*> argv = test::pointersTo(arguments);
         int terminal = -1;
         const pid_t pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);
         if (pid == 0) {

@@ -4,6 +4,7 @@
 #include "TestPictures.h"
 #include "TlsClient.h"
 
+#include "support/ArgumentPointers.h"
 #include "support/TempDir.h"
 #include "support/Wait.h"
 
@@ -119,12 +120,7 @@ protected:
 private:
     void spawn(const std::vector<std::string>& arguments)
     {
-        std::vector<char*> argv;
-        std::vector<std::string> copies = arguments;
-        argv.reserve(copies.size());
-        for (std::string& argument : copies)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
+        const std::vector<char*> argv = test::pointersTo(arguments);
         posix_spawn_file_actions_t actions;
         ::posix_spawn_file_actions_init(&actions);
         ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, m_files.file("errors").c_str(), O_WRONLY | O_CREAT | O_TRUNC,

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sstream>
+#include <regex>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -92,15 +92,16 @@ TEST(QrCodes, AreReadFromAPage)
     ASSERT_NE(box, std::string::npos);
     const auto size = std::stoul(svg.substr(box + 13));
     Picture picture(size, std::vector<bool>(size, true));
+    const std::regex RUN(R"(M([0-9]+) ([0-9]+)h([0-9]+))");
     const auto path = svg.rfind("d=\"") + 3;
     for (auto at = path; svg[at] == 'M'; at = svg.find('z', at) + 1) {
-        unsigned column = 0;
-        unsigned row = 0;
-        unsigned run = 0;
-        char letter = 0;
-        std::istringstream command(svg.substr(at));
-        ASSERT_TRUE(command >> letter >> column >> row >> letter >> run);
-        for (unsigned i = 0; i < run; ++i)
+        std::smatch numbers;
+        const auto begin = svg.begin() + static_cast<std::ptrdiff_t>(at);
+        ASSERT_TRUE(std::regex_search(begin, svg.end(), numbers, RUN, std::regex_constants::match_continuous));
+        const auto column = std::stoul(numbers[1]);
+        const auto row = std::stoul(numbers[2]);
+        const auto run = std::stoul(numbers[3]);
+        for (unsigned long i = 0; i < run; ++i)
             picture.at(row).at(column + i) = false;
     }
     EXPECT_EQ(readBack(picture), URL);

@@ -31,9 +31,9 @@ std::vector<Id> addContents(Database& database, Id group, Id creator, int count,
 std::vector<Id> addComments(Database& database, Id group, Id content, Id author, int count, const std::string& text)
 {
     std::vector<Id> ids;
+    ids.reserve(count);
     const auto connection = database.write();
     Transaction transaction(connection);
-    ids.reserve(count);
     for (int i = 0; i < count; ++i)
         ids.push_back(addComment(connection, group, content, author, text + std::to_string(i)));
     transaction.commit();

@@ -217,9 +217,9 @@ TEST_F(Upload, OfTheSameBytesManyTimesAtOnceIsOneContent)
 {
     const TestPicture picture = makePicture(300, 200);
     std::vector<std::thread> threads;
+    threads.reserve(6);
     std::mutex mutex;
     std::set<std::string> ids;
-    threads.reserve(6);
     for (int i = 0; i < 6; ++i) {
         threads.emplace_back([&] {
             const std::string id = anna().uploadPhoto(m_group, picture);
@@ -334,8 +334,8 @@ TEST_F(Upload, OfManyAtOnceAllArrive)
     constexpr int CLIENTS = 8;
     constexpr int EACH = 4;
     std::vector<std::thread> threads;
-    std::atomic<int> arrived{0};
     threads.reserve(CLIENTS);
+    std::atomic<int> arrived{0};
     for (int i = 0; i < CLIENTS; ++i) {
         threads.emplace_back([this, &arrived] {
             ServiceClient client = anna();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "TvProcess.h"
 
+#include "support/ArgumentPointers.h"
 #include "support/TempDir.h"
 #include "support/Wait.h"
 
@@ -61,19 +62,11 @@ void TvProcess::start(const Settings& settings)
                 std::to_string(++number);
     std::vector<std::string> words = {KINLOOM_TV_PROGRAM};
     words.insert(words.end(), settings.arguments.begin(), settings.arguments.end());
-    std::vector<char*> arguments;
-    arguments.reserve(words.size());
-    for (std::string& word : words)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
+    const std::vector<char*> arguments = test::pointersTo(words);
     std::vector<std::string> variables;
     for (const auto& [name, value] : settings.environment)
         variables.push_back(name + "=" + value);
-    std::vector<char*> environment;
-    environment.reserve(variables.size());
-    for (std::string& variable : variables)
-        environment.push_back(variable.data());
-    environment.push_back(nullptr);
+    const std::vector<char*> environment = test::pointersTo(variables);
     int pipe[2];
     if (::pipe2(pipe, O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe");

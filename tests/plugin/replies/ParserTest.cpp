@@ -172,8 +172,8 @@ TEST_F(ReplyParser, ServesRepliesWithinReplies)
 TEST_F(ReplyParser, ServesManyThreads)
 {
     std::vector<std::thread> threads;
-    std::atomic<int> failures{0};
     threads.reserve(8);
+    std::atomic<int> failures{0};
     for (int thread = 0; thread < 8; ++thread)
         threads.emplace_back([&, thread] {
             const STRING name = "n" + std::to_string(thread);

@@ -98,6 +98,7 @@ export class GridModel {
   }
 
   reshape(shape: Shape): void {
+    if (shape === this.shape) return;
     this.shape = shape;
     this.layOut();
   }

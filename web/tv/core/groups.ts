@@ -21,6 +21,11 @@ const newest = new Newest(
 /** Reads them anew; several askers are one reading. What cannot be had leaves them as they are. */
 export const readGroups = (): Promise<void> => newest.read().catch(() => undefined);
 
+/** Has them read where they are not known, and nobody is reading them yet. */
+export function wantGroups(): void {
+  if (groups.value === null && !newest.isReading) void readGroups();
+}
+
 /** Changes of so long, in milliseconds, are one reading. */
 const SETTLE = 500;
 

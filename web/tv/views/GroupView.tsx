@@ -2,7 +2,7 @@
 // A group: its photos by month, and the rail that jumps. The lists that the television keeps look alike.
 import { useEffect, useMemo, useRef, useState } from 'preact/hooks';
 import { useSignal } from '../../common/signal';
-import { groups, readGroups } from '../core/groups';
+import { groups, readGroups, wantGroups } from '../core/groups';
 import { toggleGuests } from '../core/guestsControl';
 import { handOn } from '../core/handed';
 import { act, usePresses } from '../core/input';
@@ -197,8 +197,8 @@ export function GroupView({ id }: { id: string }) {
   const source = useMemo(() => groupSource(id), [id]);
   const group = all?.find((one) => one.id === id);
   useEffect(() => {
-    // Where none are known yet they are on their way.
-    if (all !== null && group === undefined) void readGroups();
+    if (all === null) wantGroups();
+    else if (group === undefined) void readGroups();
   }, [id]);
   return (
     <Photos

@@ -3,7 +3,7 @@
 import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { useSignal } from '../../common/signal';
 import { focusFirst } from '../core/focus';
-import { groups, readGroups } from '../core/groups';
+import { groups, wantGroups } from '../core/groups';
 import { idleFor } from '../core/idle';
 import { act, usePresses } from '../core/input';
 import { t } from '../core/language';
@@ -51,7 +51,7 @@ export function GroupsView() {
   const moved = useRef(false);
 
   useEffect(() => {
-    if (all === null) void readGroups();
+    wantGroups();
   }, [all === null]);
   useBeginning(t('groups'), all !== null);
   const since = useRef(performance.now());

@@ -4,7 +4,7 @@ import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { useSignal } from '../../common/signal';
 import { useAhead } from '../core/ahead';
 import * as api from '../core/api';
-import { groups, nameOf, readGroups } from '../core/groups';
+import { groups, nameOf, wantGroups } from '../core/groups';
 import { handed, handOn } from '../core/handed';
 import { onInput } from '../core/idle';
 import { act, usePresses, useStrokes } from '../core/input';
@@ -147,7 +147,7 @@ export function PhotoView({ group, id }: { group: string; id: string }) {
 
   useBeginning(item === null ? t('loading') : photoName(item), item !== null);
   useEffect(() => {
-    if (groups.value === null) void readGroups();
+    wantGroups();
     const again = (): void => setAsked((count) => count + 1);
     const ends = [
       onLive('reset', again),

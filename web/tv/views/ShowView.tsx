@@ -4,7 +4,7 @@ import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { useSignal } from '../../common/signal';
 import * as api from '../core/api';
 import { minute } from '../core/drift';
-import { groups, nameOf, readGroups } from '../core/groups';
+import { groups, nameOf, wantGroups } from '../core/groups';
 import { endGuests, toggleGuests } from '../core/guestsControl';
 import { idleFor, onInput } from '../core/idle';
 import { act, usePresses, useStrokes } from '../core/input';
@@ -314,7 +314,7 @@ export function ShowView({ group, wish }: { group: string; wish: ShowWish }) {
   // Whoever leaves the show takes the guests' key along.
   useEffect(() => () => endGuests(), []);
   useEffect(() => {
-    if (all === null) void readGroups();
+    if (all === null) wantGroups();
     // A group that is not shared any more has no show.
     else if (group !== '' && !all.some((one) => one.id === group)) go('#/groups', true);
   }, [all]);
