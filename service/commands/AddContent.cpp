@@ -109,26 +109,22 @@ Id addSome(Database& database, const Group& group, const Person& person, const s
            Copies& copies)
 {
     std::vector<Slot> slots(count);
-    {
-        const auto connection = database.write();
-        Transaction transaction(connection);
+    database.change([&](DatabaseConnection& connection) {
         if (roleInGroup(connection, group.id, person.id) == Role::STRANGER)
             throw std::runtime_error(visibleText(person.name) + " is not a member of " + visibleText(group.name));
         for (Slot& slot : slots) {
             slot.group = group.id;
             slot.id = addSlot(connection, group.id, person.id, ContentType::PHOTO, std::nullopt, description);
         }
-        transaction.commit();
-    }
+    });
     for (const Slot& slot : slots)
         copies.place(slot.id);
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    for (const Slot& slot : slots) {
-        if (!commitUpload(connection, slot, copies.uploaded()))
-            throw std::runtime_error("the group was deleted meanwhile");
-    }
-    transaction.commit();
+    database.change([&](DatabaseConnection& connection) {
+        for (const Slot& slot : slots) {
+            if (!commitUpload(connection, slot, copies.uploaded()))
+                throw std::runtime_error("the group was deleted meanwhile");
+        }
+    });
     return slots.back().id;
 }
 

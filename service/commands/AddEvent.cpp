@@ -26,14 +26,13 @@ void addEvent(const std::string& data, const EventArguments& arguments)
     event.description = cleanText(arguments.description);
     event.starts = *starts;
     event.ends = *ends;
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    if (!content || !findContent(connection, *content))
-        throw std::runtime_error("there is no content '" + visibleText(arguments.content) + "'");
-    if (standingAtContent(connection, *content, event.member.id).role == Role::STRANGER)
-        throw std::runtime_error(visibleText(event.member.name) + " is not a member of the content's group");
-    const Id id = addEvent(connection, *content, event);
-    transaction.commit();
+    const Id id = database.change([&](DatabaseConnection& connection) {
+        if (!content || !findContent(connection, *content))
+            throw std::runtime_error("there is no content '" + visibleText(arguments.content) + "'");
+        if (standingAtContent(connection, *content, event.member.id).role == Role::STRANGER)
+            throw std::runtime_error(visibleText(event.member.name) + " is not a member of the content's group");
+        return addEvent(connection, *content, event);
+    });
     std::printf("%lld\t%s\n", static_cast<long long>(id), visibleText(event.title).c_str());
 }
 

@@ -5,6 +5,7 @@
 #include "media/FileCarrier.h"
 #include "store/Contents.h"
 #include "store/People.h"
+#include "store/sqlite/SqliteEngine.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -44,7 +45,7 @@ FileList filesOf(DatabaseConnection& connection)
 }
 
 /// The state in the copy of a database.
-FileList filesIn(const std::string& database) { return filesOf(*DatabaseConnection::ofCopy(database)); }
+FileList filesIn(const std::string& database) { return filesOf(*SqliteConnection::ofCopy(database)); }
 
 bool isEmpty(const std::string& folder) { return fs::directory_iterator(folder) == fs::directory_iterator(); }
 
@@ -72,11 +73,10 @@ int complainOf(const MissingFiles& missing, const char* where)
 void requireSameService(Database& database, const DataFolder& backupPlace)
 {
     constexpr const char* IDENTITY = "identity";
-    const auto connection = database.write();
-    const std::string own = secretSetting(connection, IDENTITY);
+    const std::string own = database.change([](DatabaseConnection& connection) { return secretSetting(connection, IDENTITY); });
     if (!openForReading(backupPlace.database()))
         return; // none was ever finished there
-    const std::string other = findSetting(*DatabaseConnection::ofCopy(backupPlace.database()), IDENTITY);
+    const std::string other = findSetting(*SqliteConnection::ofCopy(backupPlace.database()), IDENTITY);
     if (other != own)
         throw std::runtime_error(backupPlace.path() + " holds the backup of another service; each needs a folder of its own");
 }
@@ -88,12 +88,12 @@ FileList bringState(Database& database, const MediaStore& source, const MediaSto
     const std::string copy = target.folder().path() + NEW_DATABASE;
     MissingFiles before;
     for (unsigned attempt = 1;; ++attempt) {
-        std::optional<Database::WriteLease> writing;
+        std::optional<Database::Lease> writing;
         std::optional<Transaction> standstill;
         if (attempt == ATTEMPTS)
-            standstill.emplace(writing.emplace(database));
+            standstill.emplace(writing.emplace(database, DatabaseConnection::Purpose::WRITE));
         removeFile(copy);
-        database.copyTo(copy);
+        copyDatabase(database.read(), copy);
         FileList files = filesIn(copy);
         missing = bringFiles(files, source, target, carrier);
         // What two states have records of, and neither had files for, was lost earlier: no standstill brings it back.

@@ -15,6 +15,7 @@ namespace kinloomd {
 void addDevice(const std::string& data, const std::string& name)
 {
     Database database(DataFolder(data).database());
+    // A transaction that is done once, since the token is told in it.
     const auto connection = database.write();
     Transaction transaction(connection);
     const DeviceCredentials made = makeDevice(connection, personOrNew(connection, name, "--person ").id, "");
@@ -28,11 +29,8 @@ void addDevice(const std::string& data, const std::string& name)
 void removeDevice(const std::string& data, const std::string& duid)
 {
     Database database(DataFolder::existing(data).database());
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    if (!trashDevice(connection, duid, 0))
+    if (!database.change([&](DatabaseConnection& connection) { return trashDevice(connection, duid, 0); }))
         throw std::runtime_error("there is no device '" + visibleText(duid) + "'; 'kinloomd device list' shows all");
-    transaction.commit();
     std::printf("%s can no longer sign in\n", visibleText(duid).c_str());
 }
 

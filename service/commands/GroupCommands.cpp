@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <stdexcept>
+#include <utility>
 
 namespace kinloomd {
 
@@ -62,17 +63,17 @@ void listGroups(const std::string& data, ListForm form)
 void handOverGroup(const std::string& data, const std::string& groupName, const std::string& personName)
 {
     Database database(DataFolder::existing(data).database());
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    const GroupAndPerson named(connection, groupName, personName);
-    const Role role = roleInGroup(connection, named.group.id, named.person.id);
-    if (role == Role::MASTER)
-        throw std::runtime_error(named.personText + " is the master of " + named.groupText + " already");
-    if (role == Role::STRANGER)
-        throw std::runtime_error(named.personText + " is not a member of " + named.groupText +
-                                 "; 'kinloomd member add' makes members");
-    setMaster(connection, named.group.id, named.person.id);
-    transaction.commit();
+    const auto named = database.change([&](DatabaseConnection& connection) {
+        GroupAndPerson found(connection, groupName, personName);
+        const Role role = roleInGroup(connection, found.group.id, found.person.id);
+        if (role == Role::MASTER)
+            throw std::runtime_error(found.personText + " is the master of " + found.groupText + " already");
+        if (role == Role::STRANGER)
+            throw std::runtime_error(found.personText + " is not a member of " + found.groupText +
+                                     "; 'kinloomd member add' makes members");
+        setMaster(connection, found.group.id, found.person.id);
+        return found;
+    });
     std::printf("%s is now the master of %s; %s is still a member\n", named.personText.c_str(), named.groupText.c_str(),
                 visibleText(named.group.master.name).c_str());
 }
@@ -96,11 +97,11 @@ void listMembers(const std::string& data, const std::string& groupName, ListForm
 void addMember(const std::string& data, const std::string& groupName, const std::string& personName)
 {
     Database database(DataFolder::existing(data).database());
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    const GroupAndPerson named(connection, groupName, personName);
-    const bool added = addMember(connection, named.group, named.person.id);
-    transaction.commit();
+    const auto [named, added] = database.change([&](DatabaseConnection& connection) {
+        GroupAndPerson found(connection, groupName, personName);
+        const bool isNew = addMember(connection, found.group, found.person.id);
+        return std::pair(std::move(found), isNew);
+    });
     std::printf(added ? "%s is now a member of %s\n" : "%s was a member of %s before\n", named.personText.c_str(),
                 named.groupText.c_str());
 }
@@ -108,14 +109,14 @@ void addMember(const std::string& data, const std::string& groupName, const std:
 void removeMember(const std::string& data, const std::string& groupName, const std::string& personName)
 {
     Database database(DataFolder::existing(data).database());
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    const GroupAndPerson named(connection, groupName, personName);
-    if (roleInGroup(connection, named.group.id, named.person.id) == Role::MASTER)
-        throw std::runtime_error(named.personText + " is the master of " + named.groupText +
-                                 "; a group cannot be without its master: 'kinloomd group hand-over' gives it another one");
-    const bool removed = removeMember(connection, named.group.id, named.person.id);
-    transaction.commit();
+    const auto [named, removed] = database.change([&](DatabaseConnection& connection) {
+        GroupAndPerson found(connection, groupName, personName);
+        if (roleInGroup(connection, found.group.id, found.person.id) == Role::MASTER)
+            throw std::runtime_error(found.personText + " is the master of " + found.groupText +
+                                     "; a group cannot be without its master: 'kinloomd group hand-over' gives it another one");
+        const bool wasMember = removeMember(connection, found.group.id, found.person.id);
+        return std::pair(std::move(found), wasMember);
+    });
     std::printf(removed ? "%s is no longer a member of %s\n" : "%s was not a member of %s\n", named.personText.c_str(),
                 named.groupText.c_str());
 }

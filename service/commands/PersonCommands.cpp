@@ -55,11 +55,10 @@ std::string whatGoes(const Person& person, const PersonUsage& usage, const std::
 void addPerson(const std::string& data, const PersonArguments& arguments)
 {
     Database database(DataFolder(data).database());
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    requireFreeName(connection, arguments.name, arguments.again);
-    const Person person = addPerson(connection, checkedName(arguments.name), cleanText(arguments.phone));
-    transaction.commit();
+    const Person person = database.change([&](DatabaseConnection& connection) {
+        requireFreeName(connection, arguments.name, arguments.again);
+        return addPerson(connection, checkedName(arguments.name), cleanText(arguments.phone));
+    });
     std::printf("%lld\t%s\n", static_cast<long long>(person.id), visibleText(person.name).c_str());
 }
 
@@ -77,11 +76,10 @@ void renamePerson(const std::string& data, const std::string& who, const PersonA
 {
     Database database(DataFolder::existing(data).database());
     const Person person = requirePerson(database, who);
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    requireFreeName(connection, arguments.name, arguments.again);
-    renamePerson(connection, person.id, checkedName(arguments.name));
-    transaction.commit();
+    database.change([&](DatabaseConnection& connection) {
+        requireFreeName(connection, arguments.name, arguments.again);
+        renamePerson(connection, person.id, checkedName(arguments.name));
+    });
     std::printf("%s is now %s\n", visibleText(person.name).c_str(), visibleText(arguments.name).c_str());
 }
 
@@ -95,14 +93,13 @@ void removePerson(const std::string& data, const std::string& who, const Deletio
         if (!confirm(deletion, whatGoes(person, usageOf(connection, person.id), groups)))
             return;
     }
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    // Looked at again: while a person thought about the answer, someone may have joined one of the groups.
-    for (const Group& group : groupsThatGo(connection, person))
-        trashGroup(connection, group.id, 0);
-    if (!trashPerson(connection, person.id, 0))
-        throw std::runtime_error(visibleText(person.name) + " was removed meanwhile");
-    transaction.commit();
+    database.change([&person](DatabaseConnection& connection) {
+        // Looked at again: while a person thought about the answer, someone may have joined one of the groups.
+        for (const Group& group : groupsThatGo(connection, person))
+            trashGroup(connection, group.id, 0);
+        if (!trashPerson(connection, person.id, 0))
+            throw std::runtime_error(visibleText(person.name) + " was removed meanwhile");
+    });
     std::printf("%s was removed; 'kinloomd trash list' shows what can be brought back\n", visibleText(person.name).c_str());
 }
 
@@ -122,10 +119,7 @@ void setPersonImage(const std::string& data, const std::string& who, const std::
     if (outcome != pictures::PictureOutcome::DONE)
         throw std::runtime_error(file + ": " + sentenceOf(outcome));
     media.keepPersonImage(image, person.id, person.image + 1);
-    {
-        const auto connection = database.write();
-        setPersonImage(connection, person.id, person.image + 1);
-    }
+    database.change([&person](DatabaseConnection& connection) { setPersonImage(connection, person.id, person.image + 1); });
     if (person.image != 0)
         removeFile(media.personImagePath(person.id, person.image));
     std::printf("%s has a new picture\n", visibleText(person.name).c_str());

@@ -46,6 +46,7 @@ void invitePerson(const std::string& data, const InvitationArguments& arguments)
     Database database(DataFolder(data).database());
     const std::string key = newKey();
     Invitation invitation;
+    // A transaction that is done once, since the key is told in it.
     const auto connection = database.write();
     Transaction transaction(connection);
     if (!arguments.group.empty())
@@ -86,8 +87,7 @@ void endSession(const std::string& data, const std::string& number)
 {
     Database database(DataFolder::existing(data).database());
     const auto id = parseId(number);
-    const auto connection = database.write();
-    if (!id || !endSession(connection, *id, 0))
+    if (!id || !database.change([&](DatabaseConnection& connection) { return endSession(connection, *id, 0); }))
         throw std::runtime_error("there is no session of the number " + visibleText(number) +
                                  "; 'kinloomd session list' shows all");
     std::printf("%s is signed out\n", number.c_str());
@@ -97,16 +97,16 @@ void approveDevice(const std::string& data, const std::string& code, const std::
 {
     Database database(DataFolder::existing(data).database());
     const Person person = requirePerson(database, who);
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    const auto pairing = findPairingByCode(connection, readUserCode(code));
-    if (!pairing)
-        throw std::runtime_error("no device shows the code '" + visibleText(code) + "'");
-    if (!decidePairing(connection, pairing->userCode, PairingState::APPROVED, person.id))
-        throw std::runtime_error(pairing->expires <= now() ? "the code is no longer good; let the device show a new one"
-                                                           : "somebody has decided on this device already");
-    transaction.commit();
-    std::printf("'%s' at %s is now a device of %s\n", visibleText(pairing->name).c_str(), pairing->address.c_str(),
+    const Pairing pairing = database.change([&](DatabaseConnection& connection) {
+        auto found = findPairingByCode(connection, readUserCode(code));
+        if (!found)
+            throw std::runtime_error("no device shows the code '" + visibleText(code) + "'");
+        if (!decidePairing(connection, found->userCode, PairingState::APPROVED, person.id))
+            throw std::runtime_error(found->expires <= now() ? "the code is no longer good; let the device show a new one"
+                                                             : "somebody has decided on this device already");
+        return std::move(*found);
+    });
+    std::printf("'%s' at %s is now a device of %s\n", visibleText(pairing.name).c_str(), pairing.address.c_str(),
                 visibleText(person.name).c_str());
 }
 

@@ -93,17 +93,17 @@ void restoreFromTrash(const std::string& data, const std::string& number)
 {
     Database database(DataFolder::existing(data).database());
     const auto id = parseId(number);
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    const auto entry = id ? findTrash(connection, *id) : std::nullopt;
-    if (!entry)
-        throw std::runtime_error("there is nothing of the number " + visibleText(number) +
-                                 " in the trash; 'kinloomd trash list' shows all");
-    const Obstacle obstacle = restoreTrash(connection, *entry);
-    if (obstacle != Obstacle::NONE)
-        throw std::runtime_error(describe(*entry) + " cannot come back: " + explain(connection, *entry, obstacle));
-    transaction.commit();
-    std::printf("%s is back\n", describe(*entry).c_str());
+    const TrashEntry restored = database.change([&](DatabaseConnection& connection) {
+        auto entry = id ? findTrash(connection, *id) : std::nullopt;
+        if (!entry)
+            throw std::runtime_error("there is nothing of the number " + visibleText(number) +
+                                     " in the trash; 'kinloomd trash list' shows all");
+        const Obstacle obstacle = restoreTrash(connection, *entry);
+        if (obstacle != Obstacle::NONE)
+            throw std::runtime_error(describe(*entry) + " cannot come back: " + explain(connection, *entry, obstacle));
+        return std::move(*entry);
+    });
+    std::printf("%s is back\n", describe(restored).c_str());
 }
 
 void emptyTrash(const std::string& data, unsigned olderThanDays, const Deletion& deletion)

@@ -217,8 +217,7 @@ void Thumbnailer::done(Id content)
 
 void Thumbnailer::note(Id content, Thumbnails thumbnails)
 {
-    const auto connection = m_database.write();
-    setThumbnails(connection, content, thumbnails);
+    m_database.change([&](DatabaseConnection& connection) { setThumbnails(connection, content, thumbnails); });
 }
 
 /// Notes in the records what was made. A content that has none any more was deleted meanwhile, and takes its thumbnails with it.
@@ -231,14 +230,12 @@ try {
     }
     if (made.empty())
         return;
-    std::vector<Id> gone;
-    {
-        const auto connection = m_database.write();
-        Transaction transaction(connection);
-        std::copy_if(made.begin(), made.end(), std::back_inserter(gone),
+    const auto gone = m_database.change([&made](DatabaseConnection& connection) {
+        std::vector<Id> missing;
+        std::copy_if(made.begin(), made.end(), std::back_inserter(missing),
                      [&](Id content) { return !setThumbnails(connection, content, Thumbnails::MADE); });
-        transaction.commit();
-    }
+        return missing;
+    });
     for (const Id content : gone)
         m_media.removeThumbnails(content);
 } catch (const std::exception& error) {

@@ -17,8 +17,7 @@ bool isNoted(const Caller& caller) { return caller.signedIn && now() - *caller.s
 Reply handleAuth(Service& service, Request& request)
 {
     if (!isNoted(request.caller)) {
-        const auto connection = service.database().write();
-        noteSignIn(connection, request.caller.device, now());
+        service.database().change([&](DatabaseConnection& connection) { noteSignIn(connection, request.caller.device, now()); });
     }
     return service.documentsFor(request).account(request.caller.person);
 }
@@ -26,8 +25,8 @@ Reply handleAuth(Service& service, Request& request)
 Reply handleRegister(Service& service, Request& request)
 {
     if (!request.caller.registered) {
-        const auto connection = service.database().write();
-        markRegistered(connection, request.caller.device, now());
+        service.database().change(
+            [&](DatabaseConnection& connection) { markRegistered(connection, request.caller.device, now()); });
     }
     return service.documentsFor(request).account(request.caller.person);
 }

@@ -14,61 +14,55 @@ Comment writeComment(Service& service, Id person, Id content, const std::string&
 {
     if (text.empty())
         throw ServiceError(Failure::MISSING_PARAMETER, "A comment needs a text.");
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const Standing standing = standingAtContent(connection, content, person);
-    requirePermission(Action::WRITE_COMMENT, standing.role);
-    const Id id = addComment(connection, standing.group, content, person, text);
-    const auto comment = findComment(connection, id);
-    transaction.commit();
-    return *comment;
+    return service.database().change([&](DatabaseConnection& connection) {
+        const Standing standing = standingAtContent(connection, content, person);
+        requirePermission(Action::WRITE_COMMENT, standing.role);
+        const Id id = addComment(connection, standing.group, content, person, text);
+        return *findComment(connection, id);
+    });
 }
 
 Group createGroup(Service& service, Id person, Role owner, const std::string& name, const std::string& description)
 {
     if (name.empty())
         throw ServiceError(Failure::MISSING_PARAMETER, "A group needs a name.");
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
     requirePermission(Action::CREATE_GROUP_FOR_PERSON, owner);
-    requireGroup(service.options().limits, connection, person);
-    Group group = *findGroup(connection, addGroup(connection, name, description, person));
-    transaction.commit();
-    return group;
+    return service.database().change([&](DatabaseConnection& connection) {
+        requireGroup(service.options().limits, connection, person);
+        return *findGroup(connection, addGroup(connection, name, description, person));
+    });
 }
 
 void deleteThing(Service& service, Id person, Id thing, EntityKind expected)
 {
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const EntityKind kind = kindOf(connection, thing);
-    if (expected != EntityKind::NONE && kind != expected)
-        throw ServiceError(Failure::NOT_FOUND);
-    if (kind == EntityKind::CONTENT) {
-        requirePermission(Action::DELETE_CONTENT, standingAtContent(connection, thing, person).role);
-        trashContent(connection, thing, person);
-    } else if (kind == EntityKind::COMMENT) {
-        const Standing standing = standingAtComment(connection, thing, person);
-        requirePermission(Action::DELETE_COMMENT, standing.role);
-        trashComment(connection, standing, thing, person);
-    } else {
-        throw ServiceError(Failure::NOT_FOUND);
-    }
-    transaction.commit();
+    service.database().change([&](DatabaseConnection& connection) {
+        const EntityKind kind = kindOf(connection, thing);
+        if (expected != EntityKind::NONE && kind != expected)
+            throw ServiceError(Failure::NOT_FOUND);
+        if (kind == EntityKind::CONTENT) {
+            requirePermission(Action::DELETE_CONTENT, standingAtContent(connection, thing, person).role);
+            trashContent(connection, thing, person);
+        } else if (kind == EntityKind::COMMENT) {
+            const Standing standing = standingAtComment(connection, thing, person);
+            requirePermission(Action::DELETE_COMMENT, standing.role);
+            trashComment(connection, standing, thing, person);
+        } else {
+            throw ServiceError(Failure::NOT_FOUND);
+        }
+    });
 }
 
 void restoreThing(Service& service, Id person, TrashKind kind, Id thing)
 {
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const auto entry = findTrashOf(connection, kind, thing);
-    Role role = entry ? roleInGroup(connection, entry->group, person) : Role::STRANGER;
-    if (role != Role::STRANGER && entry->byId == person)
-        role = Role::AUTHOR;
-    requirePermission(Action::RESTORE, role);
-    if (restoreTrash(connection, *entry) != Obstacle::NONE)
-        throw ServiceError(Failure::GONE);
-    transaction.commit();
+    service.database().change([&](DatabaseConnection& connection) {
+        const auto entry = findTrashOf(connection, kind, thing);
+        Role role = entry ? roleInGroup(connection, entry->group, person) : Role::STRANGER;
+        if (role != Role::STRANGER && entry->byId == person)
+            role = Role::AUTHOR;
+        requirePermission(Action::RESTORE, role);
+        if (restoreTrash(connection, *entry) != Obstacle::NONE)
+            throw ServiceError(Failure::GONE);
+    });
 }
 
 Slot reserveSlot(Service& service, Id person, Id group, std::optional<std::int64_t> size, const std::string& description)
@@ -76,16 +70,14 @@ Slot reserveSlot(Service& service, Id person, Id group, std::optional<std::int64
     const Limits& limits = service.options().limits;
     if (size && *size > limits.uploadBytes)
         throw ServiceError(Failure::TOO_LARGE, "The file is larger than this service takes.");
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    requirePermission(Action::RESERVE_UPLOAD, roleInGroup(connection, group, person));
-    expireSlots(connection, now() - limits.slotTime.count());
-    requireSlot(limits, connection, person);
-    requireRoom(limits, usedBytes(connection, person), size.value_or(1));
-    const Id id = addSlot(connection, group, person, ContentType::PHOTO, size, description);
-    const auto slot = findSlot(connection, id, person);
-    transaction.commit();
-    return *slot;
+    return service.database().change([&](DatabaseConnection& connection) {
+        requirePermission(Action::RESERVE_UPLOAD, roleInGroup(connection, group, person));
+        expireSlots(connection, now() - limits.slotTime.count());
+        requireSlot(limits, connection, person);
+        requireRoom(limits, usedBytes(connection, person), size.value_or(1));
+        const Id id = addSlot(connection, group, person, ContentType::PHOTO, size, description);
+        return *findSlot(connection, id, person);
+    });
 }
 
 } // namespace kinloomd

@@ -9,11 +9,10 @@
 #include "operations/FaultyReply.h"
 #include "operations/page/Json.h"
 #include "operations/page/SafeHeaders.h"
+#include "store/DatabaseError.h"
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <algorithm>
 #include <cerrno>
-#include <sqlite3.h>
 #include <system_error>
 
 namespace kinloomd {
@@ -24,19 +23,11 @@ constexpr std::uint64_t UPLOAD_DROP_LIMIT = 64 << 20;
 constexpr std::size_t COMPLAINT_BYTES = 1000;
 
 /// The failure that a client should be told of when the database refuses.
-Failure failureOf(const SQLite::Exception& error)
+Failure failureOf(const DatabaseError& error)
 {
-    switch (error.getErrorCode()) {
-    case SQLITE_FULL:
+    if (dynamic_cast<const DatabaseFull*>(&error) != nullptr)
         return Failure::DISK_FULL;
-    case SQLITE_READONLY:
-    case SQLITE_IOERR:
-    case SQLITE_CANTOPEN:
-    case SQLITE_BUSY:
-        return Failure::UNAVAILABLE;
-    default:
-        return Failure::INTERNAL;
-    }
+    return dynamic_cast<const DatabaseUnavailable*>(&error) != nullptr ? Failure::UNAVAILABLE : Failure::INTERNAL;
 }
 
 /// The same of a file that cannot be written: no space, no permission, a failing disk.
@@ -92,7 +83,7 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
         return step();
     } catch (const ServiceError& error) {
         return failed(error);
-    } catch (const SQLite::Exception& error) {
+    } catch (const DatabaseError& error) {
         complain(error.what());
         return failed(ServiceError(failureOf(error)));
     } catch (const std::system_error& error) {

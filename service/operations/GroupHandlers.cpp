@@ -133,13 +133,10 @@ Reply handleGroupDelete(Service& service, Request& request)
     if (request.subject != MYSELF)
         throw ServiceError(Failure::NOT_FOUND);
     const Id group = requireId(request.form.get("groupID"));
-    {
-        const auto connection = service.database().write();
-        Transaction transaction(connection);
+    service.database().change([&](DatabaseConnection& connection) {
         requirePermission(Action::DELETE_GROUP, roleInGroup(connection, group, request.caller.person.id));
         trashGroup(connection, group, request.caller.person.id);
-        transaction.commit();
-    }
+    });
     return okReply(service.options().replyShape);
 }
 

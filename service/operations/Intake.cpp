@@ -92,27 +92,34 @@ std::optional<Content> Intake::findContentOf(DatabaseConnection& connection) con
 
 Content Intake::keep()
 {
+    Content content = keepFileAndRecord();
+    if (content.id == m_slot.id)
+        m_service.thumbnailer().add(content.id, m_caller.person.id);
+    else
+        m_service.media().removeContent(m_slot.id);
+    return content;
+}
+
+/// Whatever fails leaves neither.
+Content Intake::keepFileAndRecord()
+{
     try {
         m_service.media().keepOriginal(m_file, m_slot.id);
-        Content content = record();
-        if (content.id == m_slot.id)
-            m_service.thumbnailer().add(content.id, m_caller.person.id);
-        else
+        return m_service.database().change([this](DatabaseConnection& connection) { return record(connection); });
+    } catch (const DatabaseError& error) {
+        // The record may exist even though its commit failed. Then the file stays: a file without record is swept up at the next
+        // start, a record without file could not be mended.
+        if (!error.mayBeDone())
             m_service.media().removeContent(m_slot.id);
-        return content;
+        throw;
     } catch (...) {
-        // Once the commit has begun the record may exist even if it failed. Then the file stays: a file without record is swept
-        // up at the next start, a record without file could not be mended.
-        if (!m_committing)
-            m_service.media().removeContent(m_slot.id);
+        m_service.media().removeContent(m_slot.id);
         throw;
     }
 }
 
-Content Intake::record()
+Content Intake::record(DatabaseConnection& connection) const
 {
-    const auto connection = m_service.database().write();
-    Transaction transaction(connection);
     if (auto twin = findContentOf(connection))
         return *twin;
     // The group, the membership or the slot may have gone while the file was on its way.
@@ -123,10 +130,7 @@ Content Intake::record()
     requireRoom(m_service.options().limits, slot->usedBytes, m_uploaded.size);
     if (!commitUpload(connection, m_slot, m_uploaded))
         throw ServiceError(Failure::NOT_FOUND);
-    Content content = *findContent(connection, m_slot.id);
-    m_committing = true;
-    transaction.commit();
-    return content;
+    return *findContent(connection, m_slot.id);
 }
 
 } // namespace kinloomd

@@ -64,7 +64,8 @@ public:
 
 private:
     void requirePlace(std::int64_t size);
-    Content record();
+    Content keepFileAndRecord();
+    Content record(DatabaseConnection& connection) const;
     std::optional<Content> findContentOf(DatabaseConnection& connection) const;
 
     Service& m_service;
@@ -75,7 +76,6 @@ private:
     TemporaryFile m_file;
     Sha256 m_digest;
     UploadedFile m_uploaded;
-    bool m_committing = false;
 };
 
 } // namespace kinloomd

@@ -22,8 +22,7 @@ FolderLock lockForServing(const DataFolder& folder)
 
 std::string mediaSecret(Database& database)
 {
-    const auto connection = database.write();
-    return secretSetting(connection, "media_secret");
+    return database.change([](DatabaseConnection& connection) { return secretSetting(connection, "media_secret"); });
 }
 
 FollowerLimits followerLimits(const Limits& limits)
@@ -37,11 +36,7 @@ FollowerLimits followerLimits(const Limits& limits)
 /// Who signed from where until an earlier service ended.
 RecentSigners earlierSigners(Database& database)
 {
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    RecentSigners signers = takeSigners(connection);
-    transaction.commit();
-    return signers;
+    return database.change([](DatabaseConnection& connection) { return takeSigners(connection); });
 }
 
 } // namespace
@@ -73,10 +68,7 @@ Service::~Service()
     // One that is killed keeps none, and the next service knows that some are missing.
     const RecentSigners signers = m_signers.recent();
     try {
-        const auto connection = m_database.write();
-        Transaction transaction(connection);
-        keepSigners(connection, signers);
-        transaction.commit();
+        m_database.change([&](DatabaseConnection& connection) { keepSigners(connection, signers); });
     } catch (const std::exception& error) {
         writeLog(Priority::WARNING, std::string("who has signed is not handed on: ") + error.what());
     }
@@ -113,21 +105,16 @@ void Service::noteAddress()
 {
     if (m_options.ownAddress.empty())
         return;
-    const auto connection = m_database.write();
-    changeSetting(connection, ADDRESS_SETTING, m_options.ownAddress);
+    m_database.change([this](DatabaseConnection& connection) { changeSetting(connection, ADDRESS_SETTING, m_options.ownAddress); });
 }
 
 void Service::sweep()
 {
     const FolderLock alone(m_folder.mediaLock(), FolderLock::EXCLUSIVE);
-    std::vector<Id> live;
-    {
-        const auto connection = m_database.write();
-        Transaction transaction(connection);
+    const auto live = m_database.change([this](DatabaseConnection& connection) {
         expireSlots(connection, now() - m_options.limits.slotTime.count());
-        live = keptContentIds(connection);
-        transaction.commit();
-    }
+        return keptContentIds(connection);
+    });
     const auto connection = m_database.read();
     m_media.sweep([&live](Id id) { return std::binary_search(live.begin(), live.end(), id); },
                   [&connection](Id id, std::int64_t image) { return image != 0 && personImage(connection, id) == image; });

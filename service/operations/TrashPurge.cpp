@@ -14,11 +14,7 @@ namespace kinloomd {
 bool purgeEntry(Database& database, const MediaStore& media, const TrashEntry& entry, const std::function<bool()>& isStopped)
 {
     while (!isStopped()) {
-        Purged purged;
-        {
-            const auto connection = database.write();
-            purged = purgeSome(connection, entry);
-        }
+        const Purged purged = database.change([&entry](DatabaseConnection& connection) { return purgeSome(connection, entry); });
         // What a program that ends here leaves, is swept up at the next start.
         for (const Id content : purged.contents)
             media.removeContent(content);
@@ -42,12 +38,11 @@ void purgeTrash(Database& database, const MediaStore& media, Millis before, cons
 
 void forgetOld(Database& database)
 {
-    const auto connection = database.write();
-    Transaction transaction(connection);
-    forgetSessions(connection);
-    forgetPairings(connection);
-    forgetChanges(connection);
-    transaction.commit();
+    database.change([](DatabaseConnection& connection) {
+        forgetSessions(connection);
+        forgetPairings(connection);
+        forgetChanges(connection);
+    });
 }
 
 TrashPurge::~TrashPurge()

@@ -101,10 +101,8 @@ private:
     /// The slot stays for a client that sends once more, and counts no longer against those that its person may have.
     void release()
     {
-        const auto connection = m_service.database().write();
-        Transaction transaction(connection);
-        noteAnswered(connection, m_slot.id, m_intake.digest());
-        transaction.commit();
+        m_service.database().change(
+            [this](DatabaseConnection& connection) { noteAnswered(connection, m_slot.id, m_intake.digest()); });
     }
 
     Reply answer(const Content& content) const { return m_documents.feed({content}, {true, true, true}); }

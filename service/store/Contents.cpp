@@ -5,8 +5,6 @@
 #include "store/Groups.h"
 #include "store/People.h"
 
-#include <algorithm>
-
 namespace kinloomd {
 
 namespace {
@@ -30,14 +28,21 @@ Content readContent(const Query& query)
     return content;
 }
 
-/// The time of the next upload to a group: the present, but later than all uploads before it even when the clock was set back, so
-/// that a feed that is read by time never overlooks one.
-Millis nextUploadTime(DatabaseConnection& connection, Id group)
+/// Counts an upload in its group. \return its time; nothing when the group, or the slot, is gone.
+std::optional<Millis> countUpload(DatabaseConnection& connection, const Slot& slot)
 {
-    Query query(connection, Sql::CONTENT_LATEST_UPLOAD);
-    query.bind(group);
-    const Millis present = now();
-    return query.step() ? std::max(present, query.integer(0) + 1) : present;
+    Query query(connection, Sql::UPLOAD_COUNTED);
+    query.bind(slot.group, static_cast<int>(slot.type), now(), slot.id);
+    return query.step() ? std::optional<Millis>(query.integer(0)) : std::nullopt;
+}
+
+/// Gives a slot its file. \return whose content it is then; 0 when the slot is gone or filled.
+Id fillSlot(DatabaseConnection& connection, Id slot, const UploadedFile& file, Millis uploaded)
+{
+    Query query(connection, Sql::CONTENT_COMMIT);
+    query.bind(slot, file.fileName, static_cast<int>(file.format), file.size, file.width, file.height,
+               file.taken.value_or(uploaded), uploaded, static_cast<int>(file.thumbnails), file.digest, file.device);
+    return query.step() ? query.integer(0) : 0;
 }
 
 } // namespace
@@ -282,18 +287,21 @@ void dropSlot(DatabaseConnection& connection, Id slot) { Query(connection, Sql::
 
 bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file)
 {
-    const Millis uploaded = nextUploadTime(connection, slot.group);
-    const int changed =
-        Query(connection, Sql::CONTENT_COMMIT)
-            .bind(slot.id, file.fileName, static_cast<int>(file.format), file.size, file.width, file.height,
-                  file.taken.value_or(uploaded), uploaded, static_cast<int>(file.thumbnails), file.digest, file.device)
-            .run();
-    if (changed == 0)
+    const auto uploaded = countUpload(connection, slot);
+    if (!uploaded)
         return false;
-    countContent(connection, slot.group, slot.type, 0, 1);
-    noteUse(connection, slot.group, uploaded);
+    const Id creator = fillSlot(connection, slot.id, file, *uploaded);
+    if (creator == 0)
+        return false;
+    countBytes(connection, creator, file.size);
+    noteUse(connection, slot.group, *uploaded);
     addChange(connection, {0, ChangeKind::CONTENT, slot.group, slot.id, 0});
     return true;
+}
+
+void countBytes(DatabaseConnection& connection, Id person, std::int64_t step)
+{
+    Query(connection, Sql::PERSON_USES_BYTES).bind(person, step).run();
 }
 
 void countContent(DatabaseConnection& connection, Id group, ContentType type, std::int64_t comments, int step)

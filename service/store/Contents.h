@@ -152,8 +152,11 @@ Id addSlot(DatabaseConnection& connection, Id group, Id creator, ContentType typ
 void expireSlots(DatabaseConnection& connection, Millis before);
 /// Removes a slot that is not filled.
 void dropSlot(DatabaseConnection& connection, Id slot);
-/// Turns a slot into a content of its group, and counts it. \return false when the slot is gone or filled.
+/// Turns a slot into a content of its group, and counts it. \return false when the slot is gone or filled, or the group in the
+/// trash.
 bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file);
+/// Adds to the bytes that the files of a person's contents take together, or, with less than 0, takes some away.
+void countBytes(DatabaseConnection& connection, Id person, std::int64_t step);
 /// Adds a content with its comments to the totals of its group, or, with -1, takes it away.
 void countContent(DatabaseConnection& connection, Id group, ContentType type, std::int64_t comments, int step);
 Id addEvent(DatabaseConnection& connection, Id content, const Event& event);

@@ -1,135 +1,47 @@
 // SPDX-License-Identifier: MIT
-/// \file Connections to the database, their statements and transactions.
+/// \file The database of a service: who may use it when, and how it is changed.
 #ifndef KINLOOMD_STORE_DATABASE_H
 #define KINLOOMD_STORE_DATABASE_H
 
-#include "store/Sql.h"
+#include "store/Connection.h" // IWYU pragma: export
 
-#include <SQLiteCpp/SQLiteCpp.h>
-#include <array>
+#include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
+#include <type_traits>
+#include <utility>
 
 namespace kinloomd {
 
-class DatabaseConnection;
+class Engine;
 
-/// One use of a prepared statement. The statement goes back to its connection, reset, at the end of its life.
-class Query {
-public:
-    Query(DatabaseConnection& connection, Sql sql);
-    ~Query();
-    Query(const Query&) = delete;
-    Query& operator=(const Query&) = delete;
-
-    /// Binds all parameters, from the first on.
-    template <typename... Values> Query& bind(const Values&... values)
-    {
-        int index = 0;
-        (bindOne(++index, values), ...);
-        return *this;
-    }
-
-    /// Moves to the next row. \return false when there is none.
-    bool step() { return m_statement->executeStep(); }
-    /// Runs a statement that gives no rows. \return the number of rows changed.
-    int run() { return m_statement->exec(); }
-
-    std::int64_t integer(int column) const { return m_statement->getColumn(column).getInt64(); }
-    std::string text(int column) const;
-    bool isNull(int column) const { return m_statement->isColumnNull(column); }
-
-private:
-    void bindOne(int index, std::int64_t value) { m_statement->bind(index, value); }
-    void bindOne(int index, int value) { m_statement->bind(index, value); }
-    void bindOne(int index, const std::string& value) { m_statement->bindNoCopy(index, value); }
-    void bindOne(int index, const char* value) { m_statement->bind(index, value); }
-    void bindOne(int index, std::nullptr_t) { m_statement->bind(index); }
-    void bindOne(int index, const std::optional<std::int64_t>& value)
-    {
-        if (value)
-            m_statement->bind(index, *value);
-        else
-            m_statement->bind(index);
-    }
-
-    DatabaseConnection& m_connection;
-    Sql m_sql;
-    std::unique_ptr<SQLite::Statement> m_statement;
-};
-
-/// A connection, used by one thread at a time. Texts bound to its queries must outlive their use.
-class DatabaseConnection {
-public:
-    /// Opens the database, and creates it when that is asked for.
-    DatabaseConnection(const std::string& file, bool create);
-    /// Opens a copy of a database, in a file that nobody writes, and leaves the file as it is.
-    static std::unique_ptr<DatabaseConnection> ofCopy(const std::string& file);
-
-    SQLite::Database& raw() { return m_database; }
-
-private:
-    friend class Query;
-    explicit DatabaseConnection(const std::string& file);
-
-    SQLite::Database m_database;
-    std::array<std::unique_ptr<SQLite::Statement>, static_cast<std::size_t>(Sql::COUNT)> m_statements;
-};
-
-/// A transaction that may write, undone unless committed. It holds the database's write lock from its beginning, so that it never
-/// has to be repeated.
-class Transaction {
-public:
-    explicit Transaction(DatabaseConnection& connection) : m_connection(connection) { connection.raw().exec("BEGIN IMMEDIATE"); }
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-    ~Transaction();
-
-    /// Returns when the changes are on the disk.
-    void commit();
-
-private:
-    DatabaseConnection& m_connection;
-    bool m_open = true;
-};
-
-/// Several queries that see one state of the database.
-class Snapshot {
-public:
-    explicit Snapshot(DatabaseConnection& connection) : m_connection(connection) { connection.raw().exec("BEGIN"); }
-    Snapshot(const Snapshot&) = delete;
-    Snapshot& operator=(const Snapshot&) = delete;
-    ~Snapshot() { m_connection.raw().tryExec("COMMIT"); }
-
-private:
-    DatabaseConnection& m_connection;
-};
-
-/// The database of a data folder: one connection for writing, and as many for reading as there are readers at a time. Safe for
-/// several threads; other processes may use the same database.
+/// The database of a service. Safe for several threads; other processes may use the same database.
 class Database {
 public:
-    /// Opens the database in that file, making it when it is not there, and brings it to the present layout.
-    explicit Database(std::string file);
+    /// Opens the database at an address ("postgresql://..."), or in a file, which is made when it is not there, and brings it to
+    /// the present layout. Throws std::runtime_error when a newer program has written it.
+    explicit Database(const std::string& location);
+    ~Database();
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
 
     /// A connection lent for a while.
     class Lease {
     public:
-        Lease(Database& database, std::unique_ptr<DatabaseConnection> connection)
-            : m_database(database), m_connection(std::move(connection))
-        {
-        }
+        Lease(Database& database, DatabaseConnection::Purpose purpose);
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
-        ~Lease() { m_database.giveBack(std::move(m_connection)); }
+        ~Lease();
         operator DatabaseConnection&() const { return *m_connection; }
+        DatabaseConnection* operator->() const { return m_connection.get(); }
 
     private:
-        Database& m_database;
+        Engine& m_engine;
+        DatabaseConnection::Purpose m_purpose;
         std::unique_ptr<DatabaseConnection> m_connection;
     };
 
@@ -152,36 +64,42 @@ public:
         Lease m_lease;
     };
 
-    /// The writing connection, locked against other threads.
-    class WriteLease {
-    public:
-        explicit WriteLease(Database& database) : m_lock(database.m_writing), m_connection(*database.m_writer) {}
-        operator DatabaseConnection&() const { return m_connection; }
-
-    private:
-        std::unique_lock<std::mutex> m_lock;
-        DatabaseConnection& m_connection;
-    };
-
-    Lease read();
+    Lease read() { return Lease(*this, DatabaseConnection::Purpose::READ); }
     /// Waits for a turn to read. Only for a thread that holds no connection.
     Turn readInTurn() { return Turn(*this); }
-    WriteLease write() { return WriteLease(*this); }
+    /// A connection that may write, each statement for itself. What belongs together is changed with \c change.
+    Lease write() { return Lease(*this, DatabaseConnection::Purpose::WRITE); }
 
-    /// Copies one state of the database into a new file, readable by its owner alone and not yet on the disk. Others go on
-    /// meanwhile.
-    void copyTo(const std::string& file);
+    /// Does work in a transaction, and commits it; what the work throws undoes it. When this returns, the changes are there for
+    /// good. Only for a thread that holds no connection.
+    ///
+    /// The engine may want the work done anew: what it sets it sets from the beginning each time, and it has no effect but on the
+    /// database. Files, notes to others and answers follow afterwards. An error that \c mayBeDone has come when the end of the
+    /// transaction had begun: whether it was committed is unknown.
+    ///
+    /// \return what the work returns.
+    template <typename Work> auto change(const Work& work)
+    {
+        using Outcome = std::invoke_result_t<const Work&, DatabaseConnection&>;
+        if constexpr (std::is_void_v<Outcome>) {
+            changeBy(work);
+        } else {
+            std::optional<Outcome> outcome;
+            changeBy([&](DatabaseConnection& connection) { outcome.emplace(work(connection)); });
+            return std::move(*outcome);
+        }
+    }
+
+    /// The longest that a change may take until others see it.
+    std::chrono::milliseconds longestChange() const;
 
 private:
-    void giveBack(std::unique_ptr<DatabaseConnection> connection);
+    void changeBy(const std::function<void(DatabaseConnection&)>& work);
 
-    std::string m_file;
-    std::mutex m_writing;
-    std::unique_ptr<DatabaseConnection> m_writer; // guarded by m_writing
-    std::mutex m_lending;
-    std::vector<std::unique_ptr<DatabaseConnection>> m_idle; // guarded by m_lending
+    std::unique_ptr<Engine> m_engine;
+    std::mutex m_mutex;
     std::condition_variable m_turnEnded;
-    std::size_t m_turns = 0; // guarded by m_lending
+    std::size_t m_turns = 0; // guarded by m_mutex
 };
 
 } // namespace kinloomd

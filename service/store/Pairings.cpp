@@ -109,10 +109,9 @@ Pairing addPairing(DatabaseConnection& connection, const std::string& keyHash, c
     do
         added.userCode = newUserCode();
     while (findPairingByCode(connection, added.userCode));
-    Query(connection, Sql::PAIRING_ADD)
-        .bind(keyHash, added.userCode, added.name, added.address, network, added.expires, added.pause)
-        .run();
-    added.id = connection.raw().getLastInsertRowid();
+    Query query(connection, Sql::PAIRING_ADD);
+    query.bind(keyHash, added.userCode, added.name, added.address, network, added.expires, added.pause).step();
+    added.id = query.integer(0);
     return added;
 }
 

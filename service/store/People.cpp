@@ -59,8 +59,9 @@ Person readPerson(const Query& query, int firstColumn)
 
 Id addEntity(DatabaseConnection& connection, EntityKind kind)
 {
-    Query(connection, Sql::ENTITY_ADD).bind(static_cast<int>(kind)).run();
-    return connection.raw().getLastInsertRowid();
+    Query query(connection, Sql::ENTITY_ADD);
+    query.bind(static_cast<int>(kind)).step();
+    return query.integer(0);
 }
 
 EntityKind kindOf(DatabaseConnection& connection, Id id)
@@ -132,7 +133,7 @@ bool shareGroup(DatabaseConnection& connection, Id person, Id other)
 {
     Query query(connection, Sql::PERSON_SHARES_GROUP);
     query.bind(person, other);
-    return query.step() && query.integer(0) != 0;
+    return query.step();
 }
 
 PersonUsage usageOf(DatabaseConnection& connection, Id person)

@@ -47,8 +47,9 @@ std::string hashOfKey(std::string_view key) { return toHex(sha256(key)); }
 Id addSession(DatabaseConnection& connection, Id person, const std::string& keyHash, const std::string& name,
               const std::string& address)
 {
-    Query(connection, Sql::SESSION_ADD).bind(person, keyHash, name, address, now()).run();
-    return connection.raw().getLastInsertRowid();
+    Query query(connection, Sql::SESSION_ADD);
+    query.bind(person, keyHash, name, address, now()).step();
+    return query.integer(0);
 }
 
 std::optional<Session> findSession(DatabaseConnection& connection, const std::string& keyHash)

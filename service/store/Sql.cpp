@@ -40,6 +40,15 @@ static_assert(isDigitOf(KIND_PERSON, TrashKind::PERSON) && isDigitOf(KIND_GROUP,
 static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO, ContentType::VIDEO) &&
               isDigitOf(TYPE_MUSIC, ContentType::MUSIC));
 
+// A truth as a number.
+#define IS(value, other) "CASE WHEN " value " = " other " THEN 1 ELSE 0 END"
+
+// The totals of a group, with some contents of one type more.
+#define GROUP_COUNTS(type, step)                                                                                                   \
+    "total_count = total_count + " step ", photo_count = photo_count + " step                                                      \
+    " * " IS(type, TYPE_PHOTO) ", video_count = video_count + " step                                                               \
+                               " * " IS(type, TYPE_VIDEO) ", audio_count = audio_count + " step " * " IS(type, TYPE_MUSIC)
+
 // What one record of each kind is read from; the readers of the families name the columns in the same order.
 #define GROUP_COLUMNS                                                                                                              \
     "f.id, f.name, f.description, f.created, f.total_count, f.photo_count, f.audio_count, f.video_count, f.comment_count, "        \
@@ -79,10 +88,11 @@ static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO,
 
 constexpr SqlEntry STATEMENTS[] = {
     {Sql::SETTING_GET, false, "SELECT value FROM setting WHERE name = ?1"},
-    {Sql::SETTING_SET, false, "INSERT OR IGNORE INTO setting (name, value) VALUES (?1, ?2)"},
-    {Sql::SETTING_CHANGE, false, "INSERT OR REPLACE INTO setting (name, value) VALUES (?1, ?2)"},
+    {Sql::SETTING_SET, false, "INSERT INTO setting (name, value) VALUES (?1, ?2) ON CONFLICT DO NOTHING"},
+    {Sql::SETTING_CHANGE, false,
+     "INSERT INTO setting (name, value) VALUES (?1, ?2) ON CONFLICT (name) DO UPDATE SET value = excluded.value"},
     {Sql::SETTING_REMOVE, false, "DELETE FROM setting WHERE name = ?1"},
-    {Sql::ENTITY_ADD, false, "INSERT INTO entity (kind) VALUES (?1)"},
+    {Sql::ENTITY_ADD, false, "INSERT INTO entity (kind) VALUES (?1) RETURNING id"},
     {Sql::ENTITY_KIND, false, "SELECT kind FROM entity WHERE id = ?1"},
 
     {Sql::PERSON_ADD, false, "INSERT INTO person (id, name, phone, created) VALUES (?1, ?2, ?3, ?4)"},
@@ -94,13 +104,13 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::PERSON_SET_IMAGE, false, "UPDATE person SET image = ?2 WHERE id = ?1"},
     {Sql::PERSON_RENAME, false, "UPDATE person SET name = ?2 WHERE id = ?1"},
     {Sql::PERSON_SHARES_GROUP, false,
-     "SELECT EXISTS (SELECT 1 FROM member a CROSS JOIN member b ON b.person_id = ?2 AND b.group_id = a.group_id "
-     "WHERE a.person_id = ?1)"},
+     "SELECT 1 FROM member a CROSS JOIN member b ON b.person_id = ?2 AND b.group_id = a.group_id WHERE a.person_id = ?1 LIMIT 1"},
     {Sql::PERSON_USAGE, false,
      "SELECT (SELECT count(*) FROM device WHERE person_id = ?1 AND removed = 0), "
      "(SELECT count(*) FROM content WHERE creator_id = ?1 AND state = " STATE_STORED
      "), (SELECT count(*) FROM comment WHERE author_id = ?1 AND trashed = 0)"},
     {Sql::PERSON_USED_BYTES, false, "SELECT used_bytes FROM person WHERE id = ?1"},
+    {Sql::PERSON_USES_BYTES, false, "UPDATE person SET used_bytes = used_bytes + ?2 WHERE id = ?1"},
 
     {Sql::DEVICE_ADD, false,
      "INSERT INTO device (person_id, duid, app_id, token_hash, created, name) VALUES (?1, ?2, ?3, ?4, ?5, ?6)"},
@@ -108,7 +118,7 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::DEVICE_BY_DUID, false,
      "SELECT d.duid, d.removed + p.removed, d.id, d.app_id, d.token_hash, d.signed_in, d.registered, p.id, p.name, p.image, "
      "p.phone, p.created FROM device d CROSS JOIN person p ON p.id = d.person_id "
-     "WHERE d.id = max(ifnull((SELECT id FROM device WHERE duid = ?1), 0), (SELECT min(id) FROM device))"},
+     "WHERE d.id = max(coalesce((SELECT id FROM device WHERE duid = ?1), 0), (SELECT min(id) FROM device))"},
     {Sql::DEVICE_LIST, true,
      "SELECT " DEVICE_COLUMNS " FROM device d CROSS JOIN person p ON p.id = d.person_id "
      "WHERE d.removed = 0 AND p.removed = 0 ORDER BY d.id"},
@@ -120,7 +130,8 @@ constexpr SqlEntry STATEMENTS[] = {
      "WHERE d.person_id = ?1 AND d.removed = 0 ORDER BY d.id"},
     {Sql::DEVICE_REGISTERED, false, "UPDATE device SET registered = ?2 WHERE id = ?1 AND registered IS NULL"},
     {Sql::DEVICE_SIGNED_IN, false, "UPDATE device SET signed_in = ?2 WHERE id = ?1"},
-    {Sql::SIGNER_ADD, false, "INSERT OR REPLACE INTO signer (address, duid, at) VALUES (?1, ?2, ?3)"},
+    {Sql::SIGNER_ADD, false,
+     "INSERT INTO signer (address, duid, at) VALUES (?1, ?2, ?3) ON CONFLICT (address, duid) DO UPDATE SET at = excluded.at"},
     {Sql::SIGNER_LIST, true, "SELECT address, duid, at FROM signer ORDER BY at"},
     {Sql::SIGNERS_FORGET, true, "DELETE FROM signer"},
 
@@ -136,7 +147,8 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::GROUP_LIST_ALL, true,
      "SELECT " GROUP_COLUMNS " FROM family f CROSS JOIN person p ON p.id = f.master_id WHERE f.trashed = 0 ORDER BY f.id"},
     {Sql::GROUP_ROLE, false,
-     "SELECT f.master_id = ?2 FROM family f CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id WHERE f.id = ?1"},
+     "SELECT " IS("f.master_id",
+                  "?2") " FROM family f CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id WHERE f.id = ?1"},
     {Sql::GROUP_USED, false, "UPDATE member SET used = ?2 WHERE group_id = ?1"},
     {Sql::GROUP_NEW_EPOCH, false, "UPDATE family SET media_epoch = media_epoch + 1 WHERE id = ?1"},
     {Sql::GROUP_EPOCH, false, "SELECT media_epoch FROM family WHERE id = ?1"},
@@ -152,7 +164,7 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::SHARED_GROUPS_BY_CREATION, false, SHARED_GROUP_PAGE("m.created DESC, m.group_id DESC")},
     {Sql::SHARED_GROUPS_BY_USE, false, SHARED_GROUP_PAGE("m.used DESC, m.group_id DESC")},
     {Sql::MEMBER_ADD, false,
-     "INSERT OR IGNORE INTO member (person_id, group_id, name_key, created, used) VALUES (?1, ?2, ?3, ?4, ?5)"},
+     "INSERT INTO member (person_id, group_id, name_key, created, used) VALUES (?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING"},
     {Sql::MEMBER_REMOVE, false, "DELETE FROM member WHERE person_id = ?1 AND group_id = ?2"},
     {Sql::MEMBERS_OF_GROUP, false,
      "SELECT p.id, p.name, p.image, p.phone, p.created FROM member m CROSS JOIN person p ON p.id = m.person_id "
@@ -168,17 +180,18 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::SLOTS_EXPIRE, false, "DELETE FROM content WHERE state = " STATE_RESERVED " AND reserved < ?1"},
     {Sql::SLOTS_OF_PERSON, false, "SELECT count(*) FROM content WHERE creator_id = ?1 AND state = " STATE_RESERVED},
     {Sql::SLOT_DROP, false, "DELETE FROM content WHERE id = ?1 AND state = " STATE_RESERVED},
+    // The time of an upload is the present, but later than all uploads to the group before it even when a clock was set back, so
+    // that a feed that is read by time never overlooks one.
+    {Sql::UPLOAD_COUNTED, false,
+     "UPDATE family SET " GROUP_COUNTS(
+         "?2", "1") ", last_upload = max(?3, last_upload + 1) WHERE id = ?1 AND trashed = 0 "
+                    "AND EXISTS (SELECT 1 FROM content c WHERE c.id = ?4 AND c.state = " STATE_RESERVED ") RETURNING last_upload"},
     {Sql::CONTENT_COMMIT, false,
      "UPDATE content SET state = " STATE_STORED
      ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8, thumbnails = ?9, "
-     "digest = ?10, device_id = ?11 WHERE id = ?1 AND state = " STATE_RESERVED
-     " AND EXISTS (SELECT 1 FROM family f WHERE f.id = content.group_id AND f.trashed = 0)"},
-    {Sql::CONTENT_LATEST_UPLOAD, false,
-     "SELECT uploaded FROM content WHERE group_id = ?1 AND state = " STATE_STORED " ORDER BY uploaded DESC LIMIT 1"},
+     "digest = ?10, device_id = ?11 WHERE id = ?1 AND state = " STATE_RESERVED " RETURNING creator_id"},
     {Sql::CONTENT_COUNTED, false,
-     "UPDATE family SET total_count = total_count + ?4, photo_count = photo_count + ?4 * (?2 = " TYPE_PHOTO "), "
-     "video_count = video_count + ?4 * (?2 = " TYPE_VIDEO "), audio_count = audio_count + ?4 * (?2 = " TYPE_MUSIC
-     "), comment_count = comment_count + ?4 * ?3 WHERE id = ?1"},
+     "UPDATE family SET " GROUP_COUNTS("?2", "?4") ", comment_count = comment_count + ?4 * ?3 WHERE id = ?1"},
     {Sql::CONTENT_BY_ID, false,
      "SELECT " CONTENT_COLUMNS ", p.phone, p.created, f.media_epoch FROM content c CROSS JOIN person p ON p.id = c.creator_id "
      "CROSS JOIN family f ON f.id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED " AND f.trashed = 0"},
@@ -187,8 +200,10 @@ constexpr SqlEntry STATEMENTS[] = {
      "WHERE c.id = ?1 AND c.state = " STATE_STORED " AND f.trashed = 0"},
     {Sql::CONTENT_FILE, false, "SELECT format, size FROM content WHERE id = ?1 AND state IN (" STATE_STORED ", " STATE_TRASHED ")"},
     {Sql::CONTENT_ROLE, false,
-     "SELECT c.group_id, f.master_id = ?2, c.creator_id = ?2 FROM content c CROSS JOIN family f ON f.id = c.group_id "
-     "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
+     "SELECT c.group_id, " IS("f.master_id", "?2") ", " IS(
+         "c.creator_id",
+         "?2") " FROM content c CROSS JOIN family f ON f.id = c.group_id "
+               "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
     {Sql::CONTENT_MARKER, false,
      "SELECT created, uploaded FROM content WHERE id = ?1 AND group_id = ?2 AND state <> " STATE_RESERVED},
     {Sql::CONTENT_KEPT_IDS, true, "SELECT id FROM content WHERE state IN (" STATE_STORED ", " STATE_TRASHED ") ORDER BY id"},
@@ -235,10 +250,12 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::COMMENT_BY_ID, false,
      "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id WHERE k.id = ?1 AND k.trashed = 0"},
     {Sql::COMMENT_ROLE, false,
-     "SELECT c.group_id, f.master_id = ?2, k.author_id = ?2, k.content_id FROM comment k CROSS JOIN content c ON c.id = "
-     "k.content_id "
-     "CROSS JOIN family f ON f.id = c.group_id CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id "
-     "WHERE k.id = ?1 AND k.trashed = 0 AND c.state = " STATE_STORED},
+     "SELECT c.group_id, " IS("f.master_id", "?2") ", " IS(
+         "k.author_id",
+         "?2") ", k.content_id FROM comment k CROSS JOIN content c ON c.id = "
+               "k.content_id "
+               "CROSS JOIN family f ON f.id = c.group_id CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id "
+               "WHERE k.id = ?1 AND k.trashed = 0 AND c.state = " STATE_STORED},
     {Sql::COMMENTS_OF_CONTENT, false,
      "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id "
      "WHERE k.content_id = ?1 AND k.trashed = 0 AND k.id > ?2 ORDER BY k.id LIMIT ?3 OFFSET ?4"},
@@ -257,7 +274,7 @@ constexpr SqlEntry STATEMENTS[] = {
      "ORDER BY e.id"},
 
     {Sql::SESSION_ADD, false,
-     "INSERT INTO session (person_id, key_hash, name, address, created, used) VALUES (?1, ?2, ?3, ?4, ?5, ?5)"},
+     "INSERT INTO session (person_id, key_hash, name, address, created, used) VALUES (?1, ?2, ?3, ?4, ?5, ?5) RETURNING id"},
     {Sql::SESSION_BY_KEY, false,
      "SELECT " SESSION_COLUMNS ", s.key_hash FROM session s CROSS JOIN person p ON p.id = s.person_id "
      "WHERE s.key_hash = ?1 AND s.used > ?2 AND p.removed = 0"},
@@ -288,7 +305,8 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::INVITATIONS_FORGET, false, "DELETE FROM invitation WHERE expires < ?1"},
 
     {Sql::PAIRING_ADD, false,
-     "INSERT INTO pairing (key_hash, user_code, name, address, network, expires, pause) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)"},
+     "INSERT INTO pairing (key_hash, user_code, name, address, network, expires, pause) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) "
+     "RETURNING id"},
     {Sql::PAIRING_BY_KEY, false, "SELECT " PAIRING_COLUMNS "WHERE key_hash = ?1 AND state <> " PAIRING_DONE},
     {Sql::PAIRING_BY_CODE, false, "SELECT " PAIRING_COLUMNS "WHERE user_code = ?1"},
     // Of two who decide at the same time, one does.
@@ -318,7 +336,7 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::TRASH_ADD, false,
      "INSERT INTO trash (kind, thing_id, group_id, content_id, by_id, at) "
-     "VALUES (?1, ?2, nullif(?3, 0), nullif(?4, 0), nullif(?5, 0), ?6)"},
+     "VALUES (?1, ?2, nullif(?3, 0), nullif(?4, 0), nullif(?5, 0), ?6) RETURNING id"},
     {Sql::TRASH_GET, false, "SELECT " TRASH_COLUMNS "WHERE t.id = ?1"},
     {Sql::TRASH_LIST, true, "SELECT " TRASH_COLUMNS "ORDER BY t.id"},
     {Sql::TRASH_OLDEST, false, "SELECT " TRASH_COLUMNS "WHERE t.at < ?1 ORDER BY t.at, t.id LIMIT 1"},
@@ -346,10 +364,10 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::MEMBERS_REMOVE_OF_GROUP, false, "DELETE FROM member WHERE group_id = ?1"},
     {Sql::MEMBERS_REMOVE_OF_PERSON, false, "DELETE FROM member WHERE person_id = ?1"},
     {Sql::SET_ASIDE_GIVE_BACK, false,
-     "INSERT OR IGNORE INTO member (person_id, group_id, name_key, created, used) "
+     "INSERT INTO member (person_id, group_id, name_key, created, used) "
      "SELECT s.person_id, s.group_id, s.name_key, s.created, s.used FROM set_aside s "
      "CROSS JOIN family f ON f.id = s.group_id CROSS JOIN person p ON p.id = s.person_id "
-     "WHERE s.trash_id = ?1 AND f.trashed = 0 AND p.removed = 0"},
+     "WHERE s.trash_id = ?1 AND f.trashed = 0 AND p.removed = 0 ON CONFLICT DO NOTHING"},
     {Sql::SET_ASIDE_REMOVE, false,
      "DELETE FROM set_aside WHERE trash_id = ?1 AND EXISTS (SELECT 1 FROM family f WHERE f.id = group_id AND f.trashed = 0) "
      "AND EXISTS (SELECT 1 FROM person p WHERE p.id = person_id AND p.removed = 0)"},
@@ -362,10 +380,13 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::GROUP_SOME_CONTENTS, false, "SELECT id FROM content WHERE group_id = ?1 LIMIT ?2"},
     {Sql::GROUP_DELETE, false, "DELETE FROM family WHERE id = ?1"},
-    {Sql::CONTENT_DELETE, false, "DELETE FROM content WHERE id = ?1"},
+    {Sql::CONTENT_DELETE, false,
+     "DELETE FROM content WHERE id = ?1 "
+     "RETURNING creator_id, CASE WHEN state IN (" STATE_RESERVED ", " STATE_DELETED ") THEN 0 ELSE size END"},
     {Sql::CONTENT_FORGET, false,
      "UPDATE content SET state = " STATE_DELETED
-     ", description = '', file_name = '', comment_count = 0 WHERE id = ?1 AND state = " STATE_TRASHED},
+     ", description = '', file_name = '', comment_count = 0 WHERE id = ?1 AND state = " STATE_TRASHED
+     " RETURNING creator_id, size"},
     {Sql::COMMENT_DELETE, false, "DELETE FROM comment WHERE id = ?1"},
     {Sql::COMMENTS_DELETE_OF_CONTENT, false,
      "DELETE FROM comment WHERE id IN (SELECT id FROM comment WHERE content_id = ?1 LIMIT ?2)"},
@@ -390,14 +411,17 @@ constexpr SqlEntry STATEMENTS[] = {
      " AND f.trashed = 0), "
      "(SELECT coalesce(sum(comment_count), 0) FROM family WHERE trashed = 0), (SELECT count(*) FROM trash)"},
     {Sql::CHECK_GROUP_TOTALS, true,
-     "SELECT f.id FROM family f LEFT JOIN (SELECT group_id, count(*) AS total, sum(type = " TYPE_PHOTO
-     ") AS photo, sum(type = " TYPE_VIDEO ") AS video, "
-     "sum(type = " TYPE_MUSIC ") AS audio, sum(comment_count) AS comments FROM content WHERE state = " STATE_STORED
-     " GROUP BY group_id) t "
-     "ON t.group_id = f.id WHERE f.trashed <> 2 AND (f.total_count <> coalesce(t.total, 0) OR f.photo_count <> coalesce(t.photo, "
-     "0) "
-     "OR f.video_count <> coalesce(t.video, 0) OR f.audio_count <> coalesce(t.audio, 0) "
-     "OR f.comment_count <> coalesce(t.comments, 0)) ORDER BY f.id"},
+     "SELECT f.id FROM family f LEFT JOIN (SELECT group_id, count(*) AS total, sum(" IS("type", TYPE_PHOTO) ") AS photo, sum(" IS(
+         "type",
+         TYPE_VIDEO) ") AS video, "
+                     "sum(" IS("type",
+                               TYPE_MUSIC) ") AS audio, sum(comment_count) AS comments FROM content WHERE state = " STATE_STORED
+                                           " GROUP BY group_id) t "
+                                           "ON t.group_id = f.id WHERE f.trashed <> 2 AND (f.total_count <> coalesce(t.total, 0) "
+                                           "OR f.photo_count <> coalesce(t.photo, "
+                                           "0) "
+                                           "OR f.video_count <> coalesce(t.video, 0) OR f.audio_count <> coalesce(t.audio, 0) "
+                                           "OR f.comment_count <> coalesce(t.comments, 0)) ORDER BY f.id"},
     {Sql::CHECK_COMMENT_COUNTS, true,
      "SELECT c.id FROM content c LEFT JOIN (SELECT content_id, count(*) AS total FROM comment WHERE trashed = 0 GROUP BY "
      "content_id) t "
@@ -408,7 +432,6 @@ constexpr SqlEntry STATEMENTS[] = {
      "WHERE state NOT IN (" STATE_RESERVED ", " STATE_DELETED ") GROUP BY creator_id) t "
      "ON t.creator_id = p.id WHERE p.used_bytes <> coalesce(t.total, 0) ORDER BY p.id"},
     {Sql::CHECK_UNDECODABLE, true, "SELECT id FROM content WHERE thumbnails = 2 AND state = " STATE_STORED " ORDER BY id"},
-    {Sql::DATABASE_COPY, true, "VACUUM INTO ?1"},
 };
 
 /// \return whether each statement stands at the place of its name.

@@ -26,6 +26,7 @@ enum class Sql : std::size_t {
     PERSON_SHARES_GROUP,
     PERSON_USAGE,
     PERSON_USED_BYTES,
+    PERSON_USES_BYTES,
 
     DEVICE_ADD,
     DEVICE_BY_DUID,
@@ -66,8 +67,8 @@ enum class Sql : std::size_t {
     SLOTS_EXPIRE,
     SLOTS_OF_PERSON,
     SLOT_DROP,
+    UPLOAD_COUNTED,
     CONTENT_COMMIT,
-    CONTENT_LATEST_UPLOAD,
     CONTENT_COUNTED,
     CONTENT_BY_ID,
     CONTENT_MEDIA,
@@ -199,7 +200,6 @@ enum class Sql : std::size_t {
     CHECK_COMMENT_COUNTS,
     CHECK_USED_BYTES,
     CHECK_UNDECODABLE,
-    DATABASE_COPY,
 
     COUNT,
 };

@@ -6,6 +6,11 @@
 #include "store/Contents.h"
 #include "store/People.h"
 
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <utility>
+
 namespace kinloomd {
 
 namespace {
@@ -68,8 +73,9 @@ struct Place {
 /// \return the entry's number.
 Id addEntry(DatabaseConnection& connection, TrashKind kind, Id thing, const Place& place, Id by)
 {
-    Query(connection, Sql::TRASH_ADD).bind(static_cast<int>(kind), thing, place.group, place.content, by, now()).run();
-    return connection.raw().getLastInsertRowid();
+    Query query(connection, Sql::TRASH_ADD);
+    query.bind(static_cast<int>(kind), thing, place.group, place.content, by, now()).step();
+    return query.integer(0);
 }
 
 bool mark(DatabaseConnection& connection, Sql sql, Id thing, int from, int to)
@@ -177,6 +183,27 @@ bool purgeComments(DatabaseConnection& connection, Id content, int& most)
     return most > 0;
 }
 
+/// Runs a statement that takes the file from a content. \return whose room it gives back, and how much.
+std::pair<Id, std::int64_t> takeFile(DatabaseConnection& connection, Sql sql, Id content)
+{
+    Query query(connection, sql);
+    if (!query.bind(content).step())
+        return {0, 0};
+    return {query.integer(0), query.integer(1)};
+}
+
+/// Deletes contents that have no comments any more.
+void deleteContents(DatabaseConnection& connection, const std::vector<Id>& contents)
+{
+    std::map<Id, std::int64_t> room;
+    for (const Id content : contents) {
+        const auto [person, bytes] = takeFile(connection, Sql::CONTENT_DELETE, content);
+        room[person] += bytes;
+    }
+    for (const auto& [person, bytes] : room)
+        countBytes(connection, person, -bytes);
+}
+
 void purgeGroup(DatabaseConnection& connection, const TrashEntry& entry, Purged& purged)
 {
     mark(connection, Sql::GROUP_MARK, entry.thing, TRASHED, GOING);
@@ -188,13 +215,10 @@ void purgeGroup(DatabaseConnection& connection, const TrashEntry& entry, Purged&
             some.push_back(query.integer(0));
     }
     int comments = COMMENTS_AT_ONCE;
-    for (const Id content : some) {
-        if (!purgeComments(connection, content, comments))
-            return;
-        Query(connection, Sql::CONTENT_DELETE).bind(content).run();
-        purged.contents.push_back(content);
-    }
-    purged.whole = some.size() < CONTENTS_AT_ONCE;
+    std::copy_if(some.begin(), some.end(), std::back_inserter(purged.contents),
+                 [&](Id content) { return comments > 0 && purgeComments(connection, content, comments); });
+    deleteContents(connection, purged.contents);
+    purged.whole = purged.contents.size() == some.size() && some.size() < CONTENTS_AT_ONCE;
     if (purged.whole)
         Query(connection, Sql::GROUP_DELETE).bind(entry.thing).run();
 }
@@ -202,7 +226,9 @@ void purgeGroup(DatabaseConnection& connection, const TrashEntry& entry, Purged&
 /// The place of the content in its group's feeds stays, for those who page from it.
 void purgeContent(DatabaseConnection& connection, const TrashEntry& entry, Purged& purged)
 {
-    Query(connection, Sql::CONTENT_FORGET).bind(entry.thing).run();
+    const auto [person, bytes] = takeFile(connection, Sql::CONTENT_FORGET, entry.thing);
+    if (person != 0)
+        countBytes(connection, person, -bytes);
     int comments = COMMENTS_AT_ONCE;
     purged.whole = purgeComments(connection, entry.thing, comments);
     if (!purged.whole)
@@ -331,7 +357,6 @@ Obstacle restoreTrash(DatabaseConnection& connection, const TrashEntry& entry)
 
 Purged purgeSome(DatabaseConnection& connection, const TrashEntry& entry)
 {
-    Transaction transaction(connection);
     Purged purged;
     // Someone else may have brought it back, or deleted it, since it was looked at.
     if (!findTrash(connection, entry.id)) {
@@ -360,7 +385,6 @@ Purged purgeSome(DatabaseConnection& connection, const TrashEntry& entry)
     }
     if (purged.whole)
         Query(connection, Sql::TRASH_REMOVE).bind(entry.id).run();
-    transaction.commit();
     return purged;
 }
 

@@ -60,8 +60,8 @@ enum class Obstacle {
 /// Brings a thing back as it was, as far as nothing is in the way. \return what is in the way.
 Obstacle restoreTrash(DatabaseConnection& connection, const TrashEntry& entry);
 
-/// Deletes some of what an entry holds for good, in a transaction of its own; a large group takes several. \return whether the
-/// entry is gone with that. The files of \p contents, and the picture \p image of the entry's person, can be removed then.
+/// Deletes some of what an entry holds for good; a large group takes several transactions. \return whether the entry is gone with
+/// that. The files of \p contents, and the picture \p image of the entry's person, can be removed then.
 struct Purged {
     bool whole = false;
     std::vector<Id> contents;

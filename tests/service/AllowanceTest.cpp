@@ -252,8 +252,7 @@ TEST_F(Allowance, IsCheckedByTheAdministratorsCommand)
     {
         kinloomd::Database database(m_data + "/kinloomd.db");
         const auto connection = database.write();
-        connection.operator kinloomd::DatabaseConnection&().raw().exec(
-            "UPDATE person SET used_bytes = used_bytes + 1 WHERE name = 'Anna'");
+        connection->execute("UPDATE person SET used_bytes = used_bytes + 1 WHERE name = 'Anna'");
     }
     const CommandResult result = command({"check"});
     EXPECT_EQ(result.exitCode, 3);

@@ -6,6 +6,7 @@
 #include "operations/Service.h"
 #include "store/People.h"
 #include "store/Trash.h"
+#include "store/sqlite/SqliteConnection.h"
 #include "wire/Authorization.h"
 
 #include "KinloomdProcess.h"
@@ -159,7 +160,9 @@ TEST_F(EqualWork, IsDoneForDevicesThatWereRemoved)
 int instructions(DatabaseConnection& connection, const std::string& duid)
 {
     sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(connection.raw().getHandle(), textOf(Sql::DEVICE_BY_DUID), -1, &statement, nullptr), SQLITE_OK);
+    EXPECT_EQ(
+        sqlite3_prepare_v2(static_cast<SqliteConnection&>(connection).raw(), textOf(Sql::DEVICE_BY_DUID), -1, &statement, nullptr),
+        SQLITE_OK);
     sqlite3_bind_text(statement, 1, duid.c_str(), -1, SQLITE_STATIC);
     EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW);
     const int steps = sqlite3_stmt_status(statement, SQLITE_STMTSTATUS_VM_STEP, 0);

@@ -302,10 +302,9 @@ TEST_F(LongReply, LetsTheLogBeEmptiedBetweenTwoPieces)
     newGroup("another", anna.id);
     {
         const auto connection = database().write();
-        SQLite::Statement checkpoint(connection.operator DatabaseConnection&().raw(), "PRAGMA wal_checkpoint(TRUNCATE)");
-        ASSERT_TRUE(checkpoint.executeStep());
-        EXPECT_EQ(checkpoint.getColumn(0).getInt(), 0) << "a reader keeps the log";
-        EXPECT_EQ(checkpoint.getColumn(1).getInt(), 0) << "something is left in it";
+        const TextRows checkpoint = connection->execute("PRAGMA wal_checkpoint(TRUNCATE)");
+        EXPECT_EQ(checkpoint.at(0).at(0), "0") << "a reader keeps the log";
+        EXPECT_EQ(checkpoint.at(0).at(1), "0") << "something is left in it";
     }
     while (readSome(sourceOf(reply), document)) {
     }
@@ -353,7 +352,7 @@ TEST_F(LongReply, BreaksOffWhenTheDatabaseFails)
     Reply reply = feed("search_before=latest&search_count=1000", anna);
     {
         const auto connection = database().write();
-        connection.operator DatabaseConnection&().raw().exec("DROP TABLE content");
+        connection->execute("DROP TABLE content");
     }
     EXPECT_EQ(endOf(sourceOf(reply)), httpd::BodySource::BROKEN);
     EXPECT_EQ(endOf(sourceOf(reply)), httpd::BodySource::BROKEN) << "it never ends well after that";

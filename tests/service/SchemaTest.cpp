@@ -8,6 +8,7 @@
 #include "FirstTables.h"
 #include "KinloomdProcess.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -104,7 +105,7 @@ TEST_F(Schema, OfTheFirstVersionTakesWhatTheNewOneAllows)
     EXPECT_EQ(findPeopleByName(connection, "Anna").size(), 2U);
     addDevice(connection, other.id, "new", "app", "token");
     EXPECT_GT(findDevice(connection, "new")->id, 7);
-    EXPECT_THROW(addDevice(connection, 999, "nobody's", "app", "token"), SQLite::Exception) << "references are watched again";
+    EXPECT_THROW(addDevice(connection, 999, "nobody's", "app", "token"), DatabaseError) << "references are watched again";
 }
 
 TEST_F(Schema, OfTheFirstVersionCountsTheBytesThatAreThere)
@@ -121,6 +122,21 @@ TEST_F(Schema, OfTheFirstVersionCountsTheBytesThatAreThere)
     EXPECT_EQ(usedBytes(connection, 2), 10);
     EXPECT_TRUE(purgeSome(connection, listTrash(connection).at(0)).whole);
     EXPECT_EQ(usedBytes(connection, 2), 0);
+}
+
+TEST_F(Schema, OfTheFirstVersionKnowsTheLastUpload)
+{
+    // A clock that was ahead once: what comes now comes later all the same.
+    constexpr Millis AHEAD = 99'999'999'999'999;
+    makeFirst("UPDATE content SET uploaded = " + std::to_string(AHEAD) + " WHERE id = 7;");
+    Database database(m_folder / "test.db");
+    const auto connection = database.write();
+    Slot slot;
+    slot.group = 3;
+    slot.id = addSlot(connection, 3, 1, ContentType::PHOTO, std::nullopt, "");
+    EXPECT_TRUE(commitUpload(connection, slot, {"a.jpg", Format::JPEG, 10, 2, 3, std::nullopt}));
+    EXPECT_EQ(findContent(connection, slot.id)->uploaded, AHEAD + 1);
+    EXPECT_TRUE(connection->execute("SELECT 1 FROM sqlite_master WHERE type = 'trigger'").empty());
 }
 
 TEST_F(Schema, OfADamagedDatabaseIsLeftAsItIs)

@@ -34,7 +34,7 @@ protected:
     void run(const std::string& sql)
     {
         const auto connection = m_database.write();
-        connection.operator DatabaseConnection&().raw().exec(sql);
+        connection->execute(sql);
     }
     Id addPersonNamed(const std::string& name)
     {
@@ -111,9 +111,7 @@ TEST_F(SignIns, ThatHaveEndedAreForgotten)
     EXPECT_TRUE(findSession(connection, "new"));
     EXPECT_EQ(countGuesses(connection, anna, "n", -1).all, 1);
     for (const char* table : {"session", "invitation", "pairing", "guess"}) {
-        SQLite::Statement count(connection.operator DatabaseConnection&().raw(), std::string("SELECT count(*) FROM ") + table);
-        count.executeStep();
-        EXPECT_EQ(count.getColumn(0).getInt(), 1) << table;
+        EXPECT_EQ(connection->execute(std::string("SELECT count(*) FROM ") + table), TextRows{{"1"}}) << table;
     }
 }
 

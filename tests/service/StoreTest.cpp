@@ -118,7 +118,7 @@ TEST_F(Store, KeepsTokensAsHashesOnly)
     {
         const auto connection = m_database.write();
         addDevice(connection, anna.id, "device", "app", "very-secret-token");
-        connection.operator DatabaseConnection&().raw().exec("PRAGMA wal_checkpoint(TRUNCATE)");
+        connection->execute("PRAGMA wal_checkpoint(TRUNCATE)");
     }
     const auto connection = m_database.read();
     EXPECT_EQ(findDevice(connection, "device")->person.name, "Anna");
@@ -136,6 +136,19 @@ TEST_F(Store, UndoesATransactionThatIsNotCommitted)
     EXPECT_THAT(findPeopleByName(connection, "Nobody"), IsEmpty());
 }
 
+TEST_F(Store, DoesAChangeWholeOrNotAtAll)
+{
+    const Id anna = m_database.change([](DatabaseConnection& connection) { return addPerson(connection, "Anna", "").id; });
+    const auto failing = [&](DatabaseConnection& connection) {
+        renamePerson(connection, anna, "Nobody");
+        throw std::runtime_error("it fails");
+    };
+    EXPECT_THROW(m_database.change(failing), std::runtime_error);
+    const auto breaking = [](DatabaseConnection& connection) { addDevice(connection, 999, "nobody's", "app", "token"); };
+    EXPECT_THROW(m_database.change(breaking), DatabaseError);
+    m_database.change([&](DatabaseConnection& connection) { EXPECT_EQ(findPerson(connection, anna)->name, "Anna"); });
+}
+
 TEST_F(Store, OpensWhatItHasWritten)
 {
     newPerson("Anna");
@@ -148,7 +161,7 @@ TEST_F(Store, RefusesADatabaseOfANewerProgram)
 {
     {
         const auto connection = m_database.write();
-        connection.operator DatabaseConnection&().raw().exec("PRAGMA user_version = 999");
+        connection->execute("PRAGMA user_version = 999");
     }
     EXPECT_THROW(Database(m_folder / "test.db"), std::runtime_error);
 }
@@ -556,9 +569,8 @@ TEST_P(Statement, FindsItsRowsThroughAnIndex)
 {
     const auto sql = static_cast<Sql>(GetParam());
     const auto connection = m_database.write();
-    SQLite::Statement plan(connection.operator DatabaseConnection&().raw(), std::string("EXPLAIN QUERY PLAN ") + textOf(sql));
-    while (plan.executeStep()) {
-        const std::string step = plan.getColumn(3).getString();
+    for (const auto& row : connection->execute(std::string("EXPLAIN QUERY PLAN ") + textOf(sql))) {
+        const std::string& step = row.at(3);
         if (entryOf(sql).wholeTable)
             continue;
         const bool scan = step.compare(0, 5, "SCAN ") == 0 && step.find("CONSTANT ROW") == std::string::npos;

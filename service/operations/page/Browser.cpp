@@ -136,8 +136,8 @@ Caller authenticateBrowser(Service& service, Request& request)
     if (!session)
         throw ServiceError(Failure::SIGNED_OUT);
     if (now() - session->used > USE_PRECISION || now() < session->used) {
-        const auto connection = service.database().write();
-        noteSessionUse(connection, session->id, request.head.address);
+        service.database().change(
+            [&](DatabaseConnection& connection) { noteSessionUse(connection, session->id, request.head.address); });
         request.cookie = renewedCookie(request.head);
     }
     Caller caller;

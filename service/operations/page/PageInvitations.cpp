@@ -48,23 +48,23 @@ const char* stateOf(DatabaseConnection& connection, const Invitation& invitation
 Person enter(Service& service, Request& request, const std::string& key)
 {
     const std::string sessionKey = newKey();
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const Invitation invitation = requireInvitation(connection, key);
-    const std::string_view state = stateOf(connection, invitation);
-    if (state != OPEN || !useInvitation(connection, invitation.id))
-        throw ServiceError(state == EXPIRED ? Failure::EXPIRED : Failure::USED);
-    const Person person =
-        invitation.person != 0 ? *findPerson(connection, invitation.person) : addPerson(connection, invitation.name, "");
-    if (invitation.group != 0)
-        addMember(connection, *findGroup(connection, invitation.group), person.id);
-    if (const std::string before = sessionKeyHash(request.head); !before.empty()) {
-        if (const auto session = findSession(connection, before))
-            endSession(connection, session->id, 0);
-    }
-    addSession(connection, person.id, hashOfKey(sessionKey), browserName(request.header("User-Agent").value_or("")),
-               request.head.address);
-    transaction.commit();
+    Person person = service.database().change([&](DatabaseConnection& connection) {
+        const Invitation invitation = requireInvitation(connection, key);
+        const std::string_view state = stateOf(connection, invitation);
+        if (state != OPEN || !useInvitation(connection, invitation.id))
+            throw ServiceError(state == EXPIRED ? Failure::EXPIRED : Failure::USED);
+        Person entered =
+            invitation.person != 0 ? *findPerson(connection, invitation.person) : addPerson(connection, invitation.name, "");
+        if (invitation.group != 0)
+            addMember(connection, *findGroup(connection, invitation.group), entered.id);
+        if (const std::string before = sessionKeyHash(request.head); !before.empty()) {
+            if (const auto session = findSession(connection, before))
+                endSession(connection, session->id, 0);
+        }
+        addSession(connection, entered.id, hashOfKey(sessionKey), browserName(request.header("User-Agent").value_or("")),
+                   request.head.address);
+        return entered;
+    });
     request.cookie = sessionCookie(sessionKey, request.head);
     return person;
 }
@@ -89,10 +89,7 @@ Reply handlePageInvite(Service& service, Request& request)
     invitation.group = group;
     invitation.inviter = caller;
     const std::string key = newKey();
-    Millis expires = 0;
-    {
-        const auto connection = service.database().write();
-        Transaction transaction(connection);
+    const Millis expires = service.database().change([&](DatabaseConnection& connection) {
         requirePermission(Action::INVITE, roleInGroup(connection, group, caller));
         if (foldForLikeness(invitation.name).empty())
             throw ServiceError(Failure::MISSING_PARAMETER, "Who is invited needs a name.");
@@ -102,9 +99,8 @@ Reply handlePageInvite(Service& service, Request& request)
         if (countInvitations(connection, caller) >= MOST_INVITATIONS)
             throw ServiceError(Failure::TOO_MANY_REQUESTS, "You have invited as many as can be waited for.",
                                static_cast<unsigned>(HOUR / 1000));
-        expires = addInvitation(connection, hashOfKey(key), invitation);
-        transaction.commit();
-    }
+        return addInvitation(connection, hashOfKey(key), invitation);
+    });
     const std::string url = service.options().ownAddress + std::string(INVITATION_PATH) + key;
     return jsonReply({{"url", url},
                       {"qr_svg", commandline::QrCode(url).svg()},

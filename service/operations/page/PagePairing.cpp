@@ -33,26 +33,34 @@ constexpr std::int64_t MOST_GUESSES_OF_PERSON = 10;
     throw ServiceError(Failure::TOO_MANY_REQUESTS, why, static_cast<unsigned>(time / 1000));
 }
 
-/// The device of the code in the request. Codes that no device shows are counted, whoever gives them in: beyond some of them not
-/// even a right one is looked at. Within a transaction, which is committed for them.
-Pairing requirePending(Transaction& transaction, DatabaseConnection& connection, const Request& request)
+/// The device of the code in the request; nothing for a code that no device shows. Such codes are counted, whoever gives them in:
+/// beyond some of them not even a right one is looked at. Within a transaction.
+std::optional<Pairing> findPending(DatabaseConnection& connection, const Request& request)
 {
     const Id person = request.caller.person.id;
     const std::string network = httpd::networkOf(request.head.address);
     const Guesses guesses = countGuesses(connection, person, network, now() - GUESS_TIME);
     if (guesses.ofPerson >= MOST_GUESSES_OF_PERSON || guesses.ofNetwork >= MOST_GUESSES_OF_NETWORK || guesses.all >= MOST_GUESSES)
         refuseTooMany("There were too many wrong codes. Try again in a quarter of an hour.", GUESS_TIME);
-    const auto pairing = findPairingByCode(connection, readUserCode(request.pieces[0]));
+    auto pairing = findPairingByCode(connection, readUserCode(request.pieces[0]));
     if (!pairing) {
         addGuess(connection, person, network);
-        transaction.commit();
-        throw ServiceError(Failure::WRONG_CODE);
+        return std::nullopt;
     }
     if (pairing->expires <= now())
         throw ServiceError(Failure::EXPIRED, "This code is no longer good. Let the device show a new one.");
     if (pairing->state != PairingState::PENDING)
         throw ServiceError(Failure::USED, "Somebody has decided on this device already.");
-    return *pairing;
+    return pairing;
+}
+
+/// \return the pairing that the work found. Throws WRONG_CODE when it found none: its guess is written down by then.
+template <typename Work> Pairing requirePending(Service& service, const Work& work)
+{
+    auto pairing = service.database().change(work);
+    if (!pairing)
+        throw ServiceError(Failure::WRONG_CODE);
+    return std::move(*pairing);
 }
 
 Reply tokenFailure(const char* error) { return jsonReply({{"error", error}}, 400); }
@@ -88,17 +96,14 @@ Reply handlePair(Service& service, Request& request)
     pairing.address = request.head.address;
     const std::string network = httpd::networkOf(request.head.address);
     const std::string deviceCode = newKey();
-    {
-        const auto connection = service.database().write();
-        Transaction transaction(connection);
+    pairing = service.database().change([&](DatabaseConnection& connection) {
         if (countPairings(connection, network) >= MOST_PENDING_OF_NETWORK)
             refuseTooMany("Too many devices of this address wait to be taken in.", PAIRING_TIME);
         if (countPairings(connection) >= MOST_PENDING)
             refuseTooMany("Too many devices wait to be taken in.", PAIRING_TIME);
         forgetPairings(connection);
-        pairing = addPairing(connection, hashOfKey(deviceCode), pairing, network);
-        transaction.commit();
-    }
+        return addPairing(connection, hashOfKey(deviceCode), pairing, network);
+    });
     const std::string shown = shownUserCode(pairing.userCode);
     const std::string address = service.options().ownAddress + std::string(PAIRING_PATH);
     return jsonReply({{"device_code", deviceCode},
@@ -114,21 +119,16 @@ Reply handlePairToken(Service& service, Request& request)
     const std::string_view code = request.form.get("device_code");
     if (code.empty())
         return tokenFailure("invalid_request");
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const auto pairing = findPairingByKey(connection, hashOfKey(code));
-    if (!pairing)
-        return tokenFailure("invalid_grant");
-    Reply reply = answerPoll(connection, *pairing);
-    transaction.commit();
-    return reply;
+    return service.database().change([&](DatabaseConnection& connection) {
+        const auto pairing = findPairingByKey(connection, hashOfKey(code));
+        return pairing ? answerPoll(connection, *pairing) : tokenFailure("invalid_grant");
+    });
 }
 
 Reply handlePagePairing(Service& service, Request& request)
 {
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const Pairing pairing = requirePending(transaction, connection, request);
+    const Pairing pairing =
+        requirePending(service, [&](DatabaseConnection& connection) { return findPending(connection, request); });
     return jsonReply({{"user_code", shownUserCode(pairing.userCode)},
                       {"device_name", pairing.name},
                       {"address", pairing.address},
@@ -142,13 +142,13 @@ Reply handlePagePairingDecide(Service& service, Request& request)
     if (approve == body.end() || !approve->is_boolean())
         throw ServiceError(Failure::MISSING_PARAMETER, "approve is neither true nor false.");
     const bool approved = approve->get<bool>();
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const Pairing pairing = requirePending(transaction, connection, request);
-    if (!decidePairing(connection, pairing.userCode, approved ? PairingState::APPROVED : PairingState::REFUSED,
-                       request.caller.person.id))
-        throw ServiceError(Failure::USED);
-    transaction.commit();
+    const PairingState state = approved ? PairingState::APPROVED : PairingState::REFUSED;
+    const Pairing pairing = requirePending(service, [&](DatabaseConnection& connection) {
+        auto found = findPending(connection, request);
+        if (found && !decidePairing(connection, found->userCode, state, request.caller.person.id))
+            throw ServiceError(Failure::USED);
+        return found;
+    });
     return jsonReply({{"approved", approved}, {"device_name", pairing.name}});
 }
 

@@ -27,11 +27,10 @@ Reply handlePageSession(Service& service, Request& request)
 Reply handlePageSessionEnd(Service& service, Request& request)
 {
     const Id session = requireId(request.pieces[0]);
-    {
-        const auto connection = service.database().write();
+    service.database().change([&](DatabaseConnection& connection) {
         const bool ended = endSession(connection, session, request.caller.person.id);
         requirePermission(Action::END_SIGN_IN, ended ? Role::AUTHOR : Role::STRANGER);
-    }
+    });
     Reply reply = jsonReply(Json::object());
     if (session == request.caller.session) {
         request.cookie = endedCookie(request.head);
@@ -57,12 +56,11 @@ Reply handlePageDevices(Service& service, Request& request)
 Reply handlePageDeviceEnd(Service& service, Request& request)
 {
     const std::string& duid = request.pieces[0];
-    const auto connection = service.database().write();
-    Transaction transaction(connection);
-    const bool own = isDeviceOf(connection, duid, request.caller.person.id);
-    requirePermission(Action::END_SIGN_IN, own ? Role::AUTHOR : Role::STRANGER);
-    trashDevice(connection, duid, request.caller.person.id);
-    transaction.commit();
+    service.database().change([&](DatabaseConnection& connection) {
+        const bool own = isDeviceOf(connection, duid, request.caller.person.id);
+        requirePermission(Action::END_SIGN_IN, own ? Role::AUTHOR : Role::STRANGER);
+        trashDevice(connection, duid, request.caller.person.id);
+    });
     return jsonReply(Json::object());
 }
 

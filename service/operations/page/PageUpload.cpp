@@ -53,8 +53,7 @@ public:
         if (m_filled)
             return;
         try {
-            const auto connection = m_service.database().write();
-            dropSlot(connection, m_slot);
+            m_service.database().change([this](DatabaseConnection& connection) { dropSlot(connection, m_slot); });
         } catch (const std::exception& error) {
             writeLog(Priority::WARNING, std::string("a place for an upload is kept for a while: ") + error.what());
         }

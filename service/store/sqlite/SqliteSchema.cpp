@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "store/Schema.h"
+#include "store/sqlite/SqliteSchema.h"
 
-#include "store/Database.h"
+#include "store/sqlite/SqliteConnection.h"
 
 #include <iterator>
+#include <sqlite3.h>
 #include <stdexcept>
 #include <string>
 
@@ -307,42 +308,53 @@ CREATE INDEX change_by_group ON change(group_id);
 CREATE INDEX change_by_age ON change(at);
 )sql";
 
+// Counted by the statements that change what is counted, and by nothing behind their back. The time of a group's last upload stands
+// with its totals, whatever becomes of that content.
+constexpr const char* COUNTS = R"sql(
+DROP TRIGGER content_added;
+DROP TRIGGER content_changed;
+DROP TRIGGER content_removed;
+
+ALTER TABLE family ADD COLUMN last_upload INTEGER NOT NULL DEFAULT 0;
+UPDATE family SET last_upload = (SELECT coalesce(max(uploaded), 0) FROM content WHERE group_id = family.id);
+)sql";
+
 /// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
 /// is.
 constexpr const char* STEPS[] = {
-    TABLES, TRASH, MEDIA, USED_BYTES, PAGE,
+    TABLES, TRASH, MEDIA, USED_BYTES, PAGE, COUNTS,
 };
 constexpr int VERSION = std::size(STEPS);
 
-int versionOf(DatabaseConnection& connection) { return connection.raw().execAndGet("PRAGMA user_version").getInt(); }
+int versionOf(SqliteConnection& connection) { return std::stoi(connection.execute("PRAGMA user_version").at(0).at(0)); }
 
 /// Lets steps build tables anew, which must not take along what refers to the old ones. Outside of transactions only: within one
 /// the setting does nothing.
 class LooseReferences {
 public:
-    explicit LooseReferences(DatabaseConnection& connection) : m_connection(connection)
+    explicit LooseReferences(SqliteConnection& connection) : m_connection(connection)
     {
-        connection.raw().exec("PRAGMA foreign_keys = OFF");
+        connection.execute("PRAGMA foreign_keys = OFF");
     }
     LooseReferences(const LooseReferences&) = delete;
     LooseReferences& operator=(const LooseReferences&) = delete;
-    ~LooseReferences() { m_connection.raw().tryExec("PRAGMA foreign_keys = ON"); }
+    ~LooseReferences() { sqlite3_exec(m_connection.raw(), "PRAGMA foreign_keys = ON", nullptr, nullptr, nullptr); }
 
 private:
-    DatabaseConnection& m_connection;
+    SqliteConnection& m_connection;
 };
 
-void requireReferences(DatabaseConnection& connection)
+void requireReferences(SqliteConnection& connection)
 {
-    SQLite::Statement check(connection.raw(), "PRAGMA foreign_key_check");
-    if (check.executeStep())
-        throw std::runtime_error("the database is damaged: a row of its table '" + check.getColumn(0).getString() +
+    const TextRows damaged = connection.execute("PRAGMA foreign_key_check");
+    if (!damaged.empty())
+        throw std::runtime_error("the database is damaged: a row of its table '" + damaged.front().front() +
                                  "' refers to nothing; it was left as it is");
 }
 
 } // namespace
 
-void prepareSchema(DatabaseConnection& connection)
+void prepareSchema(SqliteConnection& connection)
 {
     if (versionOf(connection) == VERSION)
         return;
@@ -353,9 +365,9 @@ void prepareSchema(DatabaseConnection& connection)
     if (version > VERSION)
         throw std::runtime_error("the data folder was written by a newer kinloomd");
     for (int step = version; step < VERSION; ++step)
-        connection.raw().exec(STEPS[step]);
+        connection.execute(STEPS[step]);
     requireReferences(connection);
-    connection.raw().exec("PRAGMA user_version = " + std::to_string(VERSION));
+    connection.execute("PRAGMA user_version = " + std::to_string(VERSION));
     transaction.commit();
 }
 
