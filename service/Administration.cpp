@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Administration.h"
 
+#include "store/postgresql/PostgresqlEngine.h"
+
 #include <utility>
 
 namespace kinloomd {
@@ -20,9 +22,18 @@ std::string checkPublicUrl(const std::string& url)
     return {};
 }
 
-void dataOption(commandline::Command command, std::string& data)
+/// Says what is wrong with the address of a database; empty when nothing is.
+std::string checkDatabase(const std::string& address)
 {
-    command.option("--data", data, "the folder that holds everything").required().typeName("DIR");
+    return isPostgresqlAddress(address) ? "" : "needs an address such as postgresql://db.example/kinloom";
+}
+
+void dataOption(commandline::Command command, DataPlace& data)
+{
+    command.option("--data", data.folder, "the folder that holds everything").required().typeName("DIR");
+    command.option("--database", data.database, "a PostgreSQL database that holds the records [the folder does]")
+        .typeName("URL")
+        .check(checkDatabase);
 }
 
 void Administration::define(commandline::Program& program)
@@ -158,7 +169,7 @@ Administration::Command Administration::erase(Command family, const std::string&
 }
 
 void Administration::join(Command family, const std::string& name, const std::string& description,
-                          void (*run)(const std::string& data, const std::string& group, const std::string& person))
+                          void (*run)(const DataPlace& data, const std::string& group, const std::string& person))
 {
     const Command command = act(family, name, description, [this, run] { run(m_data, m_group, m_name); });
     command.option("GROUP", m_group, "name or number").required();

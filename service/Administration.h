@@ -26,14 +26,14 @@ template <typename Run> Action done(Run run)
 /// Says what is wrong with the scheme and host of a service; empty when nothing is.
 std::string checkPublicUrl(const std::string& url);
 
-/// Adds "--data" to a command.
-void dataOption(commandline::Command command, std::string& data);
+/// Adds "--data" and "--database" to a command.
+void dataOption(commandline::Command command, DataPlace& data);
 
 /// The commands of whoever runs a service. It must outlive the program that it is defined for.
 class Administration {
 public:
     /// \param data what "--data" names; \param action takes the command that is chosen.
-    Administration(std::string& data, Action& action) : m_data(data), m_action(action) {}
+    Administration(DataPlace& data, Action& action) : m_data(data), m_action(action) {}
 
     void define(commandline::Program& program);
     /// Once the command line is read: throws UsageError when it wants JSON of a command that prints no list.
@@ -56,9 +56,9 @@ private:
     Command erase(Command family, const std::string& name, const std::string& description, std::function<void()> run);
     /// A command on a group and a person.
     void join(Command family, const std::string& name, const std::string& description,
-              void (*run)(const std::string& data, const std::string& group, const std::string& person));
+              void (*run)(const DataPlace& data, const std::string& group, const std::string& person));
 
-    std::string& m_data;
+    DataPlace& m_data;
     Action& m_action;
     std::string m_name; ///< of a person, a device or an entry of the trash
     std::string m_group;

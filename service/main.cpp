@@ -10,6 +10,7 @@
 #include "operations/Faults.h"
 #include "pictures/PictureProcess.h"
 #include "pictures/PictureProgram.h"
+#include "store/postgresql/PostgresqlEngine.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -77,7 +78,7 @@ struct Arguments {
     std::uint64_t headerMs = 0;
     std::uint64_t slotSeconds = 0;
 
-    std::string& data() { return serve.service.dataFolder; }
+    DataPlace& data() { return serve.service.data; }
 };
 
 int serveAsAsked(Arguments& arguments)
@@ -206,7 +207,7 @@ void defineContent(Command program, Arguments& arguments, Action& action)
     add.option("--copies", arguments.content.copies, "how many contents to make of it").typeName("N").positive();
     timeZoneOption(add, arguments.content.timeZone);
     add.option("FILE", arguments.content.file, "a JPEG, PNG, WebP, GIF or HEIC file").required();
-    add.whenChosen([&] { action = done([&] { addContent(arguments.serve.service.dataFolder, arguments.content); }); });
+    add.whenChosen([&] { action = done([&] { addContent(arguments.serve.service.data, arguments.content); }); });
 }
 
 void defineEvent(Command program, Arguments& arguments, Action& action)
@@ -222,19 +223,19 @@ void defineEvent(Command program, Arguments& arguments, Action& action)
     add.option("--desc", values.description, "its description").typeName("TEXT");
     add.option("--start", values.starts, "when it begins").required().typeName("TIME");
     add.option("--end", values.ends, "when it ends [when it begins]").typeName("TIME");
-    add.whenChosen([&] { action = done([&] { addEvent(arguments.serve.service.dataFolder, values); }); });
+    add.whenChosen([&] { action = done([&] { addEvent(arguments.serve.service.data, values); }); });
 }
 
 void defineCheck(Command program, Arguments& arguments, Action& action)
 {
     const Command app = program.command("check", "compare records, files and totals, and find pictures that cannot be decoded");
     dataOption(app, arguments.data());
-    app.whenChosen([&] { action = [&arguments] { return check(arguments.serve.service.dataFolder); }; });
+    app.whenChosen([&] { action = [&arguments] { return check(arguments.serve.service.data); }; });
 }
 
 void defineBackup(Command program, Arguments& arguments, Action& action)
 {
-    std::string& data = arguments.data();
+    DataPlace& data = arguments.data();
     const Command keep = program.command("backup", "bring a backup up to date, while the service goes on");
     dataOption(keep, data);
     keep.option("--to", arguments.backup, "the folder of the backup, the same each time").required().typeName("DIR");
@@ -242,8 +243,8 @@ void defineBackup(Command program, Arguments& arguments, Action& action)
 
     const Command fetch = program.command("restore", "make a service's folder of a backup");
     fetch.option("--from", arguments.backup, "the folder of the backup").required().typeName("DIR");
-    fetch.option("--data", data, "a new or empty folder").required().typeName("DIR");
-    fetch.whenChosen([&] { action = [&] { return restore(arguments.backup, data); }; });
+    fetch.option("--data", data.folder, "a new or empty folder").required().typeName("DIR");
+    fetch.whenChosen([&] { action = [&] { return restore(arguments.backup, data.folder); }; });
 }
 
 } // namespace
@@ -280,6 +281,9 @@ int main(int argc, char** argv)
             return EXIT_DONE;
         }
         administration.requireFormOfList();
+        if (holdsPassword(arguments.data().database))
+            std::fprintf(stderr, "kinloomd: every user of this computer can read the password in --database; PGPASSWORD or a "
+                                 "password file keep it\n");
         const int status = action();
         requirePrinted();
         return status;

@@ -130,7 +130,7 @@ Id addSome(Database& database, const Group& group, const Person& person, const s
 
 } // namespace
 
-void addContent(const std::string& data, const ContentArguments& arguments)
+void addContent(const DataPlace& data, const ContentArguments& arguments)
 {
     const DataFolder folder = DataFolder::existing(data);
     Database database(folder.database());

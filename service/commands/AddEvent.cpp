@@ -11,7 +11,7 @@
 
 namespace kinloomd {
 
-void addEvent(const std::string& data, const EventArguments& arguments)
+void addEvent(const DataPlace& data, const EventArguments& arguments)
 {
     Database database(DataFolder::existing(data).database());
     const auto content = parseId(arguments.content);

@@ -5,12 +5,12 @@
 #include "media/FileCarrier.h"
 #include "store/Contents.h"
 #include "store/People.h"
+#include "store/sqlite/SqliteConnection.h"
 #include "store/sqlite/SqliteEngine.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -105,8 +105,12 @@ FileList bringState(Database& database, const MediaStore& source, const MediaSto
 
 } // namespace
 
-int backup(const std::string& data, const std::string& to)
+int backup(const DataPlace& data, const std::string& to)
 {
+    if (!data.database.empty())
+        throw std::runtime_error(
+            "a database at an address is backed up by its own means: 'pg_dump' first, then a copy of the folder, which has "
+            "the files of all records that came until then");
     const DataFolder folder = DataFolder::existing(data);
     const DataFolder backupPlace = backupFolder(to, folder);
     FolderLock lock;

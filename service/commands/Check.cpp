@@ -153,10 +153,10 @@ int checkFolder(Database& database, const MediaStore& media, bool alone, const c
 
 } // namespace
 
-int check(const std::string& data)
+int check(const DataPlace& data)
 {
-    if (DataFolder::isBackup(data)) {
-        const BackupForReading backup(data);
+    if (DataFolder::isBackup(data.folder)) {
+        const BackupForReading backup(data.folder);
         Database database(backup.database());
         // A backup that was broken off has brought files whose records never came; the next one needs them.
         return checkFolder(database, MediaStore(backup.folder()), false, "");

@@ -37,12 +37,12 @@ struct PersonArguments {
     std::string phone;
     bool again = false; ///< also when another one has the name
 };
-void addPerson(const std::string& data, const PersonArguments& person);
-void listPeople(const std::string& data, ListForm form);
-void renamePerson(const std::string& data, const std::string& person, const PersonArguments& name);
+void addPerson(const DataPlace& data, const PersonArguments& person);
+void listPeople(const DataPlace& data, ListForm form);
+void renamePerson(const DataPlace& data, const std::string& person, const PersonArguments& name);
 /// Puts a person into the trash, and his or her groups that have no other members.
-void removePerson(const std::string& data, const std::string& person, const Deletion& deletion);
-void setPersonImage(const std::string& data, const std::string& person, const std::string& file);
+void removePerson(const DataPlace& data, const std::string& person, const Deletion& deletion);
+void setPersonImage(const DataPlace& data, const std::string& person, const std::string& file);
 
 /// An invitation to sign a browser in.
 struct InvitationArguments {
@@ -51,23 +51,23 @@ struct InvitationArguments {
     std::string publicUrl; ///< scheme and host that browsers reach the service at; empty takes those of the service itself
 };
 /// Prints the invitation's address and its QR code.
-void invitePerson(const std::string& data, const InvitationArguments& invitation);
-void listSessions(const std::string& data, ListForm form);
+void invitePerson(const DataPlace& data, const InvitationArguments& invitation);
+void listSessions(const DataPlace& data, ListForm form);
 /// Signs out the browser that has that number in the list.
-void endSession(const std::string& data, const std::string& number);
+void endSession(const DataPlace& data, const std::string& number);
 /// Takes in a device that shows a code, for a person.
-void approveDevice(const std::string& data, const std::string& code, const std::string& person);
+void approveDevice(const DataPlace& data, const std::string& code, const std::string& person);
 
-void addDevice(const std::string& data, const std::string& person);
-void removeDevice(const std::string& data, const std::string& duid);
-void listDevices(const std::string& data, ListForm form);
+void addDevice(const DataPlace& data, const std::string& person);
+void removeDevice(const DataPlace& data, const std::string& duid);
+void listDevices(const DataPlace& data, ListForm form);
 
-void listGroups(const std::string& data, ListForm form);
+void listGroups(const DataPlace& data, ListForm form);
 /// Makes a member of the group its master.
-void handOverGroup(const std::string& data, const std::string& group, const std::string& person);
-void listMembers(const std::string& data, const std::string& group, ListForm form);
-void addMember(const std::string& data, const std::string& group, const std::string& person);
-void removeMember(const std::string& data, const std::string& group, const std::string& person);
+void handOverGroup(const DataPlace& data, const std::string& group, const std::string& person);
+void listMembers(const DataPlace& data, const std::string& group, ListForm form);
+void addMember(const DataPlace& data, const std::string& group, const std::string& person);
+void removeMember(const DataPlace& data, const std::string& group, const std::string& person);
 
 /// An event to be linked to a content.
 struct EventArguments {
@@ -79,7 +79,7 @@ struct EventArguments {
     std::string starts;
     std::string ends;
 };
-void addEvent(const std::string& data, const EventArguments& event);
+void addEvent(const DataPlace& data, const EventArguments& event);
 
 /// A picture to be put into a group without an upload.
 struct ContentArguments {
@@ -90,20 +90,20 @@ struct ContentArguments {
     std::string timeZone; ///< of a picture whose camera noted none; empty takes the system's
     unsigned copies = 1;
 };
-void addContent(const std::string& data, const ContentArguments& content);
+void addContent(const DataPlace& data, const ContentArguments& content);
 
-void listTrash(const std::string& data, ListForm form);
+void listTrash(const DataPlace& data, ListForm form);
 /// Brings back what has that number in the list.
-void restoreFromTrash(const std::string& data, const std::string& number);
+void restoreFromTrash(const DataPlace& data, const std::string& number);
 /// Deletes for good what has been in the trash for so long.
-void emptyTrash(const std::string& data, unsigned olderThanDays, const Deletion& deletion);
+void emptyTrash(const DataPlace& data, unsigned olderThanDays, const Deletion& deletion);
 
 /// Compares records, files and totals, of a service's folder or of a backup. \return EXIT_DONE or EXIT_INCONSISTENT.
-int check(const std::string& data);
+int check(const DataPlace& data);
 
 /// Brings a backup up to the present state of a service, which may be running. \return EXIT_DONE, or EXIT_INCONSISTENT when the
 /// service itself lacks files.
-int backup(const std::string& data, const std::string& to);
+int backup(const DataPlace& data, const std::string& to);
 /// Makes a service's folder of a backup. \return EXIT_DONE, or EXIT_INCONSISTENT when the backup lacks files.
 int restore(const std::string& from, const std::string& data);
 

@@ -12,7 +12,7 @@
 
 namespace kinloomd {
 
-void addDevice(const std::string& data, const std::string& name)
+void addDevice(const DataPlace& data, const std::string& name)
 {
     Database database(DataFolder(data).database());
     // A transaction that is done once, since the token is told in it.
@@ -26,7 +26,7 @@ void addDevice(const std::string& data, const std::string& name)
     transaction.commit();
 }
 
-void removeDevice(const std::string& data, const std::string& duid)
+void removeDevice(const DataPlace& data, const std::string& duid)
 {
     Database database(DataFolder::existing(data).database());
     if (!database.change([&](DatabaseConnection& connection) { return trashDevice(connection, duid, 0); }))
@@ -34,7 +34,7 @@ void removeDevice(const std::string& data, const std::string& duid)
     std::printf("%s can no longer sign in\n", visibleText(duid).c_str());
 }
 
-void listDevices(const std::string& data, ListForm form)
+void listDevices(const DataPlace& data, ListForm form)
 {
     Database database(DataFolder::existing(data).database());
     const auto connection = database.read();

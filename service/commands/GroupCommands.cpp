@@ -5,6 +5,7 @@
 #include "core/Text.h"
 #include "media/DataFolder.h"
 #include "store/Groups.h"
+#include "store/Locks.h"
 
 #include <cstdio>
 #include <stdexcept>
@@ -25,6 +26,8 @@ struct GroupAndPerson {
           groupText(visibleText(group.name)),
           personText(visibleText(person.name))
     {
+        lockGroup(connection, group.id);
+        lockPerson(connection, person.id);
     }
 
     Group group;
@@ -35,7 +38,7 @@ struct GroupAndPerson {
 
 } // namespace
 
-void listGroups(const std::string& data, ListForm form)
+void listGroups(const DataPlace& data, ListForm form)
 {
     Database database(DataFolder::existing(data).database());
     const auto connection = database.read();
@@ -60,7 +63,7 @@ void listGroups(const std::string& data, ListForm form)
     list.print();
 }
 
-void handOverGroup(const std::string& data, const std::string& groupName, const std::string& personName)
+void handOverGroup(const DataPlace& data, const std::string& groupName, const std::string& personName)
 {
     Database database(DataFolder::existing(data).database());
     const auto named = database.change([&](DatabaseConnection& connection) {
@@ -78,7 +81,7 @@ void handOverGroup(const std::string& data, const std::string& groupName, const 
                 visibleText(named.group.master.name).c_str());
 }
 
-void listMembers(const std::string& data, const std::string& groupName, ListForm form)
+void listMembers(const DataPlace& data, const std::string& groupName, ListForm form)
 {
     Database database(DataFolder::existing(data).database());
     const Group group = requireGroup(database, groupName);
@@ -94,7 +97,7 @@ void listMembers(const std::string& data, const std::string& groupName, ListForm
     list.print();
 }
 
-void addMember(const std::string& data, const std::string& groupName, const std::string& personName)
+void addMember(const DataPlace& data, const std::string& groupName, const std::string& personName)
 {
     Database database(DataFolder::existing(data).database());
     const auto [named, added] = database.change([&](DatabaseConnection& connection) {
@@ -106,7 +109,7 @@ void addMember(const std::string& data, const std::string& groupName, const std:
                 named.groupText.c_str());
 }
 
-void removeMember(const std::string& data, const std::string& groupName, const std::string& personName)
+void removeMember(const DataPlace& data, const std::string& groupName, const std::string& personName)
 {
     Database database(DataFolder::existing(data).database());
     const auto [named, removed] = database.change([&](DatabaseConnection& connection) {

@@ -7,6 +7,7 @@
 #include "media/MediaStore.h"
 #include "pictures/PictureProcess.h"
 #include "store/Groups.h"
+#include "store/Locks.h"
 #include "store/People.h"
 #include "store/Trash.h"
 
@@ -40,6 +41,12 @@ std::vector<Group> groupsThatGo(DatabaseConnection& connection, const Person& pe
     return groups;
 }
 
+void lockMastered(DatabaseConnection& connection, Id person)
+{
+    for (const Group& group : listMastered(connection, person))
+        lockGroup(connection, group.id);
+}
+
 std::string whatGoes(const Person& person, const PersonUsage& usage, const std::vector<Group>& groups)
 {
     std::string text = visibleText(person.name) + " (number " + std::to_string(person.id) + ") with " +
@@ -52,7 +59,7 @@ std::string whatGoes(const Person& person, const PersonUsage& usage, const std::
 
 } // namespace
 
-void addPerson(const std::string& data, const PersonArguments& arguments)
+void addPerson(const DataPlace& data, const PersonArguments& arguments)
 {
     Database database(DataFolder(data).database());
     const Person person = database.change([&](DatabaseConnection& connection) {
@@ -62,7 +69,7 @@ void addPerson(const std::string& data, const PersonArguments& arguments)
     std::printf("%lld\t%s\n", static_cast<long long>(person.id), visibleText(person.name).c_str());
 }
 
-void listPeople(const std::string& data, ListForm form)
+void listPeople(const DataPlace& data, ListForm form)
 {
     Database database(DataFolder::existing(data).database());
     const auto connection = database.read();
@@ -72,7 +79,7 @@ void listPeople(const std::string& data, ListForm form)
     list.print();
 }
 
-void renamePerson(const std::string& data, const std::string& who, const PersonArguments& arguments)
+void renamePerson(const DataPlace& data, const std::string& who, const PersonArguments& arguments)
 {
     Database database(DataFolder::existing(data).database());
     const Person person = requirePerson(database, who);
@@ -83,7 +90,7 @@ void renamePerson(const std::string& data, const std::string& who, const PersonA
     std::printf("%s is now %s\n", visibleText(person.name).c_str(), visibleText(arguments.name).c_str());
 }
 
-void removePerson(const std::string& data, const std::string& who, const Deletion& deletion)
+void removePerson(const DataPlace& data, const std::string& who, const Deletion& deletion)
 {
     Database database(DataFolder::existing(data).database());
     const Person person = requirePerson(database, who);
@@ -94,7 +101,11 @@ void removePerson(const std::string& data, const std::string& who, const Deletio
             return;
     }
     database.change([&person](DatabaseConnection& connection) {
-        // Looked at again: while a person thought about the answer, someone may have joined one of the groups.
+        // Locked, and looked at again: while a person thought about the answer, someone may have joined one of the groups. A group
+        // that came between the first look and the lock of its master is locked then; from there on there are no more.
+        lockMastered(connection, person.id);
+        lockPerson(connection, person.id);
+        lockMastered(connection, person.id);
         for (const Group& group : groupsThatGo(connection, person))
             trashGroup(connection, group.id, 0);
         if (!trashPerson(connection, person.id, 0))
@@ -103,7 +114,7 @@ void removePerson(const std::string& data, const std::string& who, const Deletio
     std::printf("%s was removed; 'kinloomd trash list' shows what can be brought back\n", visibleText(person.name).c_str());
 }
 
-void setPersonImage(const std::string& data, const std::string& who, const std::string& file)
+void setPersonImage(const DataPlace& data, const std::string& who, const std::string& file)
 {
     const DataFolder folder = DataFolder::existing(data);
     Database database(folder.database());

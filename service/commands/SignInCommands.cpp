@@ -41,7 +41,7 @@ void warnOfLoopback(const std::string& address)
 
 } // namespace
 
-void invitePerson(const std::string& data, const InvitationArguments& arguments)
+void invitePerson(const DataPlace& data, const InvitationArguments& arguments)
 {
     Database database(DataFolder(data).database());
     const std::string key = newKey();
@@ -66,7 +66,7 @@ void invitePerson(const std::string& data, const InvitationArguments& arguments)
     transaction.commit();
 }
 
-void listSessions(const std::string& data, ListForm form)
+void listSessions(const DataPlace& data, ListForm form)
 {
     Database database(DataFolder::existing(data).database());
     const auto connection = database.read();
@@ -83,7 +83,7 @@ void listSessions(const std::string& data, ListForm form)
     list.print();
 }
 
-void endSession(const std::string& data, const std::string& number)
+void endSession(const DataPlace& data, const std::string& number)
 {
     Database database(DataFolder::existing(data).database());
     const auto id = parseId(number);
@@ -93,7 +93,7 @@ void endSession(const std::string& data, const std::string& number)
     std::printf("%s is signed out\n", number.c_str());
 }
 
-void approveDevice(const std::string& data, const std::string& code, const std::string& who)
+void approveDevice(const DataPlace& data, const std::string& code, const std::string& who)
 {
     Database database(DataFolder::existing(data).database());
     const Person person = requirePerson(database, who);

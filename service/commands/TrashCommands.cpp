@@ -69,7 +69,7 @@ std::string summary(const std::vector<TrashEntry>& entries)
 
 } // namespace
 
-void listTrash(const std::string& data, ListForm form)
+void listTrash(const DataPlace& data, ListForm form)
 {
     Database database(DataFolder::existing(data).database());
     const auto connection = database.read();
@@ -89,7 +89,7 @@ void listTrash(const std::string& data, ListForm form)
     list.print();
 }
 
-void restoreFromTrash(const std::string& data, const std::string& number)
+void restoreFromTrash(const DataPlace& data, const std::string& number)
 {
     Database database(DataFolder::existing(data).database());
     const auto id = parseId(number);
@@ -106,7 +106,7 @@ void restoreFromTrash(const std::string& data, const std::string& number)
     std::printf("%s is back\n", describe(restored).c_str());
 }
 
-void emptyTrash(const std::string& data, unsigned olderThanDays, const Deletion& deletion)
+void emptyTrash(const DataPlace& data, unsigned olderThanDays, const Deletion& deletion)
 {
     const DataFolder folder = DataFolder::existing(data);
     Database database(folder.database());

@@ -166,6 +166,18 @@ std::string cleanText(std::string_view bytes)
     return text;
 }
 
+bool isText(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        char32_t character = 0;
+        const std::size_t length = decodeOne(bytes, character);
+        if (length == 0 || character == 0)
+            return false;
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
 std::size_t countCharacters(std::string_view text)
 {
     std::size_t count = 0;

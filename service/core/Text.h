@@ -20,6 +20,9 @@ using httpd::trim;
 /// character that XML forbids, becomes U+FFFD.
 std::string cleanText(std::string_view bytes);
 
+/// \return whether the bytes are UTF-8 without NUL.
+bool isText(std::string_view bytes);
+
 /// The text as a terminal and a reader of lines can take it: control characters (line ends and tabs among them), marks that change
 /// the direction of writing, separators of lines and bytes that are no UTF-8 become escapes such as \u0009; a backslash, two.
 std::string visibleText(std::string_view bytes);

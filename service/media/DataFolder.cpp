@@ -26,8 +26,9 @@ std::string resolvePath(const std::string& path)
     return real.get();
 }
 
-DataFolder::DataFolder(const std::string& path)
+DataFolder::DataFolder(const DataPlace& place) : m_database(place.database)
 {
+    const std::string& path = place.folder;
     makePrivateFolder(path);
     m_path = resolvePath(path); // the database refuses to be reached through a symbolic link
     if (exists(backupLock()))
@@ -49,15 +50,19 @@ DataFolder DataFolder::laidOutIn(const std::string& path)
 
 bool DataFolder::isBackup(const std::string& path) { return exists(laidOutIn(path).backupLock()); }
 
-DataFolder DataFolder::existing(const std::string& path)
+DataFolder DataFolder::existing(const DataPlace& place)
 {
+    // A database elsewhere tells by itself whether it is there.
+    if (!place.database.empty())
+        return DataFolder(place);
+    const std::string& path = place.folder;
     struct stat info {};
     const bool served = ::stat((path + "/kinloomd.db").c_str(), &info) == 0 && S_ISREG(info.st_mode);
     // What a restore has not finished is told below.
     if (!served && !exists(laidOutIn(path).restoreLock()))
         throw std::runtime_error(path +
                                  " is not the data folder of a service; 'kinloomd serve' or 'kinloomd person add' makes one");
-    return DataFolder(path);
+    return DataFolder(place);
 }
 
 } // namespace kinloomd

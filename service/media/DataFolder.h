@@ -4,6 +4,7 @@
 #define KINLOOMD_MEDIA_DATAFOLDER_H
 
 #include "common/FolderLock.h" // IWYU pragma: export
+#include "core/DataPlace.h"    // IWYU pragma: export
 #include "core/Files.h"        // IWYU pragma: export
 
 #include <string>
@@ -28,16 +29,17 @@ class DataFolder {
 public:
     /// Makes the folder and what is missing in it. Throws std::system_error when that cannot be done, std::runtime_error for a
     /// backup and for a restore that was broken off.
-    explicit DataFolder(const std::string& path);
+    explicit DataFolder(const DataPlace& place);
     /// Takes the folder as it is. Throws std::runtime_error when it holds no service's data.
-    static DataFolder existing(const std::string& path);
+    static DataFolder existing(const DataPlace& place);
     /// The same layout in a folder that no service uses: a backup, or one that is being restored. Nothing is made or looked at.
     static DataFolder laidOutIn(const std::string& path);
     /// \return whether a folder is a backup.
     static bool isBackup(const std::string& path);
 
     const std::string& path() const { return m_path; }
-    std::string database() const { return m_path + "/kinloomd.db"; }
+    /// The database that belongs to the folder: a file in it, or an address.
+    std::string database() const { return m_database.empty() ? m_path + "/kinloomd.db" : m_database; }
     std::string media() const { return m_path + "/media"; }
     std::string thumbnails() const { return m_path + "/thumbnails"; }
     std::string people() const { return m_path + "/people"; }
@@ -51,6 +53,7 @@ private:
     DataFolder() = default;
 
     std::string m_path;
+    std::string m_database; ///< its address; empty for one in the folder
 };
 
 /// The path without symbolic links. Throws std::system_error when it is not there.

@@ -6,6 +6,7 @@
 #include "operations/Service.h"
 #include "store/Comments.h"
 #include "store/Groups.h"
+#include "store/Locks.h"
 #include "store/People.h"
 
 namespace kinloomd {
@@ -15,6 +16,7 @@ Comment writeComment(Service& service, Id person, Id content, const std::string&
     if (text.empty())
         throw ServiceError(Failure::MISSING_PARAMETER, "A comment needs a text.");
     return service.database().change([&](DatabaseConnection& connection) {
+        lockGroupOfContent(connection, content);
         const Standing standing = standingAtContent(connection, content, person);
         requirePermission(Action::WRITE_COMMENT, standing.role);
         const Id id = addComment(connection, standing.group, content, person, text);
@@ -28,6 +30,7 @@ Group createGroup(Service& service, Id person, Role owner, const std::string& na
         throw ServiceError(Failure::MISSING_PARAMETER, "A group needs a name.");
     requirePermission(Action::CREATE_GROUP_FOR_PERSON, owner);
     return service.database().change([&](DatabaseConnection& connection) {
+        lockPerson(connection, person);
         requireGroup(service.options().limits, connection, person);
         return *findGroup(connection, addGroup(connection, name, description, person));
     });
@@ -71,6 +74,7 @@ Slot reserveSlot(Service& service, Id person, Id group, std::optional<std::int64
     if (size && *size > limits.uploadBytes)
         throw ServiceError(Failure::TOO_LARGE, "The file is larger than this service takes.");
     return service.database().change([&](DatabaseConnection& connection) {
+        lockPerson(connection, person);
         requirePermission(Action::RESERVE_UPLOAD, roleInGroup(connection, group, person));
         expireSlots(connection, now() - limits.slotTime.count());
         requireSlot(limits, connection, person);

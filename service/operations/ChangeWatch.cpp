@@ -9,9 +9,10 @@
 #include <cerrno>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <sys/eventfd.h>
+#include <tuple>
 #include <unistd.h>
-#include <utility>
 
 namespace kinloomd {
 
@@ -117,8 +118,10 @@ void ChangeWatch::stop()
 
 void ChangeWatch::look()
 {
-    using Signs = std::pair<Id, std::int64_t>;
-    Signs seen(-1, -1);
+    // Changes that were made at the same time as the last one may appear behind it: they are counted.
+    using Signs = std::tuple<Id, std::int64_t, std::int64_t>;
+    Signs seen(-1, -1, -1);
+    std::optional<ChangeHorizon> horizon;
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_stopping) {
         if (m_bells.empty()) {
@@ -129,7 +132,11 @@ void ChangeWatch::look()
         Signs last = seen;
         try {
             const auto connection = m_database.read();
-            last = {lastChange(connection), signOfSessions(connection)};
+            if (!horizon)
+                horizon.emplace(m_database.longestChange(), settledChange(connection, m_database.longestChange()));
+            const Id change = lastChange(connection);
+            horizon->see(change, ChangeHorizon::Clock::now());
+            last = {change, countChanges(connection, horizon->settled()), signOfSessions(connection)};
         } catch (const std::exception& error) {
             writeLog(Priority::FAILURE, std::string("cannot look for changes: ") + error.what());
         }

@@ -23,11 +23,16 @@ constexpr std::uint64_t UPLOAD_DROP_LIMIT = 64 << 20;
 constexpr std::size_t COMPLAINT_BYTES = 1000;
 
 /// The failure that a client should be told of when the database refuses.
-Failure failureOf(const DatabaseError& error)
+ServiceError failureOf(const DatabaseError& error)
 {
+    constexpr unsigned RETRY_SECONDS = 2;
     if (dynamic_cast<const DatabaseFull*>(&error) != nullptr)
-        return Failure::DISK_FULL;
-    return dynamic_cast<const DatabaseUnavailable*>(&error) != nullptr ? Failure::UNAVAILABLE : Failure::INTERNAL;
+        return ServiceError(Failure::DISK_FULL);
+    if (dynamic_cast<const NotText*>(&error) != nullptr)
+        return ServiceError(Failure::BAD_PARAMETER);
+    if (dynamic_cast<const DatabaseUnavailable*>(&error) != nullptr)
+        return ServiceError(Failure::UNAVAILABLE, describe(Failure::UNAVAILABLE).description, RETRY_SECONDS);
+    return ServiceError(Failure::INTERNAL);
 }
 
 /// The same of a file that cannot be written: no space, no permission, a failing disk.
@@ -85,7 +90,7 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
         return failed(error);
     } catch (const DatabaseError& error) {
         complain(error.what());
-        return failed(ServiceError(failureOf(error)));
+        return failed(failureOf(error));
     } catch (const std::system_error& error) {
         complain(error.what());
         return failed(ServiceError(failureOf(error)));

@@ -7,6 +7,7 @@
 #include "operations/Service.h"
 #include "pictures/Formats.h"
 #include "pictures/PictureHeader.h"
+#include "store/Locks.h"
 
 namespace kinloomd {
 
@@ -120,6 +121,8 @@ Content Intake::keepFileAndRecord()
 
 Content Intake::record(DatabaseConnection& connection) const
 {
+    lockGroup(connection, m_slot.group);
+    lockPerson(connection, m_caller.person.id);
     if (auto twin = findContentOf(connection))
         return *twin;
     // The group, the membership or the slot may have gone while the file was on its way.

@@ -3,6 +3,7 @@
 #ifndef KINLOOMD_OPERATIONS_OPTIONS_H
 #define KINLOOMD_OPERATIONS_OPTIONS_H
 
+#include "core/DataPlace.h"
 #include "httpd/AddressRange.h"
 #include "wire/XmlWriter.h"
 
@@ -29,7 +30,7 @@ struct Limits {
 };
 
 struct Options {
-    std::string dataFolder;
+    DataPlace data;
     std::string publicUrl;  ///< scheme and authority of the addresses in replies; empty takes the request's Host header
     std::string ownAddress; ///< the same of invitations and pairing, which never take a request's word for it
     std::string webFolder;  ///< of the family's page; empty for none

@@ -12,12 +12,16 @@ namespace kinloomd {
 
 namespace {
 
-FolderLock lockForServing(const DataFolder& folder)
+/// Takes the folder for itself. Where the database is one for several services, the folder may be too: there is no lock then while
+/// another one uses it.
+std::optional<FolderLock> lockForServing(const DataFolder& folder, bool shared)
 {
     FolderLock lock;
-    if (!FolderLock::tryExclusive(folder.serveLock(), lock))
+    if (FolderLock::tryExclusive(folder.serveLock(), lock))
+        return lock;
+    if (!shared)
         throw std::runtime_error("another kinloomd serves " + folder.path() + " already");
-    return lock;
+    return std::nullopt;
 }
 
 std::string mediaSecret(Database& database)
@@ -34,8 +38,10 @@ FollowerLimits followerLimits(const Limits& limits)
 }
 
 /// Who signed from where until an earlier service ended.
-RecentSigners earlierSigners(Database& database)
+RecentSigners earlierSigners(Database& database, bool shared)
 {
+    if (shared)
+        return {};
     return database.change([](DatabaseConnection& connection) { return takeSigners(connection); });
 }
 
@@ -44,12 +50,12 @@ RecentSigners earlierSigners(Database& database)
 Service::Service(Options options)
     : m_options(std::move(options)),
       m_timeZone(m_options.timeZone),
-      m_folder(m_options.dataFolder),
-      m_serveLock(lockForServing(m_folder)),
+      m_folder(m_options.data),
+      m_serveLock(lockForServing(m_folder, isShared())),
       m_database(m_folder.database()),
       m_media(m_folder),
       m_mediaSecret(mediaSecret(m_database)),
-      m_signers(earlierSigners(m_database)),
+      m_signers(earlierSigners(m_database, isShared()), !isShared()),
       m_thumbnailer(m_database, m_media, m_options.limits.pixels),
       m_purge(m_database, m_media),
       m_web(m_options.webFolder),
@@ -57,7 +63,7 @@ Service::Service(Options options)
 {
     for (const std::string& fault : m_options.faults)
         m_faults.add(parseFault(fault));
-    sweep();
+    enterFolder();
     m_thumbnailer.start();
     m_purge.start();
     noteAddress();
@@ -65,6 +71,8 @@ Service::Service(Options options)
 
 Service::~Service()
 {
+    if (isShared())
+        return;
     // One that is killed keeps none, and the next service knows that some are missing.
     const RecentSigners signers = m_signers.recent();
     try {
@@ -106,6 +114,17 @@ void Service::noteAddress()
     if (m_options.ownAddress.empty())
         return;
     m_database.change([this](DatabaseConnection& connection) { changeSetting(connection, ADDRESS_SETTING, m_options.ownAddress); });
+}
+
+/// Sweeps up what was left, as long as no other service uses the folder: to its uploads nothing must happen.
+void Service::enterFolder()
+{
+    if (m_serveLock)
+        sweep();
+    if (isShared()) {
+        m_serveLock.reset();
+        m_serveLock.emplace(m_folder.serveLock(), FolderLock::SHARED);
+    }
 }
 
 void Service::sweep()

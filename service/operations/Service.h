@@ -20,6 +20,7 @@
 #include "operations/page/WebFiles.h"
 #include "store/Database.h"
 
+#include <optional>
 #include <set>
 
 namespace kinloomd {
@@ -70,13 +71,16 @@ public:
     std::size_t uploadsUnderWay();
 
 private:
+    /// \return whether other services may use the same database.
+    bool isShared() const { return !m_options.data.database.empty(); }
+    void enterFolder();
     void sweep();
     void noteAddress();
 
     Options m_options;
     TimeZone m_timeZone;
     DataFolder m_folder;
-    FolderLock m_serveLock;
+    std::optional<FolderLock> m_serveLock;
     Database m_database;
     MediaStore m_media;
     std::string m_mediaSecret;

@@ -3,6 +3,7 @@
 
 #include "core/Dates.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kinloomd {
@@ -36,7 +37,7 @@ template <typename Value> bool Signers::Memory<Value>::makeRoom()
     return forgets;
 }
 
-Signers::Signers(const RecentSigners& earlier)
+Signers::Signers(const RecentSigners& earlier, bool alone)
 {
     const Clock::time_point present = Clock::now();
     const Millis time = now();
@@ -49,7 +50,9 @@ Signers::Signers(const RecentSigners& earlier)
             whole = false;
     }
     // Better nobody is credited for a while than the wrong one.
-    if (!whole)
+    if (!alone)
+        m_uncertainUntil = Clock::time_point::max();
+    else if (!whole)
         m_uncertainUntil = present + WINDOW;
 }
 
@@ -66,7 +69,7 @@ void Signers::note(const httpd::RequestHead& head, const std::string& duid, Cloc
 void Signers::noteAddress(const std::string& address, const std::string& duid, Clock::time_point at)
 {
     if (m_addresses.makeRoom())
-        m_uncertainUntil = at + WINDOW;
+        m_uncertainUntil = std::max(m_uncertainUntil, at + WINDOW);
     Traces& traces = m_addresses.at(address);
     if (traces.last.duid != duid)
         traces.other = std::exchange(traces.last, {duid, at});

@@ -23,7 +23,9 @@ public:
     /// How many connections, and addresses, are remembered at least.
     static constexpr std::size_t REMEMBERED = 16'384;
 
-    explicit Signers(const RecentSigners& earlier = {});
+    /// \param alone whether every request comes to this service: of several none knows who else has signed from an address, and
+    /// only what is signed on a connection tells of others on it
+    explicit Signers(const RecentSigners& earlier = {}, bool alone = true);
 
     /// A device has signed a request.
     void note(const httpd::RequestHead& head, const std::string& duid, Clock::time_point at = Clock::now());

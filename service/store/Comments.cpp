@@ -4,6 +4,8 @@
 #include "store/Changes.h"
 #include "store/Contents.h"
 #include "store/Groups.h"
+#include "store/Locks.h"
+#include "store/Parts.h"
 #include "store/People.h"
 
 namespace kinloomd {
@@ -34,15 +36,15 @@ std::optional<Comment> findComment(DatabaseConnection& connection, Id id)
 
 bool readComments(DatabaseConnection& connection, CommentPage& page, const Taker<Comment>& take)
 {
-    Query query(connection, Sql::COMMENTS_OF_CONTENT);
-    query.bind(page.content, page.after, page.count, page.index);
-    while (query.step()) {
-        const Comment comment = readComment(query);
-        page = {page.content, comment.id, 0, page.count - 1};
-        if (!take(comment))
-            return false;
-    }
-    return true;
+    return readInParts(page.count, [&](std::int64_t count) {
+        Query query(connection, Sql::COMMENTS_OF_CONTENT);
+        query.bind(page.content, page.after, count, page.index);
+        return takeRows(query, [&] {
+            const Comment comment = readComment(query);
+            page = {page.content, comment.id, 0, page.count - 1};
+            return take(comment);
+        });
+    });
 }
 
 CommentPage latestComments(DatabaseConnection& connection, Id content, std::int64_t count)
@@ -64,6 +66,7 @@ Standing standingAtComment(DatabaseConnection& connection, Id comment, Id person
 
 Id addComment(DatabaseConnection& connection, Id group, Id content, Id author, const std::string& text)
 {
+    lockGroup(connection, group);
     if (standingAtContent(connection, content, author).role == Role::STRANGER)
         return 0;
     const Id id = addEntity(connection, EntityKind::COMMENT);

@@ -112,9 +112,16 @@ public:
     bool isNull(int column) const { return m_statement->isNull(column); }
 
 private:
+    /// Throws NotText for bytes that not every engine takes.
+    static void requireText(std::string_view value);
+
     void bindOne(int index, std::int64_t value) { m_statement->bind(index, value); }
     void bindOne(int index, int value) { m_statement->bind(index, std::int64_t{value}); }
-    void bindOne(int index, const std::string& value) { m_statement->bind(index, std::string_view(value)); }
+    void bindOne(int index, const std::string& value)
+    {
+        requireText(value);
+        m_statement->bind(index, std::string_view(value));
+    }
     void bindOne(int index, const char* value) { m_statement->bind(index, std::string_view(value)); }
     void bindOne(int index, std::nullptr_t) { m_statement->bindNull(index); }
     void bindOne(int index, const std::optional<std::int64_t>& value)

@@ -3,6 +3,7 @@
 
 #include "store/Changes.h"
 #include "store/Groups.h"
+#include "store/Parts.h"
 #include "store/People.h"
 
 namespace kinloomd {
@@ -66,20 +67,20 @@ std::optional<Marker> markerOf(DatabaseConnection& connection, Id group, Id cont
 bool readFeed(DatabaseConnection& connection, FeedPage& page, const Taker<Content>& take)
 {
     const std::int64_t epoch = mediaEpochOf(connection, page.group);
-    Query query(connection, feedStatement(page.base, page.direction, page.type));
-    if (page.type == ContentType::ANY)
-        query.bind(page.group, page.from.time, page.from.id, page.count);
-    else
-        query.bind(page.group, page.from.time, page.from.id, page.count, static_cast<int>(page.type));
-    while (query.step()) {
-        Content content = readContent(query);
-        content.mediaEpoch = epoch;
-        page.from = {page.base == FeedBase::UPLOAD_TIME ? content.uploaded : content.created, content.id};
-        --page.count;
-        if (!take(content))
-            return false;
-    }
-    return true;
+    return readInParts(page.count, [&](std::int64_t count) {
+        Query query(connection, feedStatement(page.base, page.direction, page.type));
+        if (page.type == ContentType::ANY)
+            query.bind(page.group, page.from.time, page.from.id, count);
+        else
+            query.bind(page.group, page.from.time, page.from.id, count, static_cast<int>(page.type));
+        return takeRows(query, [&] {
+            Content content = readContent(query);
+            content.mediaEpoch = epoch;
+            page.from = {page.base == FeedBase::UPLOAD_TIME ? content.uploaded : content.created, content.id};
+            --page.count;
+            return take(content);
+        });
+    });
 }
 
 std::optional<Content> findContent(DatabaseConnection& connection, Id id)
@@ -235,23 +236,23 @@ std::vector<Id> keptContentIds(DatabaseConnection& connection)
 
 bool readEvents(DatabaseConnection& connection, EventPage& page, const Taker<Event>& take)
 {
-    Query query(connection, Sql::EVENTS_OF_CONTENT);
-    query.bind(page.content, page.after);
-    while (query.step()) {
-        Event event;
-        event.id = query.integer(0);
-        event.title = query.text(1);
-        event.type = query.text(2);
-        event.description = query.text(3);
-        event.starts = query.integer(4);
-        event.ends = query.integer(5);
-        event.created = query.integer(6);
-        event.member = readPerson(query, 7);
-        page.after = event.id;
-        if (!take(event))
-            return false;
-    }
-    return true;
+    return readInParts(ALL_ROWS, [&](std::int64_t count) {
+        Query query(connection, Sql::EVENTS_OF_CONTENT);
+        query.bind(page.content, page.after, count);
+        return takeRows(query, [&] {
+            Event event;
+            event.id = query.integer(0);
+            event.title = query.text(1);
+            event.type = query.text(2);
+            event.description = query.text(3);
+            event.starts = query.integer(4);
+            event.ends = query.integer(5);
+            event.created = query.integer(6);
+            event.member = readPerson(query, 7);
+            page.after = event.id;
+            return take(event);
+        });
+    });
 }
 
 std::int64_t countSlots(DatabaseConnection& connection, Id person)
@@ -291,8 +292,9 @@ bool commitUpload(DatabaseConnection& connection, const Slot& slot, const Upload
     if (!uploaded)
         return false;
     const Id creator = fillSlot(connection, slot.id, file, *uploaded);
+    // Another change has filled it while this one waited for the group, which knows nothing of that yet.
     if (creator == 0)
-        return false;
+        throw TransactionUndone("the place for an upload was filled meanwhile");
     countBytes(connection, creator, file.size);
     noteUse(connection, slot.group, *uploaded);
     addChange(connection, {0, ChangeKind::CONTENT, slot.group, slot.id, 0});

@@ -152,7 +152,8 @@ Id addSlot(DatabaseConnection& connection, Id group, Id creator, ContentType typ
 void expireSlots(DatabaseConnection& connection, Millis before);
 /// Removes a slot that is not filled.
 void dropSlot(DatabaseConnection& connection, Id slot);
-/// Turns a slot into a content of its group, and counts it. \return false when the slot is gone or filled, or the group in the
+/// Turns a slot into a content of its group, and counts it. Throws TransactionUndone when another change does so at the same time.
+/// \return false when the slot is gone or filled, or the group in the
 /// trash.
 bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file);
 /// Adds to the bytes that the files of a person's contents take together, or, with less than 0, takes some away.

@@ -2,6 +2,7 @@
 #include "store/Database.h"
 
 #include "store/Engine.h"
+#include "store/postgresql/PostgresqlEngine.h"
 #include "store/sqlite/SqliteEngine.h"
 
 #include <random>
@@ -23,24 +24,16 @@ milliseconds pauseAfter(unsigned attempt)
     return milliseconds(std::uniform_int_distribution<milliseconds::rep>(0, 5 << attempt)(random));
 }
 
-} // namespace
-
-void Transaction::commit()
+std::unique_ptr<Engine> engineFor(const std::string& location)
 {
-    m_open = false;
-    try {
-        m_connection.commit();
-    } catch (const TransactionUndone&) {
-        m_connection.rollback();
-        throw;
-    } catch (DatabaseError& error) {
-        m_connection.rollback();
-        error.setMayBeDone();
-        throw;
-    }
+    if (isPostgresqlAddress(location))
+        return std::make_unique<PostgresqlEngine>(location);
+    return std::make_unique<SqliteEngine>(location);
 }
 
-Database::Database(const std::string& location) : m_engine(std::make_unique<SqliteEngine>(location)) {}
+} // namespace
+
+Database::Database(const std::string& location) : m_engine(engineFor(location)) {}
 
 Database::~Database() = default;
 

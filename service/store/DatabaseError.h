@@ -32,6 +32,12 @@ public:
     using DatabaseUnavailable::DatabaseUnavailable;
 };
 
+/// A text that is none: NUL, or bytes that are no UTF-8.
+class NotText : public DatabaseError {
+public:
+    using DatabaseError::DatabaseError;
+};
+
 /// There is no room left for what was to be written.
 class DatabaseFull : public DatabaseError {
 public:

@@ -2,6 +2,8 @@
 #include "store/Groups.h"
 
 #include "core/Text.h"
+#include "store/Locks.h"
+#include "store/Parts.h"
 #include "store/People.h"
 
 namespace kinloomd {
@@ -128,15 +130,15 @@ std::vector<Person> listMembers(DatabaseConnection& connection, Id group)
 
 bool readMembers(DatabaseConnection& connection, MemberPage& page, const Taker<Person>& take)
 {
-    Query query(connection, Sql::MEMBERS_OF_GROUP);
-    query.bind(page.group, page.after);
-    while (query.step()) {
-        const Person person = readPerson(query, 0);
-        page.after = person.id;
-        if (!take(person))
-            return false;
-    }
-    return true;
+    return readInParts(ALL_ROWS, [&](std::int64_t count) {
+        Query query(connection, Sql::MEMBERS_OF_GROUP);
+        query.bind(page.group, page.after, count);
+        return takeRows(query, [&] {
+            const Person person = readPerson(query, 0);
+            page.after = person.id;
+            return take(person);
+        });
+    });
 }
 
 Role roleInGroup(DatabaseConnection& connection, Id group, Id person)
@@ -173,12 +175,15 @@ void setMaster(DatabaseConnection& connection, Id group, Id person)
 
 bool addMember(DatabaseConnection& connection, const Group& group, Id person)
 {
+    lockGroup(connection, group.id);
+    lockPerson(connection, person);
     const std::string key = foldForSorting(group.name);
     return Query(connection, Sql::MEMBER_ADD).bind(person, group.id, key, group.created, now()).run() > 0;
 }
 
 bool removeMember(DatabaseConnection& connection, Id group, Id person)
 {
+    lockGroup(connection, group);
     if (Query(connection, Sql::MEMBER_REMOVE).bind(person, group).run() == 0)
         return false;
     Query(connection, Sql::GROUP_NEW_EPOCH).bind(group).run();

@@ -48,7 +48,7 @@ std::int64_t mediaEpochOf(DatabaseConnection& connection, Id group);
 Id addGroup(DatabaseConnection& connection, const std::string& name, const std::string& description, Id master);
 /// Makes a member of the group its master.
 void setMaster(DatabaseConnection& connection, Id group, Id person);
-/// \return whether the person was not a member before.
+/// \return whether the person was not a member before, and is one now: nobody joins a group in the trash.
 bool addMember(DatabaseConnection& connection, const Group& group, Id person);
 /// \return whether the person was a member. The group's media addresses change, so that those the person knows lead nowhere.
 bool removeMember(DatabaseConnection& connection, Id group, Id person);

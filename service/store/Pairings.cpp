@@ -106,12 +106,14 @@ Pairing addPairing(DatabaseConnection& connection, const std::string& keyHash, c
 {
     Pairing added = pairing;
     added.expires = now() + PAIRING_TIME;
-    do
+    // A code that another device shows is no code: nothing is added then.
+    while (added.id == 0) {
         added.userCode = newUserCode();
-    while (findPairingByCode(connection, added.userCode));
-    Query query(connection, Sql::PAIRING_ADD);
-    query.bind(keyHash, added.userCode, added.name, added.address, network, added.expires, added.pause).step();
-    added.id = query.integer(0);
+        Query query(connection, Sql::PAIRING_ADD);
+        query.bind(keyHash, added.userCode, added.name, added.address, network, added.expires, added.pause);
+        if (query.step())
+            added.id = query.integer(0);
+    }
     return added;
 }
 
@@ -125,7 +127,10 @@ void notePoll(DatabaseConnection& connection, const Pairing& pairing, Millis pau
     Query(connection, Sql::PAIRING_POLLED).bind(pairing.id, now(), pause).run();
 }
 
-void notePairingTaken(DatabaseConnection& connection, Id pairing) { Query(connection, Sql::PAIRING_TAKEN).bind(pairing).run(); }
+bool takePairing(DatabaseConnection& connection, Id pairing)
+{
+    return Query(connection, Sql::PAIRING_TAKEN).bind(pairing).run() > 0;
+}
 
 Guesses countGuesses(DatabaseConnection& connection, Id person, const std::string& network, Millis since)
 {

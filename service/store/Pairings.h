@@ -51,8 +51,8 @@ Pairing addPairing(DatabaseConnection& connection, const std::string& keyHash, c
 /// Takes a device in for a person, or turns it away. \return false when somebody has decided before, or the code has ended.
 bool decidePairing(DatabaseConnection& connection, const std::string& userCode, PairingState state, Id person);
 void notePoll(DatabaseConnection& connection, const Pairing& pairing, Millis pause);
-/// The device gets its credentials.
-void notePairingTaken(DatabaseConnection& connection, Id pairing);
+/// The device gets its credentials: no longer than once. \return whether it does now.
+bool takePairing(DatabaseConnection& connection, Id pairing);
 
 /// Codes that a person gave which no device shows, since a time.
 struct Guesses {

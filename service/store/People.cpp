@@ -2,6 +2,7 @@
 #include "store/People.h"
 
 #include "core/Digest.h"
+#include "core/Text.h"
 
 #include <utility>
 
@@ -166,8 +167,10 @@ std::optional<Device> findDevice(DatabaseConnection& connection, const std::stri
 
 NamedDevice lookUpDevice(DatabaseConnection& connection, const std::string& duid)
 {
+    // What no device can be called is looked for all the same, under another name.
+    const std::string name = isText(duid) ? duid : std::string();
     Query query(connection, Sql::DEVICE_BY_DUID);
-    query.bind(duid);
+    query.bind(name);
     if (!query.step())
         return {}; // no device at all: there is nothing to tell apart
     const bool named = equalsInConstantTime(query.text(0), duid);

@@ -4,10 +4,21 @@
 #include "store/Records.h"
 
 #include <cassert>
+#include <string_view>
 
 namespace kinloomd {
 
 namespace {
+
+// Statements are written so that both engines take them. What they take otherwise stands side by side, and two things follow a rule
+// (postgresqlTextOf): parameters are ?1 here and $1 there; and where SQLite must be told which table to begin with, a CROSS JOIN
+// has a condition here, while PostgreSQL, which counts rows, is told JOIN.
+
+/// The rows of a query, locked until the end of the transaction against others that lock or change them. SQLite, where one change
+/// follows the other, has nothing to lock. Rows that refer to them can be written by others meanwhile.
+#define LOCKED(query) query, query " FOR NO KEY UPDATE"
+/// A statement that wants the larger of two numbers.
+#define WITH_LARGER(statement) statement("max"), statement("greatest")
 
 // Values of content.state and content.type, as the statements name them. SQLite uses the partial indexes of the schema only for
 // values that stand in the statement itself.
@@ -26,6 +37,7 @@ namespace {
 #define KIND_DEVICE "5"
 
 #define PAIRING_PENDING "0"
+#define PAIRING_APPROVED "1"
 #define PAIRING_DONE "3"
 
 /// \return whether a digit is that of an enumerator.
@@ -71,6 +83,22 @@ static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO,
     "LEFT JOIN person p ON t.kind = " KIND_PERSON " AND p.id = t.thing_id "                                                        \
     "LEFT JOIN device d ON t.kind = " KIND_DEVICE " AND d.id = t.thing_id LEFT JOIN person o ON o.id = d.person_id "
 
+#define DEVICE_NAMED(larger)                                                                                                       \
+    "SELECT d.duid, d.removed + p.removed, d.id, d.app_id, d.token_hash, d.signed_in, d.registered, p.id, p.name, p.image, "       \
+    "p.phone, p.created FROM device d CROSS JOIN person p ON p.id = d.person_id "                                                  \
+    "WHERE d.id = " larger "(coalesce((SELECT id FROM device WHERE duid = ?1), 0), (SELECT min(id) FROM device))"
+#define UPLOAD_COUNT(larger)                                                                                                       \
+    "UPDATE family SET " GROUP_COUNTS(                                                                                             \
+        "?2", "1") ", last_upload = " larger "(?3, last_upload + 1) WHERE id = ?1 AND trashed = 0 "                                \
+                   "AND EXISTS (SELECT 1 FROM content c WHERE c.id = ?4 AND c.state = " STATE_RESERVED ") RETURNING last_upload"
+
+// Each membership goes to one entry only, even when two want it at the same time.
+#define SET_ASIDE_COLUMNS "person_id, group_id, name_key, created, used"
+#define SET_ASIDE(key)                                                                                                             \
+    "INSERT INTO set_aside (trash_id, " SET_ASIDE_COLUMNS ") SELECT ?2, " SET_ASIDE_COLUMNS " FROM member WHERE " key " = ?1",     \
+        "WITH gone AS (DELETE FROM member WHERE " key " = ?1 RETURNING " SET_ASIDE_COLUMNS ") "                                    \
+        "INSERT INTO set_aside (trash_id, " SET_ASIDE_COLUMNS ") SELECT ?2, " SET_ASIDE_COLUMNS " FROM gone"
+
 #define GROUP_PAGE(index) "SELECT m.group_id FROM member m WHERE m.person_id = ?1 ORDER BY " index " LIMIT ?2 OFFSET ?3"
 #define SHARED_GROUP_PAGE(index)                                                                                                   \
     "SELECT m.group_id FROM member m CROSS JOIN member o ON o.person_id = ?4 AND o.group_id = m.group_id "                         \
@@ -115,10 +143,7 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::DEVICE_ADD, false,
      "INSERT INTO device (person_id, duid, app_id, token_hash, created, name) VALUES (?1, ?2, ?3, ?4, ?5, ?6)"},
     // The first device stands in for one that is not there, and both are looked up in any case.
-    {Sql::DEVICE_BY_DUID, false,
-     "SELECT d.duid, d.removed + p.removed, d.id, d.app_id, d.token_hash, d.signed_in, d.registered, p.id, p.name, p.image, "
-     "p.phone, p.created FROM device d CROSS JOIN person p ON p.id = d.person_id "
-     "WHERE d.id = max(coalesce((SELECT id FROM device WHERE duid = ?1), 0), (SELECT min(id) FROM device))"},
+    {Sql::DEVICE_BY_DUID, false, WITH_LARGER(DEVICE_NAMED)},
     {Sql::DEVICE_LIST, true,
      "SELECT " DEVICE_COLUMNS " FROM device d CROSS JOIN person p ON p.id = d.person_id "
      "WHERE d.removed = 0 AND p.removed = 0 ORDER BY d.id"},
@@ -164,11 +189,12 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::SHARED_GROUPS_BY_CREATION, false, SHARED_GROUP_PAGE("m.created DESC, m.group_id DESC")},
     {Sql::SHARED_GROUPS_BY_USE, false, SHARED_GROUP_PAGE("m.used DESC, m.group_id DESC")},
     {Sql::MEMBER_ADD, false,
-     "INSERT INTO member (person_id, group_id, name_key, created, used) VALUES (?1, ?2, ?3, ?4, ?5) ON CONFLICT DO NOTHING"},
+     "INSERT INTO member (person_id, group_id, name_key, created, used) SELECT p.id, f.id, ?3, ?4, ?5 FROM family f "
+     "CROSS JOIN person p ON p.id = ?1 AND p.removed = 0 WHERE f.id = ?2 AND f.trashed = 0 ON CONFLICT DO NOTHING"},
     {Sql::MEMBER_REMOVE, false, "DELETE FROM member WHERE person_id = ?1 AND group_id = ?2"},
     {Sql::MEMBERS_OF_GROUP, false,
      "SELECT p.id, p.name, p.image, p.phone, p.created FROM member m CROSS JOIN person p ON p.id = m.person_id "
-     "WHERE m.group_id = ?1 AND m.person_id > ?2 ORDER BY m.person_id"},
+     "WHERE m.group_id = ?1 AND m.person_id > ?2 ORDER BY m.person_id LIMIT ?3"},
 
     {Sql::SLOT_ADD, false,
      "INSERT INTO content (id, group_id, creator_id, state, type, reserved, announced_size, description) "
@@ -182,10 +208,7 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::SLOT_DROP, false, "DELETE FROM content WHERE id = ?1 AND state = " STATE_RESERVED},
     // The time of an upload is the present, but later than all uploads to the group before it even when a clock was set back, so
     // that a feed that is read by time never overlooks one.
-    {Sql::UPLOAD_COUNTED, false,
-     "UPDATE family SET " GROUP_COUNTS(
-         "?2", "1") ", last_upload = max(?3, last_upload + 1) WHERE id = ?1 AND trashed = 0 "
-                    "AND EXISTS (SELECT 1 FROM content c WHERE c.id = ?4 AND c.state = " STATE_RESERVED ") RETURNING last_upload"},
+    {Sql::UPLOAD_COUNTED, false, WITH_LARGER(UPLOAD_COUNT)},
     {Sql::CONTENT_COMMIT, false,
      "UPDATE content SET state = " STATE_STORED
      ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8, thumbnails = ?9, "
@@ -271,7 +294,7 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::EVENTS_OF_CONTENT, false,
      "SELECT e.id, e.title, e.type, e.description, e.starts, e.ends, e.created, p.id, p.name, p.image, p.phone, p.created "
      "FROM event e CROSS JOIN person p ON p.id = e.member_id WHERE e.content_id = ?1 AND e.id > ?2 "
-     "ORDER BY e.id"},
+     "ORDER BY e.id LIMIT ?3"},
 
     {Sql::SESSION_ADD, false,
      "INSERT INTO session (person_id, key_hash, name, address, created, used) VALUES (?1, ?2, ?3, ?4, ?5, ?5) RETURNING id"},
@@ -306,7 +329,7 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::PAIRING_ADD, false,
      "INSERT INTO pairing (key_hash, user_code, name, address, network, expires, pause) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) "
-     "RETURNING id"},
+     "ON CONFLICT DO NOTHING RETURNING id"},
     {Sql::PAIRING_BY_KEY, false, "SELECT " PAIRING_COLUMNS "WHERE key_hash = ?1 AND state <> " PAIRING_DONE},
     {Sql::PAIRING_BY_CODE, false, "SELECT " PAIRING_COLUMNS "WHERE user_code = ?1"},
     // Of two who decide at the same time, one does.
@@ -314,7 +337,7 @@ constexpr SqlEntry STATEMENTS[] = {
      "UPDATE pairing SET state = ?2, person_id = nullif(?3, 0) WHERE user_code = ?1 AND state = " PAIRING_PENDING
      " AND expires > ?4"},
     {Sql::PAIRING_POLLED, false, "UPDATE pairing SET polled = ?2, pause = ?3 WHERE id = ?1"},
-    {Sql::PAIRING_TAKEN, false, "UPDATE pairing SET state = " PAIRING_DONE " WHERE id = ?1"},
+    {Sql::PAIRING_TAKEN, false, "UPDATE pairing SET state = " PAIRING_DONE " WHERE id = ?1 AND state = " PAIRING_APPROVED},
     {Sql::PAIRINGS_PENDING, false, "SELECT count(*) FROM pairing WHERE expires > ?1 AND state = " PAIRING_PENDING},
     {Sql::PAIRINGS_PENDING_OF_NETWORK, false,
      "SELECT count(*) FROM pairing WHERE network = ?1 AND expires > ?2 AND state = " PAIRING_PENDING},
@@ -327,12 +350,24 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::CHANGE_ADD, false, "INSERT INTO change (kind, group_id, content_id, comment_id, at) VALUES (?1, ?2, ?3, ?4, ?5)"},
     {Sql::CHANGE_LAST, false, "SELECT max(id) FROM change"},
-    {Sql::CHANGE_LAST_EVER, true, "SELECT seq FROM sqlite_sequence WHERE name = 'change'"},
+    {Sql::CHANGE_LAST_EVER, true, "SELECT seq FROM sqlite_sequence WHERE name = 'change'",
+     "SELECT CASE WHEN is_called THEN last_value ELSE 0 END FROM change_id_seq"},
     {Sql::CHANGE_FIRST, false, "SELECT min(id) FROM change"},
+    {Sql::CHANGE_LAST_BEFORE, false, "SELECT id FROM change WHERE at < ?1 ORDER BY at DESC LIMIT 1"},
+    {Sql::CHANGES_BEHIND, false, "SELECT count(*) FROM change WHERE id > ?1"},
     {Sql::CHANGES_OF_PERSON, false,
      "SELECT k.id, k.kind, k.group_id, k.content_id, k.comment_id FROM change k "
      "CROSS JOIN member m ON m.person_id = ?1 AND m.group_id = k.group_id WHERE k.id > ?2 ORDER BY k.id LIMIT ?3"},
     {Sql::CHANGES_FORGET, false, "DELETE FROM change WHERE at < ?1"},
+
+    {Sql::GROUP_LOCK, false, LOCKED("SELECT 1 FROM family WHERE id = ?1")},
+    {Sql::GROUP_LOCK_OF_CONTENT, false, LOCKED("SELECT id FROM family WHERE id = (SELECT group_id FROM content WHERE id = ?1)")},
+    {Sql::PERSON_LOCK, false, LOCKED("SELECT 1 FROM person WHERE id = ?1")},
+    {Sql::TRASH_LOCK, false, LOCKED("SELECT 1 FROM trash WHERE id = ?1")},
+    {Sql::SET_ASIDE_LOCK_GROUPS, false,
+     LOCKED("SELECT id FROM family WHERE id IN (SELECT group_id FROM set_aside WHERE trash_id = ?1) ORDER BY id")},
+    {Sql::SET_ASIDE_LOCK_PEOPLE, false,
+     LOCKED("SELECT id FROM person WHERE id IN (SELECT person_id FROM set_aside WHERE trash_id = ?1) ORDER BY id")},
 
     {Sql::TRASH_ADD, false,
      "INSERT INTO trash (kind, thing_id, group_id, content_id, by_id, at) "
@@ -349,18 +384,16 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::GROUP_MARK, false, "UPDATE family SET trashed = ?3 WHERE id = ?1 AND trashed = ?2"},
     {Sql::CONTENT_MARK, false,
      "UPDATE content SET state = ?3 WHERE id = ?1 AND state = ?2 RETURNING group_id, type, comment_count"},
-    {Sql::COMMENT_MARK, false, "UPDATE comment SET trashed = ?3 WHERE id = ?1 AND trashed = ?2 RETURNING content_id"},
+    {Sql::COMMENT_MARK, false,
+     "UPDATE comment SET trashed = ?3 WHERE id = ?1 AND trashed = ?2 AND EXISTS (SELECT 1 FROM content c "
+     "WHERE c.id = comment.content_id AND c.state = " STATE_STORED ") RETURNING content_id"},
     {Sql::PERSON_MARK, false, "UPDATE person SET removed = ?3 WHERE id = ?1 AND removed = ?2"},
     {Sql::DEVICE_MARK, false, "UPDATE device SET removed = 1 WHERE duid = ?1 AND removed = 0 RETURNING id"},
     {Sql::DEVICE_MARK_BY_ID, false, "UPDATE device SET removed = ?3 WHERE id = ?1 AND removed = ?2"},
     {Sql::DEVICE_OWNER_IS_LIVE, false,
      "SELECT 1 FROM device d CROSS JOIN person p ON p.id = d.person_id WHERE d.id = ?1 AND p.removed = 0"},
-    {Sql::MEMBERS_SET_ASIDE_OF_GROUP, false,
-     "INSERT INTO set_aside (trash_id, person_id, group_id, name_key, created, used) "
-     "SELECT ?2, person_id, group_id, name_key, created, used FROM member WHERE group_id = ?1"},
-    {Sql::MEMBERS_SET_ASIDE_OF_PERSON, false,
-     "INSERT INTO set_aside (trash_id, person_id, group_id, name_key, created, used) "
-     "SELECT ?2, person_id, group_id, name_key, created, used FROM member WHERE person_id = ?1"},
+    {Sql::MEMBERS_SET_ASIDE_OF_GROUP, false, SET_ASIDE("group_id")},
+    {Sql::MEMBERS_SET_ASIDE_OF_PERSON, false, SET_ASIDE("person_id")},
     {Sql::MEMBERS_REMOVE_OF_GROUP, false, "DELETE FROM member WHERE group_id = ?1"},
     {Sql::MEMBERS_REMOVE_OF_PERSON, false, "DELETE FROM member WHERE person_id = ?1"},
     {Sql::SET_ASIDE_GIVE_BACK, false,
@@ -452,6 +485,21 @@ const SqlEntry& entryOf(Sql sql)
 {
     assert(sql < Sql::COUNT);
     return STATEMENTS[static_cast<std::size_t>(sql)];
+}
+
+std::string postgresqlTextOf(Sql sql)
+{
+    constexpr std::string_view ORDERED_JOIN = "CROSS JOIN";
+    const SqlEntry& entry = entryOf(sql);
+    const std::string_view text = entry.postgresql == nullptr ? entry.text : entry.postgresql;
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text.compare(i, ORDERED_JOIN.size(), ORDERED_JOIN) == 0)
+            i += std::string_view("CROSS ").size();
+        result += text[i] == '?' ? '$' : text[i];
+    }
+    return result;
 }
 
 } // namespace kinloomd

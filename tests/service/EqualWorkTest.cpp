@@ -73,10 +73,12 @@ using kinloomd_test::TemporaryFolder;
 
 class EqualWork : public ::testing::Test {
 protected:
+    void SetUp() override { SKIP_ON_POSTGRESQL("what SQLite does is counted"); }
+
     EqualWork()
     {
         Options options;
-        options.dataFolder = m_folder / "data";
+        options.data = m_folder / "data";
         m_service = std::make_unique<Service>(options);
         {
             // Connections enough for everyone: to open one is work too.

@@ -3,6 +3,7 @@
 
 #include "support/ArgumentPointers.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -57,10 +58,22 @@ struct Manner {
     std::string error;
 };
 
+/// The arguments, and where the database of their folder is.
+std::vector<std::string> withDatabase(std::vector<std::string> arguments)
+{
+    const auto data = std::find(arguments.begin(), arguments.end(), "--data");
+    if (data == arguments.end() || data + 1 == arguments.end() || arguments.front() == "restore")
+        return arguments;
+    const auto more = databaseArguments(*(data + 1));
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
 pid_t spawn(const std::vector<std::string>& arguments, const Manner& manner)
 {
     std::vector<std::string> words = {manner.program.empty() ? kinloomdProgram() : manner.program};
-    words.insert(words.end(), arguments.begin(), arguments.end());
+    for (std::string& argument : withDatabase(arguments))
+        words.push_back(std::move(argument));
     const std::vector<char*> argv = test::pointersTo(words);
 
     posix_spawn_file_actions_t actions;
@@ -128,6 +141,7 @@ TemporaryFolder::TemporaryFolder()
 
 TemporaryFolder::~TemporaryFolder()
 {
+    dropDatabasesOf(m_path);
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
 }

@@ -3,6 +3,8 @@
 #ifndef TESTS_SERVICE_KINLOOMDPROCESS_H
 #define TESTS_SERVICE_KINLOOMDPROCESS_H
 
+#include "TestDatabase.h" // IWYU pragma: export
+
 #include <chrono>
 #include <optional>
 #include <string>

@@ -41,7 +41,9 @@ protected:
     {
         m_service.reset();
         Options options;
-        options.dataFolder = m_folder / "data";
+        options.data = m_folder / "data";
+        if (kinloomd_test::onPostgresql())
+            options.data.database = kinloomd_test::databaseOf(options.data.folder);
         options.replyShape = shape;
         m_service = std::make_unique<Service>(options);
     }
@@ -293,6 +295,7 @@ TEST_F(LongReply, TellsOfAllCommentsOfAContent)
 
 TEST_F(LongReply, LetsTheLogBeEmptiedBetweenTwoPieces)
 {
+    SKIP_ON_POSTGRESQL("the write-ahead log is SQLite's");
     const Person anna = newPerson("Anna");
     m_group = newGroup("Family", anna.id);
     addContents(database(), m_group, anna.id, 1000);
@@ -352,7 +355,7 @@ TEST_F(LongReply, BreaksOffWhenTheDatabaseFails)
     Reply reply = feed("search_before=latest&search_count=1000", anna);
     {
         const auto connection = database().write();
-        connection->execute("DROP TABLE content");
+        connection->execute(kinloomd_test::onPostgresql() ? "DROP TABLE content CASCADE" : "DROP TABLE content");
     }
     EXPECT_EQ(endOf(sourceOf(reply)), httpd::BodySource::BROKEN);
     EXPECT_EQ(endOf(sourceOf(reply)), httpd::BodySource::BROKEN) << "it never ends well after that";

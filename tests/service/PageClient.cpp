@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "PageClient.h"
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <filesystem>
 #include <fstream>
 
@@ -90,10 +89,6 @@ PageClient PageFixture::browserOf(const std::string& person, const std::string& 
     return client;
 }
 
-void PageFixture::sql(const std::string& statement)
-{
-    SQLite::Database database(m_data + "/kinloomd.db", SQLite::OPEN_READWRITE, 10'000);
-    database.exec(statement);
-}
+void PageFixture::sql(const std::string& statement) { runSql(m_data, statement); }
 
 } // namespace kinloomd_test

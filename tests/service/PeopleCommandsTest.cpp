@@ -50,6 +50,8 @@ protected:
     {
         arguments.insert(arguments.begin(), kinloomdProgram());
         arguments.insert(arguments.end(), {"--data", m_data});
+        for (const std::string& argument : databaseArguments(m_data))
+            arguments.push_back(argument);
         const std::vector<char*> argv = test::pointersTo(arguments);
         int terminal = -1;
         const pid_t pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);

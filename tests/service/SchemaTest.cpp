@@ -34,8 +34,11 @@ INSERT INTO event VALUES (6, 4, 2, 'an event', '', '', 1, 2, 3);
 PRAGMA user_version = 1;
 )sql";
 
+/// The first versions were SQLite's alone.
 class Schema : public ::testing::Test {
 protected:
+    void SetUp() override { SKIP_ON_POSTGRESQL("the first versions were SQLite's alone"); }
+
     void makeFirst(const std::string& more = {})
     {
         SQLite::Database first(m_folder / "test.db", SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);

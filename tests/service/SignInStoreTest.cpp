@@ -24,6 +24,7 @@
 namespace {
 
 using namespace kinloomd;
+using kinloomd_test::databaseOf;
 using kinloomd_test::TemporaryFolder;
 using ::testing::ElementsAre;
 using ::testing::Gt;
@@ -48,7 +49,7 @@ protected:
     }
 
     TemporaryFolder m_folder;
-    Database m_database{m_folder / "test.db"};
+    Database m_database{databaseOf(m_folder.path())};
 };
 
 TEST_F(SignIns, KeysAreEachOfTheirOwn)

@@ -106,6 +106,20 @@ TEST_F(SignersOf, AServiceThatKeptNoneMakeTheNextUncertainForAWhile)
     EXPECT_TRUE(next.recent(later).whole);
 }
 
+TEST_F(SignersOf, OneOfSeveralServicesAreNeverCertainOfAnAddress)
+{
+    Signers one({}, false);
+    for (const auto time : {m_begin, m_begin + minutes(60)}) {
+        one.note(on("1"), "a", time);
+        EXPECT_EQ(one.credited(on("1"), time), "a") << "of a connection it is known";
+        EXPECT_EQ(one.credited(on("2"), time), "") << "another one may know of another device";
+    }
+    for (std::size_t i = 0; i < 3 * Signers::REMEMBERED; ++i)
+        one.note(on("", "fd00::" + std::to_string(i)), "flood", m_begin);
+    one.note(on("1"), "a", m_begin + minutes(120));
+    EXPECT_EQ(one.credited(on("2"), m_begin + minutes(120)), "");
+}
+
 TEST_F(SignersOf, AClockThatWasSetBackMakeNobodyCertain)
 {
     Signers next(RecentSigners{{{"10.0.0.1", "b", kinloomd::now() + 60'000}}, true});

@@ -2,7 +2,6 @@
 #include "ServiceFixture.h"
 #include "TestPictures.h"
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -53,11 +52,7 @@ protected:
         return {};
     }
 
-    void makeOld(int days)
-    {
-        SQLite::Database database(m_data + "/kinloomd.db", SQLite::OPEN_READWRITE, 5000);
-        database.exec("UPDATE trash SET at = at - " + std::to_string(days) + " * 86400000");
-    }
+    void makeOld(int days) { runSql(m_data, "UPDATE trash SET at = at - " + std::to_string(days) + " * CAST(86400000 AS bigint)"); }
 
     std::string m_group;
     std::string m_photo;

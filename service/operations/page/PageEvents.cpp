@@ -7,6 +7,8 @@
 #include "operations/page/PageRecords.h"
 #include "store/Changes.h"
 
+#include <algorithm>
+
 namespace kinloomd {
 
 namespace {
@@ -33,14 +35,15 @@ std::string eventText(Id id, const char* name, const Json& data)
            "\ndata: " + data.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n\n";
 }
 
-std::string eventText(const Change& change)
+/// \param id from which who returns goes on
+std::string eventText(Id id, const Change& change)
 {
     Json data = {{"group", std::to_string(change.group)}, {"content_id", std::to_string(change.content)}};
     if (change.comment != 0)
         data["comment_id"] = std::to_string(change.comment);
     for (const ChangeName& name : NAMES) {
         if (name.kind == change.kind)
-            return eventText(change.id, name.event, data);
+            return eventText(id, name.event, data);
     }
     return {};
 }
@@ -53,15 +56,9 @@ public:
         : m_database(service.database()),
           m_caller(caller),
           m_bell(service.changes(), {caller.session, caller.person.id, network}),
-          m_after(after.value_or(0))
+          m_changes(begin(after))
     {
-        const auto connection = m_database.read();
-        const bool known = after && knowsChangesSince(connection, *after);
-        if (!known)
-            m_after = lastChange(connection);
-        m_text = eventText(m_after, "version", {{"version", service.web().version()}});
-        if (after && !known)
-            m_text += eventText(m_after, "reset", Json::object());
+        m_text = eventText(m_changes.settled(), "version", {{"version", service.web().version()}}) + m_text;
     }
 
     std::int64_t read(char* buffer, std::size_t size, httpd::Connection& connection) override
@@ -99,6 +96,26 @@ public:
     }
 
 private:
+    /// Goes on from a change that is known, or begins with what comes from now on.
+    ChangeReader begin(std::optional<Id> after)
+    {
+        const auto connection = m_database.read();
+        const Snapshot snapshot(connection);
+        if (after && knowsChangesSince(connection, *after))
+            return {m_database.longestChange(), *after};
+        ChangeReader changes = fromNowOn(connection);
+        if (after)
+            m_text = eventText(changes.settled(), "reset", Json::object());
+        return changes;
+    }
+
+    ChangeReader fromNowOn(DatabaseConnection& connection) const
+    {
+        ChangeReader changes(m_database.longestChange(), settledChange(connection, m_database.longestChange()));
+        changes.skip(connection, m_caller.person.id);
+        return changes;
+    }
+
     /// Writes down what has changed. \return false when the sign-in has ended.
     bool follow()
     {
@@ -106,25 +123,23 @@ private:
         const Snapshot snapshot(connection);
         if (!isLiveSession(connection, m_caller.session))
             return false;
-        const Id last = lastChange(connection);
-        if (last == m_after)
+        const auto changes = m_changes.read(connection, m_caller.person.id, MOST_CHANGES);
+        if (changes.size() >= MOST_CHANGES) {
+            m_changes = fromNowOn(connection);
+            m_text = eventText(m_changes.settled(), "reset", Json::object());
             return true;
-        const auto changes = listChanges(connection, m_caller.person.id, m_after, MOST_CHANGES);
-        m_after = last;
-        if (changes.size() == MOST_CHANGES)
-            m_text = eventText(last, "reset", Json::object());
-        else
-            for (const Change& change : changes)
-                m_text += eventText(change);
+        }
+        for (const Change& change : changes)
+            m_text += eventText(std::min(change.id, m_changes.settled()), change);
         return true;
     }
 
     Database& m_database;
     Caller m_caller;
     ChangeWatch::Bell m_bell;
-    Id m_after;
     std::string m_text;
     std::size_t m_sent = 0;
+    ChangeReader m_changes; ///< writes into the text when it begins
     bool m_parting = false; ///< what is sent is the last of it
 };
 

@@ -11,6 +11,7 @@
 #include "operations/page/PageHandlers.h"
 #include "operations/page/PageRecords.h"
 #include "store/Groups.h"
+#include "store/Locks.h"
 
 namespace kinloomd {
 
@@ -50,6 +51,8 @@ Person enter(Service& service, Request& request, const std::string& key)
     const std::string sessionKey = newKey();
     Person person = service.database().change([&](DatabaseConnection& connection) {
         const Invitation invitation = requireInvitation(connection, key);
+        lockGroup(connection, invitation.group);
+        lockPerson(connection, invitation.person);
         const std::string_view state = stateOf(connection, invitation);
         if (state != OPEN || !useInvitation(connection, invitation.id))
             throw ServiceError(state == EXPIRED ? Failure::EXPIRED : Failure::USED);
@@ -90,6 +93,8 @@ Reply handlePageInvite(Service& service, Request& request)
     invitation.inviter = caller;
     const std::string key = newKey();
     const Millis expires = service.database().change([&](DatabaseConnection& connection) {
+        lockGroup(connection, group);
+        lockPerson(connection, caller);
         requirePermission(Action::INVITE, roleInGroup(connection, group, caller));
         if (foldForLikeness(invitation.name).empty())
             throw ServiceError(Failure::MISSING_PARAMETER, "Who is invited needs a name.");

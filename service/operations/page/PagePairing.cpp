@@ -8,6 +8,7 @@
 #include "operations/Service.h"
 #include "operations/page/Json.h"
 #include "operations/page/PageHandlers.h"
+#include "store/Locks.h"
 #include "store/Pairings.h"
 #include "store/People.h"
 #include "store/Sessions.h"
@@ -39,6 +40,9 @@ std::optional<Pairing> findPending(DatabaseConnection& connection, const Request
 {
     const Id person = request.caller.person.id;
     const std::string network = httpd::networkOf(request.head.address);
+    // A person's guesses are counted one after the other. Of a network, and of all, some more may slip through at the same moment:
+    // as many as there are processes and people, which says nothing against so large a number of codes.
+    lockPerson(connection, person);
     const Guesses guesses = countGuesses(connection, person, network, now() - GUESS_TIME);
     if (guesses.ofPerson >= MOST_GUESSES_OF_PERSON || guesses.ofNetwork >= MOST_GUESSES_OF_NETWORK || guesses.all >= MOST_GUESSES)
         refuseTooMany("There were too many wrong codes. Try again in a quarter of an hour.", GUESS_TIME);
@@ -80,8 +84,10 @@ Reply answerPoll(DatabaseConnection& connection, const Pairing& pairing)
     // Who has taken it in may have been removed since.
     if (pairing.state == PairingState::REFUSED || !findPerson(connection, pairing.person))
         return tokenFailure("access_denied");
+    // Of two who ask at the same time, one gets it.
+    if (!takePairing(connection, pairing.id))
+        return tokenFailure("invalid_grant");
     const DeviceCredentials made = makeDevice(connection, pairing.person, pairing.name);
-    notePairingTaken(connection, pairing.id);
     return jsonReply({{"app_id", made.appId}, {"AuthToken", made.token}, {"duid", made.duid}});
 }
 

@@ -2,6 +2,7 @@
 #include "store/sqlite/SqliteEngine.h"
 
 #include "core/Files.h"
+#include "store/sqlite/SqliteConnection.h"
 #include "store/sqlite/SqliteSchema.h"
 
 #include <fcntl.h>

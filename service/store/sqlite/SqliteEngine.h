@@ -4,7 +4,6 @@
 #define KINLOOMD_STORE_SQLITE_SQLITEENGINE_H
 
 #include "store/Engine.h"
-#include "store/sqlite/SqliteConnection.h"
 
 #include <condition_variable>
 #include <mutex>

@@ -1,0 +1,319 @@
+// SPDX-License-Identifier: MIT
+// What must hold when several change the database at the same time, whichever engine keeps it.
+#include "store/Changes.h"
+#include "store/Comments.h"
+#include "store/Contents.h"
+#include "store/Groups.h"
+#include "store/Locks.h"
+#include "store/Pairings.h"
+#include "store/People.h"
+#include "store/Sessions.h"
+#include "store/Trash.h"
+
+#include "KinloomdProcess.h"
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <set>
+#include <thread>
+
+namespace {
+
+using namespace kinloomd;
+using kinloomd_test::databaseOf;
+using kinloomd_test::TemporaryFolder;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// Two databases on the same data, as two processes have them: a group of Anna, and another one.
+class Engines : public ::testing::Test {
+protected:
+    Engines()
+    {
+        m_first.change([this](DatabaseConnection& connection) {
+            anna = addPerson(connection, "Anna", "").id;
+            ben = addPerson(connection, "Ben", "").id;
+            group = addGroup(connection, "Family", "", anna);
+            other = addGroup(connection, "Friends", "", anna);
+        });
+    }
+
+    /// Does something on as many threads, half of them in each process. What they throw fails the test.
+    void together(unsigned threads, const std::function<void(Database&, unsigned)>& action)
+    {
+        std::vector<std::thread> running;
+        running.reserve(threads);
+        std::atomic<unsigned> ready = 0;
+        for (unsigned i = 0; i < threads; ++i) {
+            running.emplace_back([&, i] {
+                // All begin at once.
+                ++ready;
+                while (ready < threads)
+                    std::this_thread::yield();
+                EXPECT_NO_THROW(action(i % 2 == 0 ? m_first : m_second, i));
+            });
+        }
+        for (std::thread& thread : running)
+            thread.join();
+    }
+
+    Slot newSlot(Database& database, Id inGroup)
+    {
+        return database.change([&](DatabaseConnection& connection) {
+            Slot slot;
+            slot.group = inGroup;
+            slot.id = addSlot(connection, inGroup, anna, ContentType::PHOTO, std::nullopt, "");
+            return slot;
+        });
+    }
+
+    static bool fill(DatabaseConnection& connection, const Slot& slot)
+    {
+        return commitUpload(connection, slot, {"a.jpg", Format::JPEG, 10, 2, 3, std::nullopt});
+    }
+
+    Id newContent()
+    {
+        const Slot slot = newSlot(m_first, group);
+        EXPECT_TRUE(m_first.change([&](DatabaseConnection& connection) { return fill(connection, slot); }));
+        return slot.id;
+    }
+
+    void expectTrueTotals()
+    {
+        const auto connection = m_second.read();
+        for (const Sql sql : {Sql::CHECK_GROUP_TOTALS, Sql::CHECK_COMMENT_COUNTS, Sql::CHECK_USED_BYTES}) {
+            Query query(connection, sql);
+            EXPECT_FALSE(query.step()) << textOf(sql);
+        }
+    }
+
+    TemporaryFolder m_folder;
+    Database m_first{databaseOf(m_folder.path())};
+    Database m_second{databaseOf(m_folder.path())};
+    Id anna = 0;
+    Id ben = 0;
+    Id group = 0;
+    Id other = 0;
+};
+
+TEST_F(Engines, CountUploadsIntoOneGroupAndGiveThemTimesOfTheirOwn)
+{
+    constexpr unsigned THREADS = 6;
+    constexpr unsigned UPLOADS = 15;
+    together(THREADS, [this](Database& database, unsigned) {
+        for (unsigned i = 0; i < UPLOADS; ++i) {
+            const Slot slot = newSlot(database, group);
+            EXPECT_TRUE(database.change([&](DatabaseConnection& connection) { return fill(connection, slot); }));
+        }
+    });
+    const auto connection = m_second.read();
+    std::set<Millis> times;
+    FeedPage page;
+    page.group = group;
+    page.count = 1000;
+    page.from = BEHIND_NEWEST;
+    EXPECT_TRUE(readFeed(connection, page, [&](const Content& content) { return times.insert(content.uploaded).second; }));
+    EXPECT_EQ(times.size(), THREADS * UPLOADS);
+    EXPECT_EQ(findGroup(connection, group)->total, THREADS * UPLOADS);
+    EXPECT_EQ(usedBytes(connection, anna), 10 * THREADS * UPLOADS);
+    expectTrueTotals();
+}
+
+TEST_F(Engines, KeepAPersonWithinTheRoomThatThereIs)
+{
+    constexpr int ROOM = 50;
+    std::atomic<int> stored = 0;
+    together(8, [&](Database& database, unsigned i) {
+        const Slot slot = newSlot(database, i % 2 == 0 ? group : other);
+        const bool done = database.change([&](DatabaseConnection& connection) {
+            lockGroup(connection, slot.group);
+            lockPerson(connection, anna);
+            return findSlot(connection, slot.id, anna)->usedBytes + 10 <= ROOM && fill(connection, slot);
+        });
+        stored += done ? 1 : 0;
+    });
+    EXPECT_EQ(stored, ROOM / 10);
+    EXPECT_EQ(usedBytes(m_first.read(), anna), ROOM);
+    expectTrueTotals();
+}
+
+TEST_F(Engines, LetWhatIsUsedOnceBeUsedOnce)
+{
+    Pairing pairing;
+    m_first.change([&](DatabaseConnection& connection) {
+        addInvitation(connection, "key", {0, "Carla", 0, group, anna, "", 0, false});
+        pairing = addPairing(connection, "pairing", Pairing(), "n");
+    });
+    const Id invitation = findInvitation(m_first.read(), "key")->id;
+    const Slot slot = newSlot(m_first, group);
+    std::atomic<int> used = 0;
+    std::atomic<int> decided = 0;
+    std::atomic<int> taken = 0;
+    std::atomic<int> filled = 0;
+    together(6, [&](Database& database, unsigned) {
+        database.change([&](DatabaseConnection& connection) { return useInvitation(connection, invitation); }) ? ++used : 0;
+        database.change([&](DatabaseConnection& connection) {
+            return decidePairing(connection, pairing.userCode, PairingState::APPROVED, anna);
+        })
+            ? ++decided
+            : 0;
+        database.change([&](DatabaseConnection& connection) { return takePairing(connection, pairing.id); }) ? ++taken : 0;
+        database.change([&](DatabaseConnection& connection) { return fill(connection, slot); }) ? ++filled : 0;
+    });
+    EXPECT_EQ(used, 1);
+    EXPECT_EQ(decided, 1);
+    EXPECT_EQ(taken, 1);
+    EXPECT_EQ(filled, 1);
+    expectTrueTotals();
+}
+
+TEST_F(Engines, BringBackOrDeleteForGoodAndNeverBoth)
+{
+    for (int round = 0; round < 10; ++round) {
+        const Id content = newContent();
+        ASSERT_NE(
+            m_first.change([&](DatabaseConnection& connection) { return addComment(connection, group, content, anna, "text"); }),
+            0);
+        ASSERT_TRUE(m_first.change([&](DatabaseConnection& connection) { return trashContent(connection, content, anna); }));
+        const TrashEntry entry = *findTrashOf(m_first.read(), TrashKind::CONTENT, content);
+        std::atomic<int> restored = 0;
+        together(4, [&](Database& database, unsigned i) {
+            if (i < 2) {
+                restored += database.change([&](DatabaseConnection& connection) { return restoreTrash(connection, entry); }) ==
+                                    Obstacle::NONE
+                                ? 1
+                                : 0;
+            } else {
+                EXPECT_TRUE(database.change([&](DatabaseConnection& connection) { return purgeSome(connection, entry); }).whole);
+            }
+        });
+        EXPECT_LE(restored, 1);
+        EXPECT_EQ(findContent(m_first.read(), content).has_value(), restored == 1);
+        EXPECT_THAT(listTrash(m_first.read()), IsEmpty());
+        expectTrueTotals();
+    }
+}
+
+TEST_F(Engines, CountCommentsOnAContentThatIsBeingDeleted)
+{
+    for (int round = 0; round < 10; ++round) {
+        const Id content = newContent();
+        const Id first =
+            m_first.change([&](DatabaseConnection& connection) { return addComment(connection, group, content, anna, "1"); });
+        const Standing standing = standingAtComment(m_first.read(), first, anna);
+        together(4, [&](Database& database, unsigned i) {
+            database.change([&](DatabaseConnection& connection) {
+                if (i == 0)
+                    trashContent(connection, content, anna);
+                else if (i == 1)
+                    trashComment(connection, standing, first, anna);
+                else
+                    addComment(connection, group, content, anna, "2");
+            });
+        });
+        expectTrueTotals();
+    }
+}
+
+TEST_F(Engines, LeaveNoMemberInAGroupThatIsGone)
+{
+    for (int round = 0; round < 10; ++round) {
+        const Group joined = *findGroup(m_first.read(), group);
+        m_first.change([&](DatabaseConnection& connection) { addMember(connection, joined, ben); });
+        together(4, [&](Database& database, unsigned i) {
+            database.change([&](DatabaseConnection& connection) {
+                if (i == 0)
+                    trashGroup(connection, group, anna);
+                else if (i == 1)
+                    trashPerson(connection, ben, 0);
+                else if (i == 2)
+                    removeMember(connection, group, ben);
+                else
+                    addMember(connection, joined, ben);
+            });
+        });
+        const auto connection = m_first.read();
+        EXPECT_THAT(listMembers(connection, group), IsEmpty());
+        EXPECT_THAT(listGroupIds(connection, ben, 0, GroupSort::ALPHABETICAL, 0, 10), IsEmpty());
+        // Both come back, at the same time too.
+        const auto entries = listTrash(connection);
+        ASSERT_EQ(entries.size(), 2U);
+        together(2, [&](Database& database, unsigned i) {
+            database.change([&](DatabaseConnection& restoring) { EXPECT_EQ(restoreTrash(restoring, entries[i]), Obstacle::NONE); });
+        });
+        EXPECT_TRUE(findGroup(connection, group));
+        EXPECT_EQ(roleInGroup(connection, group, anna), Role::MASTER);
+        EXPECT_EQ(connection->execute("SELECT count(*) FROM set_aside"), TextRows{{"0"}});
+    }
+}
+
+TEST_F(Engines, MakeOneSecretForAll)
+{
+    std::mutex mutex;
+    std::set<std::string> secrets;
+    together(6, [&](Database& database, unsigned) {
+        const std::string secret =
+            database.change([](DatabaseConnection& connection) { return secretSetting(connection, "secret"); });
+        const std::lock_guard<std::mutex> lock(mutex);
+        secrets.insert(secret);
+    });
+    EXPECT_EQ(secrets.size(), 1U);
+}
+
+TEST_F(Engines, RefuseBytesThatAreNoText)
+{
+    for (const std::string& bytes : {std::string("a\0b", 3), std::string("\xC3("), std::string("\xED\xA0\x80")}) {
+        EXPECT_THROW(m_first.change([&](DatabaseConnection& connection) { renamePerson(connection, anna, bytes); }), NotText);
+        EXPECT_FALSE(lookUpDevice(m_first.read(), bytes).known);
+    }
+    EXPECT_EQ(findPerson(m_first.read(), anna)->name, "Anna");
+}
+
+TEST_F(Engines, OrderTextsByTheirBytes)
+{
+    for (const char* name : {"b", "A", "a", "B", "\xC3\xA4", "Z", "z", "_"})
+        m_first.change([&](DatabaseConnection& connection) { addPerson(connection, name, ""); });
+    std::vector<std::string> names;
+    for (const Person& person : listPeople(m_first.read()))
+        names.push_back(person.name);
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << ::testing::PrintToString(names);
+}
+
+/// The numbers of changes.
+std::vector<Id> idsOf(const std::vector<Change>& changes)
+{
+    std::vector<Id> ids;
+    std::transform(changes.begin(), changes.end(), std::back_inserter(ids), [](const Change& change) { return change.id; });
+    return ids;
+}
+
+TEST_F(Engines, TellOfAChangeThatBecomesVisibleBehindALaterOne)
+{
+    const auto connection = m_first.write();
+    const auto add = [&](Id id) {
+        connection->execute("INSERT INTO change (id, kind, group_id, content_id, comment_id, at) VALUES (" + std::to_string(id) +
+                            ", 1, " + std::to_string(group) + ", 1, 0, 1)");
+    };
+    constexpr std::chrono::seconds LONGEST{60};
+    const auto begin = ChangeHorizon::Clock::now();
+    ChangeReader reader(LONGEST, 0);
+    add(101);
+    add(103);
+    EXPECT_THAT(idsOf(reader.read(connection, anna, 10, begin)), ElementsAre(101, 103));
+    EXPECT_EQ(reader.settled(), 0) << "a smaller number may still come";
+    add(102);
+    EXPECT_THAT(idsOf(reader.read(connection, anna, 10, begin + LONGEST / 2)), ElementsAre(102));
+    EXPECT_THAT(idsOf(reader.read(connection, anna, 10, begin + LONGEST)), IsEmpty());
+    EXPECT_EQ(reader.settled(), 103);
+    add(104);
+    EXPECT_THAT(idsOf(reader.read(connection, anna, 10, begin + LONGEST)), ElementsAre(104));
+    ChangeReader strict(std::chrono::milliseconds(0), 102);
+    EXPECT_THAT(idsOf(strict.read(connection, anna, 10, begin)), ElementsAre(103, 104));
+    EXPECT_EQ(strict.settled(), 104) << "where one change follows the other, nothing is looked at twice";
+}
+
+} // namespace

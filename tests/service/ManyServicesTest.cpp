@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+// Several services that share their records: each is as good as the other, and none hangs when the records are away.
+#include "ServiceFixture.h"
+#include "TestPictures.h"
+
+#include <future>
+#include <thread>
+
+namespace {
+
+using namespace kinloomd_test;
+using ::testing::HasSubstr;
+
+class ManyServices : public ServiceFixture {
+protected:
+    void SetUp() override
+    {
+        if (!onPostgresql())
+            GTEST_SKIP() << "one service serves a folder with its database";
+        start();
+        m_other = std::make_unique<KinloomdProcess>(m_data, m_settings);
+    }
+
+    HttpReply health()
+    {
+        Wire wire(port());
+        wire.send("GET /healthz HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        return wire.receive();
+    }
+
+    std::unique_ptr<KinloomdProcess> m_other;
+};
+
+TEST_F(ManyServices, ShowWhatCameToAnyOfThem)
+{
+    const std::string group = anna().createGroup("Family");
+    addMember(group, "Ben");
+    ServiceClient elsewhere(m_other->port(), m_ben);
+    EXPECT_EQ(elsewhere.groupNames(""), std::vector<std::string>{"Family"});
+    const std::string photo = elsewhere.uploadPhoto(group, smallPicture());
+    EXPECT_EQ(anna().get(ServiceClient::path(photo + "/view")).status, 200);
+    EXPECT_NE(anna().commentId(photo, "lovely"), "");
+    EXPECT_THAT(elsewhere.get(ServiceClient::path(photo + "/view")).body, HasSubstr("lovely"));
+    m_other.reset();
+    expectConsistent();
+}
+
+TEST_F(ManyServices, CountWhatComesToAllOfThemAtOnce)
+{
+    constexpr unsigned PHOTOS = 8;
+    const std::string group = anna().createGroup("Family");
+    std::vector<std::future<void>> senders;
+    for (const unsigned short where : {port(), m_other->port()}) {
+        senders.push_back(std::async(std::launch::async, [&, where] {
+            ServiceClient client(where, m_anna);
+            for (unsigned i = 0; i < PHOTOS; ++i) {
+                TestPicture picture = smallPicture();
+                picture.bytes += std::to_string(where) + " " + std::to_string(i);
+                EXPECT_EQ(client.upload(group, picture).status, 200);
+            }
+        }));
+    }
+    for (std::future<void>& sender : senders)
+        sender.get();
+    m_other.reset();
+    const CommandResult result = command({"check"});
+    EXPECT_EQ(result.exitCode, 0) << result.out;
+    EXPECT_THAT(result.out, HasSubstr("contents " + std::to_string(2 * PHOTOS)));
+}
+
+TEST_F(ManyServices, SayAtOnceThatTheirRecordsAreAwayAndGoOnWhenTheyAreBack)
+{
+    anna().createGroup("Family");
+    setReachable(m_data, false);
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i) {
+        const HttpReply reply = anna().get(ServiceClient::path("me/group.list"));
+        EXPECT_EQ(reply.status, 503);
+        EXPECT_EQ(reply.header("retry-after"), "2");
+    }
+    EXPECT_EQ(health().status, 503);
+    EXPECT_EQ(health().body, "the database does not answer\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    setReachable(m_data, true);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (health().status != 200 && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until the service tries again
+    EXPECT_EQ(anna().groupNames(""), std::vector<std::string>{"Family"});
+}
+
+} // namespace
