@@ -3,7 +3,7 @@
 #include "commands/Lookup.h"
 #include "core/Digest.h"
 #include "core/Text.h"
-#include "media/MediaStore.h"
+#include "media/FolderMedia.h"
 #include "media/PhotoTime.h"
 #include "media/ThumbnailFiles.h"
 #include "pictures/Formats.h"
@@ -35,7 +35,7 @@ public:
     {
         if (m_last != 0 && m_media.linkOriginal(m_last, content))
             return;
-        TemporaryFile file(m_media.folder().temporary());
+        TemporaryFile file(m_media.temporary());
         const UniqueFd source = openForReading(m_file);
         if (!source)
             throw std::runtime_error(m_file + " is not a file that can be read");
@@ -143,7 +143,7 @@ void addContent(const std::string& data, const ContentArguments& arguments)
     const TimeZone zone(arguments.timeZone);
     // Held until the records are there: a service that starts meanwhile would take the new files for leftovers.
     const FolderLock lock(folder.mediaLock(), FolderLock::SHARED);
-    const MediaStore media(folder);
+    const FolderMedia media(folder);
     Copies copies(media, arguments.file, person.id, zone);
     const std::string description = cleanText(arguments.description);
     Id last = 0;

@@ -4,7 +4,7 @@
 #include "commands/Lookup.h"
 #include "commands/Names.h"
 #include "core/Text.h"
-#include "media/MediaStore.h"
+#include "media/FolderMedia.h"
 #include "pictures/PictureProcess.h"
 #include "store/Groups.h"
 #include "store/People.h"
@@ -115,8 +115,8 @@ void setPersonImage(const std::string& data, const std::string& who, const std::
     if (!source)
         throw std::runtime_error(file + " is not a file that can be read");
     const FolderLock lock(folder.mediaLock(), FolderLock::SHARED);
-    const MediaStore media(folder);
-    TemporaryFile image(folder.temporary());
+    const FolderMedia media(folder);
+    TemporaryFile image(media.temporary());
     const pictures::PictureOutcome outcome = pictures::PictureProcess().runTwice(
         personImageTask(), {source.get(), person.id}, {image.fd()}, {Limits().pixels, pictures::PictureProcess::PATIENCE});
     if (outcome != pictures::PictureOutcome::DONE)
@@ -127,7 +127,7 @@ void setPersonImage(const std::string& data, const std::string& who, const std::
         setPersonImage(connection, person.id, person.image + 1);
     }
     if (person.image != 0)
-        removeFile(media.personImagePath(person.id, person.image));
+        media.removePersonImage(person.id, person.image);
     std::printf("%s has a new picture\n", visibleText(person.name).c_str());
 }
 

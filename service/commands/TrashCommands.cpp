@@ -3,7 +3,7 @@
 #include "commands/Listing.h"
 #include "commands/Names.h"
 #include "core/Text.h"
-#include "media/MediaStore.h"
+#include "media/FolderMedia.h"
 #include "operations/TrashPurge.h"
 #include "store/Trash.h"
 
@@ -110,7 +110,7 @@ void emptyTrash(const std::string& data, unsigned olderThanDays, const Deletion&
 {
     const DataFolder folder = DataFolder::existing(data);
     Database database(folder.database());
-    const MediaStore media(folder);
+    const FolderMedia media(folder);
     const Millis before = now() - olderThanDays * DAY;
     std::vector<TrashEntry> entries;
     {

@@ -19,7 +19,7 @@ SlotUse::SlotUse(Service& service, Id slot) : m_service(service), m_slot(slot)
 SlotUse::~SlotUse() { m_service.endUpload(m_slot); }
 
 Intake::Intake(Service& service, const Caller& caller, const Slot& slot, Twins twins)
-    : m_service(service), m_caller(caller), m_slot(slot), m_twins(std::move(twins)), m_file(service.media().folder().temporary())
+    : m_service(service), m_caller(caller), m_slot(slot), m_twins(std::move(twins)), m_draft(service.media().newOriginal(slot.id))
 {
 }
 
@@ -32,7 +32,7 @@ void Intake::take(std::string_view bytes)
         throw ServiceError(Failure::TOO_LARGE, "The file is larger than this service takes.");
     requirePlace(m_slot.announcedSize.value_or(m_uploaded.size));
     m_digest.add(bytes);
-    m_file.write(bytes);
+    m_draft->write(bytes);
 }
 
 /// What was sent before needs no room once more; until the end nobody knows whether it is that.
@@ -55,7 +55,7 @@ void Intake::examine(Format announced, const std::string& fileName, std::optiona
         throw ServiceError(Failure::EMPTY_FILE);
     if (m_slot.announcedSize && *m_slot.announcedSize != m_uploaded.size)
         throw ServiceError(Failure::SIZE_MISMATCH);
-    pictures::BytesOfFile bytes(m_file.fd());
+    pictures::BytesOfFile bytes(m_draft->fd());
     const Format shown = pictures::sniffFormat(bytes.read(0, pictures::SNIFF_BYTES));
     if (announced != Format::NONE && shown != announced)
         throw ServiceError(Failure::UNSUPPORTED_TYPE, "The file is not of the type that it is said to be.");
@@ -93,7 +93,7 @@ std::optional<Content> Intake::findContentOf(DatabaseConnection& connection) con
 Content Intake::keep()
 {
     try {
-        m_service.media().keepOriginal(m_file, m_slot.id);
+        m_draft->keep();
         Content content = record();
         if (content.id == m_slot.id)
             m_service.thumbnailer().add(content.id, m_caller.person.id);

@@ -129,8 +129,8 @@ void Service::sweep()
         transaction.commit();
     }
     const auto connection = m_database.read();
-    m_media.sweep([&live](Id id) { return std::binary_search(live.begin(), live.end(), id); },
-                  [&connection](Id id, std::int64_t image) { return image != 0 && personImage(connection, id) == image; });
+    m_media.sweep({[&live](Id id) { return std::binary_search(live.begin(), live.end(), id); },
+                   [&connection](Id id, std::int64_t image) { return image != 0 && personImage(connection, id) == image; }});
 }
 
 } // namespace kinloomd

@@ -6,7 +6,7 @@
 #include "core/Log.h"
 #include "core/StopSignal.h"
 #include "core/TimeZone.h"
-#include "media/MediaStore.h"
+#include "media/FolderMedia.h"
 #include "media/Thumbnailer.h"
 #include "operations/ChangeWatch.h"
 #include "operations/Documents.h"
@@ -78,7 +78,7 @@ private:
     DataFolder m_folder;
     FolderLock m_serveLock;
     Database m_database;
-    MediaStore m_media;
+    FolderMedia m_media;
     std::string m_mediaSecret;
     Faults m_faults;
     Metrics m_metrics;

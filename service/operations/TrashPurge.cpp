@@ -23,7 +23,7 @@ bool purgeEntry(Database& database, const MediaStore& media, const TrashEntry& e
         for (const Id content : purged.contents)
             media.removeContent(content);
         if (purged.image != 0)
-            removeFile(media.personImagePath(entry.thing, purged.image));
+            media.removePersonImage(entry.thing, purged.image);
         if (purged.whole)
             return true;
     }
