@@ -44,7 +44,7 @@ void takeLine(std::string_view line, Credentials& credentials)
 
 } // namespace
 
-Credentials credentialsFromEnvironment()
+Credentials takeCredentialsFromEnvironment()
 {
     Credentials credentials;
     for (const Key& key : KEYS) {
@@ -55,6 +55,8 @@ Credentials credentialsFromEnvironment()
             throw std::runtime_error(std::string("the keys to the object store are missing: ") + key.variable +
                                      " is not set, and no file with keys is named");
     }
+    for (const Key& key : KEYS)
+        ::unsetenv(key.variable);
     return credentials;
 }
 

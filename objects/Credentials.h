@@ -10,9 +10,10 @@
 
 namespace objects {
 
-/// The keys in the environment: AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and, for keys that were lent, AWS_SESSION_TOKEN. Throws
-/// std::runtime_error that says what is missing.
-Credentials credentialsFromEnvironment();
+/// Takes the keys out of the environment: AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and, for keys that were lent, AWS_SESSION_TOKEN.
+/// Programs that are begun later do not get them. Throws std::runtime_error that says what is missing. Before there are other
+/// threads.
+Credentials takeCredentialsFromEnvironment();
 
 /// The keys in a file of lines such as "aws_access_key_id = KEY": aws_access_key_id, aws_secret_access_key, aws_session_token. What
 /// stands under another heading than [default] is left out, and so are empty lines and those that begin with '#' or ';'. Throws

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// \file A bucket of an object store that speaks the S3 interface.
 ///
-///     objects::ObjectStore store({"https://store.example", "eu-1", "photos"}, objects::credentialsFromEnvironment());
+///     objects::ObjectStore store({"https://store.example", "eu-1", "photos"}, objects::takeCredentialsFromEnvironment());
 ///     store.put("2024/cat.jpg", objects::Payload(bytes), "image/jpeg");
 ///     auto reader = store.get("2024/cat.jpg");
 ///     while (const std::size_t count = reader->read(buffer, sizeof buffer))

@@ -3,7 +3,7 @@
 #include "commands/Lookup.h"
 #include "core/Digest.h"
 #include "core/Text.h"
-#include "media/FolderMedia.h"
+#include "media/MediaPlace.h"
 #include "media/PhotoTime.h"
 #include "media/ThumbnailFiles.h"
 #include "pictures/Formats.h"
@@ -143,8 +143,8 @@ void addContent(const std::string& data, const ContentArguments& arguments)
     const TimeZone zone(arguments.timeZone);
     // Held until the records are there: a service that starts meanwhile would take the new files for leftovers.
     const FolderLock lock(folder.mediaLock(), FolderLock::SHARED);
-    const FolderMedia media(folder);
-    Copies copies(media, arguments.file, person.id, zone);
+    const auto media = openMedia(folder, database);
+    Copies copies(*media, arguments.file, person.id, zone);
     const std::string description = cleanText(arguments.description);
     Id last = 0;
     for (unsigned left = arguments.copies; left > 0;) {

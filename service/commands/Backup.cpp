@@ -3,6 +3,7 @@
 
 #include "commands/Commands.h"
 #include "media/FileCarrier.h"
+#include "media/MediaPlace.h"
 #include "store/Contents.h"
 #include "store/People.h"
 
@@ -115,6 +116,7 @@ int backup(const std::string& data, const std::string& to)
     syncFolder(backupPlace.path());
     makeFileFolders(backupPlace);
     Database database(folder.database());
+    requireMediaInFolder(database, "'kinloomd backup'");
     requireSameService(database, backupPlace);
     const FolderMedia source(folder);
     const FolderMedia target(backupPlace);

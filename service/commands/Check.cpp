@@ -3,6 +3,7 @@
 #include "commands/Commands.h"
 #include "core/Text.h"
 #include "media/FolderMedia.h"
+#include "media/MediaPlace.h"
 #include "pictures/PictureProcess.h"
 #include "store/Contents.h"
 #include "store/People.h"
@@ -166,7 +167,7 @@ int check(const std::string& data)
     // runs does a file without record mean anything.
     FolderLock lock;
     const bool alone = FolderLock::tryExclusive(folder.serveLock(), lock);
-    return checkFolder(database, FolderMedia(folder), alone,
+    return checkFolder(database, *openMedia(folder, database), alone,
                        alone ? "" : "; files without record were not looked for, since a service is running");
 }
 

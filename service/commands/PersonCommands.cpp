@@ -4,7 +4,7 @@
 #include "commands/Lookup.h"
 #include "commands/Names.h"
 #include "core/Text.h"
-#include "media/FolderMedia.h"
+#include "media/MediaPlace.h"
 #include "pictures/PictureProcess.h"
 #include "store/Groups.h"
 #include "store/People.h"
@@ -115,19 +115,19 @@ void setPersonImage(const std::string& data, const std::string& who, const std::
     if (!source)
         throw std::runtime_error(file + " is not a file that can be read");
     const FolderLock lock(folder.mediaLock(), FolderLock::SHARED);
-    const FolderMedia media(folder);
-    TemporaryFile image(media.temporary());
+    const auto media = openMedia(folder, database);
+    TemporaryFile image(media->temporary());
     const pictures::PictureOutcome outcome = pictures::PictureProcess().runTwice(
         personImageTask(), {source.get(), person.id}, {image.fd()}, {Limits().pixels, pictures::PictureProcess::PATIENCE});
     if (outcome != pictures::PictureOutcome::DONE)
         throw std::runtime_error(file + ": " + sentenceOf(outcome));
-    media.keepPersonImage(image, person.id, person.image + 1);
+    media->keepPersonImage(image, person.id, person.image + 1);
     {
         const auto connection = database.write();
         setPersonImage(connection, person.id, person.image + 1);
     }
     if (person.image != 0)
-        media.removePersonImage(person.id, person.image);
+        media->removePersonImage(person.id, person.image);
     std::printf("%s has a new picture\n", visibleText(person.name).c_str());
 }
 

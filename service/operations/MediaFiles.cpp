@@ -16,6 +16,14 @@ namespace kinloomd {
 
 namespace {
 
+constexpr std::chrono::seconds ADDRESS_LIFE{60}; ///< of one at the store
+
+/// An address at the store is good for GET alone.
+bool isElsewhere(const Service& service, const Request& request, Delivery delivery)
+{
+    return delivery == Delivery::STORE && service.options().media.redirect && request.head.method == "GET";
+}
+
 /// Sends what a store brings, as fast as the client takes it.
 class MediumSource : public httpd::BodySource {
 public:
@@ -50,9 +58,24 @@ httpd::Body bodyOf(std::unique_ptr<StoredMedium> medium, std::int64_t offset, st
     return httpd::StreamBody{std::make_unique<MediumSource>(std::move(medium), std::move(reader)), length};
 }
 
-/// Sends a medium: whole, in part, or not at all when the client has it.
-Reply mediumReply(const Request& request, std::unique_ptr<StoredMedium> medium, const char* mimeType, const std::string& tag)
+/// Sends a client to the store. The address is for it alone, and soon of no use.
+Reply redirection(const std::string& address)
 {
+    Reply reply;
+    reply.status = 302;
+    reply.headers = {{"Location", address}, {"Cache-Control", "private, no-store"}};
+    return reply;
+}
+
+/// Sends a medium: whole, in part, or not at all when the client has it.
+Reply mediumReply(const Request& request, std::unique_ptr<StoredMedium> medium, const char* mimeType, const std::string& tag,
+                  bool elsewhere)
+{
+    if (elsewhere) {
+        const std::string address = medium->addressFor(ADDRESS_LIFE, mimeType);
+        if (!address.empty())
+            return redirection(address);
+    }
     Reply reply;
     const std::int64_t size = medium->size();
     reply.contentType = mimeType;
@@ -100,17 +123,18 @@ void awaitThumbnails(Service& service, const Request& request, Id id, const Medi
 
 } // namespace
 
-Reply originalReply(Service& service, const Request& request, Id content, const RequireMedia& require)
+Reply originalReply(Service& service, const Request& request, Id content, const RequireMedia& require, Delivery delivery)
 {
     const MediaInfo info = require();
     auto medium = service.media().openOriginal(content, info.size);
     if (!medium)
         throw ServiceError(Failure::NOT_FOUND);
     const std::string tag = "\"c" + std::to_string(content) + "-" + std::to_string(info.size) + "\"";
-    return mediumReply(request, std::move(medium), formatEntry(info.format).mimeType, tag);
+    return mediumReply(request, std::move(medium), formatEntry(info.format).mimeType, tag, isElsewhere(service, request, delivery));
 }
 
-Reply thumbnailReply(Service& service, const Request& request, Id content, const ThumbnailSize& size, const RequireMedia& require)
+Reply thumbnailReply(Service& service, const Request& request, Id content, const ThumbnailSize& size, const RequireMedia& require,
+                     Delivery delivery)
 {
     const MediaInfo info = require();
     auto medium = service.media().openThumbnail(content, size);
@@ -124,7 +148,8 @@ Reply thumbnailReply(Service& service, const Request& request, Id content, const
         throw ServiceError(Failure::UNAVAILABLE, "The thumbnail is still being made.", THUMBNAIL_RETRY_SECONDS);
     }
     const std::string tag = "\"t" + std::to_string(content) + "-" + size.name + "-" + std::to_string(medium->size()) + "\"";
-    return mediumReply(request, std::move(medium), formatEntry(Format::JPEG).mimeType, tag);
+    return mediumReply(request, std::move(medium), formatEntry(Format::JPEG).mimeType, tag,
+                       isElsewhere(service, request, delivery));
 }
 
 PersonImage personImageNamed(const std::string& what)
@@ -133,13 +158,14 @@ PersonImage personImageNamed(const std::string& what)
     return {requireId(what.substr(0, dash)), dash == std::string::npos ? 0 : requireId(what.substr(dash + 1))};
 }
 
-Reply personImageReply(Service& service, const Request& request, Id person, std::int64_t image)
+Reply personImageReply(Service& service, const Request& request, Id person, std::int64_t image, Delivery delivery)
 {
     auto medium = service.media().openPersonImage(person, image);
     if (!medium)
         throw ServiceError(Failure::NOT_FOUND);
     const std::string tag = "\"p" + std::to_string(person) + "-" + std::to_string(image) + "\"";
-    return mediumReply(request, std::move(medium), formatEntry(Format::JPEG).mimeType, tag);
+    return mediumReply(request, std::move(medium), formatEntry(Format::JPEG).mimeType, tag,
+                       isElsewhere(service, request, delivery));
 }
 
 } // namespace kinloomd

@@ -4,6 +4,7 @@
 #define KINLOOMD_OPERATIONS_OPTIONS_H
 
 #include "httpd/AddressRange.h"
+#include "media/MediaPlace.h"
 #include "wire/XmlWriter.h"
 
 #include <chrono>
@@ -30,6 +31,7 @@ struct Limits {
 
 struct Options {
     std::string dataFolder;
+    MediaPlace media;
     std::string publicUrl;  ///< scheme and authority of the addresses in replies; empty takes the request's Host header
     std::string ownAddress; ///< the same of invitations and pairing, which never take a request's word for it
     std::string webFolder;  ///< of the family's page; empty for none

@@ -82,9 +82,12 @@ TEST_F(CredentialsEnvironment, IsTakenWhole)
 {
     ::setenv("AWS_ACCESS_KEY_ID", "K", 1);
     ::setenv("AWS_SECRET_ACCESS_KEY", "S", 1);
-    EXPECT_EQ(objects::credentialsFromEnvironment().sessionToken, "");
+    EXPECT_EQ(objects::takeCredentialsFromEnvironment().sessionToken, "");
+    EXPECT_EQ(::getenv("AWS_SECRET_ACCESS_KEY"), nullptr) << "programs that are begun do not get them";
+    ::setenv("AWS_ACCESS_KEY_ID", "K", 1);
+    ::setenv("AWS_SECRET_ACCESS_KEY", "S", 1);
     ::setenv("AWS_SESSION_TOKEN", "T", 1);
-    const Credentials credentials = objects::credentialsFromEnvironment();
+    const Credentials credentials = objects::takeCredentialsFromEnvironment();
     EXPECT_EQ(credentials.accessKey + credentials.secretKey + credentials.sessionToken, "KST");
 }
 
@@ -92,7 +95,7 @@ TEST_F(CredentialsEnvironment, SaysWhatIsMissing)
 {
     ::setenv("AWS_ACCESS_KEY_ID", "K", 1);
     ::setenv("AWS_SECRET_ACCESS_KEY", "", 1);
-    EXPECT_THAT(refusalOf([] { objects::credentialsFromEnvironment(); }), HasSubstr("AWS_SECRET_ACCESS_KEY is not set"));
+    EXPECT_THAT(refusalOf([] { objects::takeCredentialsFromEnvironment(); }), HasSubstr("AWS_SECRET_ACCESS_KEY is not set"));
 }
 
 } // namespace

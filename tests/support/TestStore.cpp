@@ -25,6 +25,12 @@ TestStore TestStore::ofEnvironment()
     return {values["S3_ENDPOINT"], values["S3_REGION"], values["AWS_ACCESS_KEY_ID"], values["AWS_SECRET_ACCESS_KEY"]};
 }
 
+void TestStore::lendKeys() const
+{
+    ::setenv("AWS_ACCESS_KEY_ID", accessKey.c_str(), 1);
+    ::setenv("AWS_SECRET_ACCESS_KEY", secretKey.c_str(), 1);
+}
+
 std::string TestStore::newBucket()
 {
     static std::atomic<unsigned> count{0};

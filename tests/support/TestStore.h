@@ -14,6 +14,9 @@ struct TestStore {
     std::string accessKey;
     std::string secretKey;
 
+    /// Puts the keys into the environment of this process and of those that it starts.
+    void lendKeys() const;
+
     /// The store whose file the environment names in KINLOOM_TEST_STORE. Throws std::runtime_error when there is none.
     static TestStore ofEnvironment();
     /// A name that no bucket has yet.
