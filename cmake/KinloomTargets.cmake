@@ -65,14 +65,15 @@ function(kinloom_test_target target)
   endif()
 endfunction()
 
-# kinloom_test(NAME SOURCES file... LIBS target... [ENVIRONMENT var=value...] [TIMEOUT seconds] [LABELS label...] [PARTS n] [SEPARATE])
+# kinloom_test(NAME SOURCES file... LIBS target... [ENVIRONMENT var=value...] [TIMEOUT seconds] [LABELS label...] [FIXTURES name...]
+#              [PARTS n] [SEPARATE])
 # One GoogleTest program; each of its tests becomes a CTest test of its own, labelled with its folder's name. Generator
 # expressions are allowed in ENVIRONMENT. Where ctest runs with KINLOOM_TEST_PROGRAMS in its environment, the whole program is one
 # CTest test instead, of the program's name: most tests are quicker than the start of a process. A long one is so many then, each with
-# a part of its tests; these begin first. SEPARATE: files of it give different things the same name, so each is compiled alone also
+# a part of its tests; these begin first. FIXTURES: what CTest begins before and ends behind them. SEPARATE: files of it give different things the same name, so each is compiled alone also
 # where the preset compiles files together.
 function(kinloom_test name)
-  cmake_parse_arguments(arg "SEPARATE" "TIMEOUT;PARTS" "SOURCES;LIBS;ENVIRONMENT;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "SEPARATE" "TIMEOUT;PARTS" "SOURCES;LIBS;ENVIRONMENT;LABELS;FIXTURES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   kinloom_test_target(${name})
   if(arg_SEPARATE)
@@ -116,6 +117,7 @@ foreach(test IN LISTS ${name}_TESTS)
   list(APPEND environment \${\${test}_PART})
   set_tests_properties(\"\${test}\" PROPERTIES \${properties}
     LABELS [==[${area};${arg_LABELS}]==]
+    FIXTURES_REQUIRED [==[${arg_FIXTURES}]==]
     ENVIRONMENT \"\${environment}\")
 endforeach()
 ")

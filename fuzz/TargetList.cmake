@@ -28,6 +28,7 @@ set(KINLOOM_FUZZ_TARGETS
   form           form           form.dict
   multipart      multipart      multipart.dict
   service_text   serviceText    text.dict
+  store_reply    storeReply     reply.dict
   picture        pictureHeader  picture.dict)
 
 # kinloom_fuzz_table(FOLDER): writes FOLDER/TargetTable.inc, the rows of the table in Targets.h, and FOLDER/targets, a line with name

@@ -52,10 +52,11 @@ add_library(fuzz_service_targets STATIC
   "${CMAKE_CURRENT_LIST_DIR}/service/Multipart.cpp"
   "${CMAKE_CURRENT_LIST_DIR}/service/Pictures.cpp"
   "${CMAKE_CURRENT_LIST_DIR}/service/Requests.cpp"
+  "${CMAKE_CURRENT_LIST_DIR}/service/Stores.cpp"
   "${CMAKE_CURRENT_LIST_DIR}/service/Texts.cpp")
 kinloom_target(fuzz_service_targets)
 target_include_directories(fuzz_service_targets PRIVATE "${CMAKE_CURRENT_LIST_DIR}" "${fuzz_table}")
-target_link_libraries(fuzz_service_targets PRIVATE kinloomd_core PkgConfig::KINLOOM_LIBXML2)
+target_link_libraries(fuzz_service_targets PRIVATE kinloomd_core kinloom_objects PkgConfig::KINLOOM_LIBXML2)
 
 target_link_libraries(fuzz_targets
   PUBLIC wkloai_static reply_support fuzz_service_targets

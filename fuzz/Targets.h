@@ -60,6 +60,8 @@ void form(std::string_view input);
 void multipart(std::string_view input);
 /// Texts, dates, file names and faults that the service is given.
 void serviceText(std::string_view input);
+/// What a store of objects answers.
+void storeReply(std::string_view input);
 /// The header of a file that is said to be a picture: a letter for the format, and the file.
 void pictureHeader(std::string_view input);
 

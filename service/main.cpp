@@ -91,6 +91,8 @@ int serveAsAsked(Arguments& arguments)
     }
     if (!tls.key.empty())
         arguments.serve.http.tls = tls;
+    if (const std::string complaint = checkMediaPlace(arguments.serve.service.media); !complaint.empty())
+        throw UsageError(complaint);
     return serve(arguments.serve);
 }
 
@@ -127,6 +129,16 @@ void defineServe(Command program, Arguments& arguments, Action& action)
     Limits& limits = options.limits;
     httpd::Limits& http = arguments.serve.http.limits;
     dataOption(app, arguments.data());
+    MediaPlace& media = options.media;
+    app.option("--media", media.media, "a bucket of an object store for photos and thumbnails [the folder]")
+        .typeName("s3://BUCKET[/PREFIX]");
+    app.option("--s3-endpoint", media.endpoint, "where the store is").typeName("URL");
+    app.option("--s3-public-endpoint", media.publicEndpoint, "where devices reach the store [--s3-endpoint]").typeName("URL");
+    app.option("--s3-region", media.region, "the store's region [us-east-1]").typeName("NAME");
+    app.option("--s3-credentials", media.credentialsFile,
+               "a file with the keys to the store [AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY]")
+        .typeName("FILE");
+    app.flag("--media-redirect", media.redirect, "send devices to the store for media");
     app.option("--listen", arguments.serve.listenAddress, "where to listen; port 0 takes a free one")
         .typeName("ADDR:PORT")
         .check(httpd::Listener::complaintAbout)

@@ -3,7 +3,7 @@
 #include "commands/Lookup.h"
 #include "core/Digest.h"
 #include "core/Text.h"
-#include "media/MediaStore.h"
+#include "media/MediaPlace.h"
 #include "media/PhotoTime.h"
 #include "media/ThumbnailFiles.h"
 #include "pictures/Formats.h"
@@ -35,7 +35,7 @@ public:
     {
         if (m_last != 0 && m_media.linkOriginal(m_last, content))
             return;
-        TemporaryFile file(m_media.folder().temporary());
+        TemporaryFile file(m_media.temporary());
         const UniqueFd source = openForReading(m_file);
         if (!source)
             throw std::runtime_error(m_file + " is not a file that can be read");
@@ -139,8 +139,8 @@ void addContent(const DataPlace& data, const ContentArguments& arguments)
     const TimeZone zone(arguments.timeZone);
     // Held until the records are there: a service that starts meanwhile would take the new files for leftovers.
     const FolderLock lock(folder.mediaLock(), FolderLock::SHARED);
-    const MediaStore media(folder);
-    Copies copies(media, arguments.file, person.id, zone);
+    const auto media = openMedia(folder, database);
+    Copies copies(*media, arguments.file, person.id, zone);
     const std::string description = cleanText(arguments.description);
     Id last = 0;
     for (unsigned left = arguments.copies; left > 0;) {

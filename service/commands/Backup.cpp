@@ -3,6 +3,7 @@
 
 #include "commands/Commands.h"
 #include "media/FileCarrier.h"
+#include "media/MediaPlace.h"
 #include "store/Contents.h"
 #include "store/People.h"
 #include "store/sqlite/SqliteConnection.h"
@@ -82,7 +83,7 @@ void requireSameService(Database& database, const DataFolder& backupPlace)
 }
 
 /// Puts one state of the database, and all files of it, into the folder. The state has another name at first.
-FileList bringState(Database& database, const MediaStore& source, const MediaStore& target, FileCarrier& carrier,
+FileList bringState(Database& database, const FolderMedia& source, const FolderMedia& target, FileCarrier& carrier,
                     MissingFiles& missing)
 {
     const std::string copy = target.folder().path() + NEW_DATABASE;
@@ -119,9 +120,10 @@ int backup(const DataPlace& data, const std::string& to)
     syncFolder(backupPlace.path());
     makeFileFolders(backupPlace);
     Database database(folder.database());
+    requireMediaInFolder(database, "'kinloomd backup'");
     requireSameService(database, backupPlace);
-    const MediaStore source(folder);
-    const MediaStore target(backupPlace);
+    const FolderMedia source(folder);
+    const FolderMedia target(backupPlace);
     FileCarrier carrier;
     MissingFiles missing;
     const FileList files = bringState(database, source, target, carrier, missing);
@@ -131,10 +133,10 @@ int backup(const DataPlace& data, const std::string& to)
     syncPath(copy);
     renameFile(copy, backupPlace.database());
     syncFolder(backupPlace.path());
-    target.removeUnknown([&files](Id id) { return std::binary_search(files.contents.begin(), files.contents.end(), id); },
-                         [&files](Id person, std::int64_t image) {
-                             return std::binary_search(files.pictures.begin(), files.pictures.end(), std::pair(person, image));
-                         });
+    target.removeUnknown({[&files](Id id) { return std::binary_search(files.contents.begin(), files.contents.end(), id); },
+                          [&files](Id person, std::int64_t image) {
+                              return std::binary_search(files.pictures.begin(), files.pictures.end(), std::pair(person, image));
+                          }});
     std::printf("contents %zu, pictures of people %zu; new: %u linked, %u copied\n", files.contents.size(), files.pictures.size(),
                 carrier.linked(), carrier.copied());
     return complainOf(missing, "the backup");
@@ -178,8 +180,8 @@ int restore(const std::string& from, const std::string& data)
     FolderLock lock;
     const DataFolder folder = restoreFolder(data, lock);
     makeFileFolders(folder);
-    const MediaStore source(backupPlace);
-    const MediaStore target(folder);
+    const FolderMedia source(backupPlace);
+    const FolderMedia target(folder);
     FileCarrier carrier;
     const FileList files = filesIn(backupPlace.database());
     const MissingFiles missing = bringFiles(files, source, target, carrier);

@@ -2,7 +2,8 @@
 #include "commands/Backup.h"
 #include "commands/Commands.h"
 #include "core/Text.h"
-#include "media/MediaStore.h"
+#include "media/FolderMedia.h"
+#include "media/MediaPlace.h"
 #include "pictures/PictureProcess.h"
 #include "store/Contents.h"
 #include "store/People.h"
@@ -11,6 +12,7 @@
 #include <fcntl.h>
 #include <optional>
 #include <set>
+#include <unordered_map>
 #include <vector>
 
 namespace kinloomd {
@@ -31,41 +33,41 @@ private:
     std::size_t m_count = 0;
 };
 
-void checkOriginals(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
+/// \param alone what is kept without a record has no record to come either
+void checkOriginals(DatabaseConnection& connection, const MediaStore& media, bool alone, Findings& findings)
 {
-    for (const Id id : keptContentIds(connection)) {
+    // The records first: what comes meanwhile is in the list of files, and in no list of what must be there.
+    const std::vector<Id> recorded = keptContentIds(connection);
+    std::unordered_map<Id, std::int64_t> sizes;
+    media.forEachOriginal([&](const KeptMedium& file) {
+        sizes[file.id] = file.size;
+        if (alone && (file.id == 0 || !findFile(connection, file.id)))
+            findings.add("file without record: " + file.name);
+    });
+    for (const Id id : recorded) {
         const auto info = findFile(connection, id);
         if (!info)
             continue; // deleted since the list was read
-        const std::string path = media.originalPath(id);
-        const UniqueFd file = openForReading(path);
-        if (!file)
+        const auto size = sizes.find(id);
+        if (size == sizes.end())
             findings.add("content " + std::to_string(id) + " has no file");
-        else if (sizeOf(file.get(), path) != info->size)
+        else if (size->second != info->size)
             findings.add("content " + std::to_string(id) + " has a file of another size");
     }
 }
 
-void checkFiles(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
-{
-    media.forEachOriginal([&](Id id, const std::string& path) {
-        if (id == 0 || !findFile(connection, id))
-            findings.add("file without record: " + path);
-    });
-}
-
 void checkPersonImages(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
-    media.forEachPersonImage([&](Id id, std::int64_t image, const std::string& path) {
-        if (id == 0 || image == 0 || personImage(connection, id) != image)
-            findings.add("picture of nobody: " + path);
+    media.forEachPersonImage([&](const KeptMedium& picture) {
+        if (picture.id == 0 || picture.image == 0 || personImage(connection, picture.id) != picture.image)
+            findings.add("picture of nobody: " + picture.name);
     });
 }
 
 void checkPeople(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     for (const PersonImage& picture : keptPersonImages(connection)) {
-        if (!openForReading(media.personImagePath(picture.person, picture.image)))
+        if (!media.hasPersonImage(picture.person, picture.image))
             findings.add("the picture of person " + std::to_string(picture.person) + " has no file");
     }
 }
@@ -109,7 +111,7 @@ void checkPictures(DatabaseConnection& connection, const MediaStore& media, Find
         undecodable.insert(known.integer(0));
     std::optional<pictures::PictureProcess> process;
     for (const PendingContent& content : listPendingContents(connection)) {
-        const UniqueFd original = openForReading(media.originalPath(content.id));
+        const UniqueFd original = media.originalFile(content.id);
         if (original && !isDecodable(process ? *process : process.emplace(), {original.get(), content.creator}))
             undecodable.insert(content.id);
     }
@@ -136,13 +138,11 @@ int checkFolder(Database& database, const MediaStore& media, bool alone, const c
     const auto connection = database.read();
     printCounts(connection);
     checkTotals(connection, findings);
-    checkOriginals(connection, media, findings);
+    checkOriginals(connection, media, alone, findings);
     checkPictures(connection, media, findings);
     checkPeople(connection, media, findings);
-    if (alone) {
-        checkFiles(connection, media, findings);
+    if (alone)
         checkPersonImages(connection, media, findings);
-    }
     if (findings.count() != 0) {
         std::printf("%zu problems\n", findings.count());
         return EXIT_INCONSISTENT;
@@ -159,7 +159,7 @@ int check(const DataPlace& data)
         const BackupForReading backup(data.folder);
         Database database(backup.database());
         // A backup that was broken off has brought files whose records never came; the next one needs them.
-        return checkFolder(database, MediaStore(backup.folder()), false, "");
+        return checkFolder(database, FolderMedia(backup.folder()), false, "");
     }
     const DataFolder folder = DataFolder::existing(data);
     Database database(folder.database());
@@ -167,7 +167,7 @@ int check(const DataPlace& data)
     // runs does a file without record mean anything.
     FolderLock lock;
     const bool alone = FolderLock::tryExclusive(folder.serveLock(), lock);
-    return checkFolder(database, MediaStore(folder), alone,
+    return checkFolder(database, *openMedia(folder, database), alone,
                        alone ? "" : "; files without record were not looked for, since a service is running");
 }
 

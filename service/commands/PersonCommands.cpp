@@ -4,7 +4,7 @@
 #include "commands/Lookup.h"
 #include "commands/Names.h"
 #include "core/Text.h"
-#include "media/MediaStore.h"
+#include "media/MediaPlace.h"
 #include "pictures/PictureProcess.h"
 #include "store/Groups.h"
 #include "store/Locks.h"
@@ -123,16 +123,16 @@ void setPersonImage(const DataPlace& data, const std::string& who, const std::st
     if (!source)
         throw std::runtime_error(file + " is not a file that can be read");
     const FolderLock lock(folder.mediaLock(), FolderLock::SHARED);
-    const MediaStore media(folder);
-    TemporaryFile image(folder.temporary());
+    const auto media = openMedia(folder, database);
+    TemporaryFile image(media->temporary());
     const pictures::PictureOutcome outcome = pictures::PictureProcess().runTwice(
         personImageTask(), {source.get(), person.id}, {image.fd()}, {Limits().pixels, pictures::PictureProcess::PATIENCE});
     if (outcome != pictures::PictureOutcome::DONE)
         throw std::runtime_error(file + ": " + sentenceOf(outcome));
-    media.keepPersonImage(image, person.id, person.image + 1);
+    media->keepPersonImage(image, person.id, person.image + 1);
     database.change([&person](DatabaseConnection& connection) { setPersonImage(connection, person.id, person.image + 1); });
     if (person.image != 0)
-        removeFile(media.personImagePath(person.id, person.image));
+        media->removePersonImage(person.id, person.image);
     std::printf("%s has a new picture\n", visibleText(person.name).c_str());
 }
 

@@ -3,7 +3,7 @@
 #include "commands/Listing.h"
 #include "commands/Names.h"
 #include "core/Text.h"
-#include "media/MediaStore.h"
+#include "media/MediaPlace.h"
 #include "operations/TrashPurge.h"
 #include "store/Trash.h"
 
@@ -110,7 +110,7 @@ void emptyTrash(const DataPlace& data, unsigned olderThanDays, const Deletion& d
 {
     const DataFolder folder = DataFolder::existing(data);
     Database database(folder.database());
-    const MediaStore media(folder);
+    const auto media = openMedia(folder, database);
     const Millis before = now() - olderThanDays * DAY;
     std::vector<TrashEntry> entries;
     {
@@ -128,7 +128,7 @@ void emptyTrash(const DataPlace& data, unsigned olderThanDays, const Deletion& d
         return;
     // What was deleted since the question was asked stays.
     for (const TrashEntry& entry : entries)
-        purgeEntry(database, media, entry, [] { return false; });
+        purgeEntry(database, *media, entry, [] { return false; });
     std::printf("removed %s for good\n", summary(entries).c_str());
 }
 

@@ -81,7 +81,7 @@ void FileCarrier::sync()
     m_folders.clear();
 }
 
-MissingFiles bringFiles(const FileList& files, const MediaStore& from, const MediaStore& to, FileCarrier& carrier)
+MissingFiles bringFiles(const FileList& files, const FolderMedia& from, const FolderMedia& to, FileCarrier& carrier)
 {
     MissingFiles missing;
     for (const Id content : files.contents) {

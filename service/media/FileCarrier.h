@@ -3,7 +3,7 @@
 #ifndef KINLOOMD_MEDIA_FILECARRIER_H
 #define KINLOOMD_MEDIA_FILECARRIER_H
 
-#include "media/MediaStore.h"
+#include "media/FolderMedia.h"
 
 #include <cstdint>
 #include <map>
@@ -51,7 +51,7 @@ struct FileList {
 using MissingFiles = std::vector<std::string>;
 
 /// Brings the files of a list between two folders. \return those that are in neither, as a person reads it.
-MissingFiles bringFiles(const FileList& files, const MediaStore& from, const MediaStore& to, FileCarrier& carrier);
+MissingFiles bringFiles(const FileList& files, const FolderMedia& from, const FolderMedia& to, FileCarrier& carrier);
 
 /// Makes the folders of a backup, or of a restore, that hold files.
 void makeFileFolders(const DataFolder& folder);

@@ -1,80 +1,134 @@
 // SPDX-License-Identifier: MIT
-/// \file Media files: where they lie, how they come and go.
+/// \file Media: originals, thumbnails and pictures of people, wherever they are kept.
 #ifndef KINLOOMD_MEDIA_MEDIASTORE_H
 #define KINLOOMD_MEDIA_MEDIASTORE_H
 
+#include "core/Dates.h"
 #include "core/Files.h"
-#include "media/DataFolder.h"
+#include "media/TemporaryFile.h"  // IWYU pragma: export
 #include "media/ThumbnailSizes.h" // IWYU pragma: export
 #include "store/Records.h"
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
-#include <mutex>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace kinloomd {
 
-/// A new file in the folder for files on their way. It is removed at the end of its life, unless it was moved to its place.
-class TemporaryFile {
+/// Bytes of a medium, as fast as they are read. For one thread at a time.
+class MediumReader {
 public:
-    explicit TemporaryFile(const std::string& folder);
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile();
+    MediumReader() = default;
+    MediumReader(const MediumReader&) = delete;
+    MediumReader& operator=(const MediumReader&) = delete;
+    virtual ~MediumReader() = default;
 
-    const std::string& path() const { return m_path; }
-    int fd() const { return m_fd.get(); }
-    /// Appends bytes.
-    void write(std::string_view bytes) { writeAll(m_fd.get(), bytes, m_path); }
-    /// Gives the file its final name; its bytes are on the disk before, its name when this returns.
-    void moveTo(const std::string& folder, const std::string& name);
-
-private:
-    std::string m_path;
-    UniqueFd m_fd;
-    bool m_moved = false;
+    /// Waits for bytes. \return how many; 0 behind the last one. Throws what the store throws.
+    virtual std::size_t read(char* buffer, std::size_t size) = 0;
 };
 
-/// The media files of a data folder. Safe for several threads, as long as each content is changed by one at a time.
+/// A medium that is there. For one thread at a time; its store must outlive it.
+class StoredMedium {
+public:
+    StoredMedium() = default;
+    StoredMedium(const StoredMedium&) = delete;
+    StoredMedium& operator=(const StoredMedium&) = delete;
+    virtual ~StoredMedium() = default;
+
+    virtual std::int64_t size() const = 0;
+    /// The file that it lies in, to be had once; an empty descriptor where it lies in none on this computer.
+    virtual UniqueFd takeFile() { return {}; }
+    /// Begins to read a part of it, which the medium must outlive. Nothing when it is gone.
+    virtual std::unique_ptr<MediumReader> read(std::int64_t offset, std::int64_t length) = 0;
+    /// An address at which others can read it for so long; empty where there is none. \param mimeType as what they get it
+    virtual std::string addressFor(std::chrono::seconds life, const char* mimeType) const = 0;
+};
+
+/// The original of a content on its way. Unless it was kept, it is gone at the end of its life. For one thread at a time.
+class MediaDraft {
+public:
+    MediaDraft() = default;
+    MediaDraft(const MediaDraft&) = delete;
+    MediaDraft& operator=(const MediaDraft&) = delete;
+    virtual ~MediaDraft() = default;
+
+    /// Appends bytes.
+    virtual void write(std::string_view bytes) = 0;
+    /// A file to look at the bytes in, at the same places. Of a large original its middle may be zeros there.
+    virtual int fd() const = 0;
+    /// Puts it in its place. When this returns, it is there for good.
+    virtual void keep() = 0;
+};
+
+/// A medium among all those that are kept.
+struct KeptMedium {
+    Id id = 0;              ///< the content's or the person's; 0 for what has no business there
+    std::int64_t image = 0; ///< the number of a person's picture
+    std::int64_t size = 0;  ///< in bytes
+    std::string name;       ///< as a person knows it: a path or a key
+};
+
+/// Who is known: which media have records.
+struct KnownMedia {
+    std::function<bool(Id)> isContent;
+    std::function<bool(Id, std::int64_t)> isPersonImage;
+};
+
+/// The media of a service. Safe for several threads, as long as each content is changed by one at a time. Throws std::system_error
+/// of files, and objects::ObjectError of a store.
 class MediaStore {
 public:
-    explicit MediaStore(DataFolder folder) : m_folder(std::move(folder)) {}
+    MediaStore() = default;
+    MediaStore(const MediaStore&) = delete;
+    MediaStore& operator=(const MediaStore&) = delete;
+    virtual ~MediaStore() = default;
 
-    const DataFolder& folder() const { return m_folder; }
+    /// The folder of this computer for files on their way.
+    virtual std::string temporary() const = 0;
 
-    std::string originalPath(Id content) const;
-    std::string thumbnailPath(Id content, const ThumbnailSize& size) const;
-    std::string personImagePath(Id person, std::int64_t image) const;
-
-    /// Puts a whole upload in its place.
-    void keepOriginal(TemporaryFile& file, Id content) const;
-    /// Gives a content the file of another one, as a further name of it. \return false when the file system has no more names.
-    bool linkOriginal(Id from, Id to) const;
-    /// Puts a finished thumbnail in its place.
-    void keepThumbnail(TemporaryFile& file, Id content, const ThumbnailSize& size) const;
+    /// A medium; nothing when it is not there. \param size as its record tells it
+    virtual std::unique_ptr<StoredMedium> openOriginal(Id content, std::int64_t size) const = 0;
+    virtual std::unique_ptr<StoredMedium> openThumbnail(Id content, const ThumbnailSize& size) const = 0;
+    virtual std::unique_ptr<StoredMedium> openPersonImage(Id person, std::int64_t image) const = 0;
+    virtual bool hasOriginal(Id content) const = 0;
+    virtual bool hasPersonImage(Id person, std::int64_t image) const = 0;
     /// \return whether all thumbnails of a content are there and hold something.
-    bool hasThumbnails(Id content) const;
-    void keepPersonImage(TemporaryFile& file, Id person, std::int64_t image) const;
+    virtual bool hasThumbnails(Id content) const = 0;
+    /// The original as a file of this computer; an empty descriptor when it is not there. It may have been fetched for that.
+    virtual UniqueFd originalFile(Id content) const = 0;
 
-    void removeThumbnails(Id content) const noexcept;
+    /// Begins an original, which comes piece by piece.
+    virtual std::unique_ptr<MediaDraft> newOriginal(Id content) const = 0;
+    /// Puts a whole original in its place.
+    virtual void keepOriginal(TemporaryFile& file, Id content) const = 0;
+    /// Gives a content the original of another one, which is there once in truth. \return false where that cannot be done.
+    virtual bool linkOriginal(Id from, Id to) const = 0;
+    /// Puts a finished thumbnail in its place.
+    virtual void keepThumbnail(TemporaryFile& file, Id content, const ThumbnailSize& size) const = 0;
+    virtual void keepPersonImage(TemporaryFile& file, Id person, std::int64_t image) const = 0;
+
+    // What cannot be removed now, is swept up or collected later.
+    virtual void removeThumbnails(Id content) const noexcept = 0;
     /// Removes the original and its thumbnails.
-    void removeContent(Id content) const noexcept;
+    virtual void removeContent(Id content) const noexcept = 0;
+    virtual void removePersonImage(Id person, std::int64_t image) const noexcept = 0;
 
-    /// Calls with the content's identifier and the path of each original.
-    void forEachOriginal(const std::function<void(Id, const std::string&)>& visit) const;
-    /// Calls with the person's identifier, the number of the picture and the path of each picture of a person.
-    void forEachPersonImage(const std::function<void(Id, std::int64_t, const std::string&)>& visit) const;
-    /// Removes files of contents and pictures of people that are not known. For a folder that nobody else uses.
-    void removeUnknown(const std::function<bool(Id)>& isLive, const std::function<bool(Id, std::int64_t)>& isPersonImage) const;
-    /// Removes what a service that was killed has left: unfinished uploads, files of contents that \p isLive does not know, and
-    /// pictures that are no longer those of people. Only while nobody adds files.
-    void sweep(const std::function<bool(Id)>& isLive, const std::function<bool(Id, std::int64_t)>& isPersonImage) const;
+    virtual void forEachOriginal(const std::function<void(const KeptMedium&)>& visit) const = 0;
+    virtual void forEachPersonImage(const std::function<void(const KeptMedium&)>& visit) const = 0;
+    /// Removes what a service that was killed has left on this computer. Only while nobody adds media.
+    virtual void sweep(const KnownMedia& known) const = 0;
+    /// Removes media that nobody knows, where they may be on their way still: only those from before a time, which was long enough
+    /// ago for their records to be there. May run beside everything else.
+    virtual void collect(const KnownMedia& known, Millis before) const = 0;
 
-private:
-    std::string shard(const std::string& folder, Id content) const;
-    std::string madeShard(const std::string& folder, Id content) const;
-
-    DataFolder m_folder;
-    mutable std::mutex m_makingShards; ///< held until a new folder is synced, so that whoever finds it may rely on it
+    /// Makes what is missing before the first medium comes.
+    virtual void prepare() const {}
+    /// Ends what is waited for: the program is about to end.
+    virtual void stop() {}
 };
 
 } // namespace kinloomd

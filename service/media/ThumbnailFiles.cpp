@@ -6,7 +6,7 @@ namespace kinloomd {
 ThumbnailFiles::ThumbnailFiles(const MediaStore& media) : m_media(media)
 {
     for (std::size_t i = 0; i < THUMBNAIL_COUNT; ++i)
-        m_files.emplace_back(media.folder().temporary());
+        m_files.emplace_back(media.temporary());
 }
 
 std::vector<int> ThumbnailFiles::descriptors() const

@@ -150,7 +150,7 @@ pictures::PictureOutcome Thumbnailer::make(const Job& job, pictures::PictureProc
 {
     if (m_media.hasThumbnails(job.content))
         return pictures::PictureOutcome::DONE;
-    const UniqueFd original = openForReading(m_media.originalPath(job.content));
+    const UniqueFd original = m_media.originalFile(job.content);
     // Deleted meanwhile: there is nothing to be said about it.
     if (!original)
         return pictures::PictureOutcome::FAILED;

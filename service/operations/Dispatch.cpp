@@ -3,6 +3,7 @@
 
 #include "core/Log.h"
 #include "httpd/Address.h"
+#include "objects/Errors.h"
 #include "operations/AccessLog.h"
 #include "operations/Authenticate.h"
 #include "operations/Documents.h"
@@ -21,6 +22,7 @@ namespace {
 
 constexpr std::uint64_t UPLOAD_DROP_LIMIT = 64 << 20;
 constexpr std::size_t COMPLAINT_BYTES = 1000;
+constexpr unsigned STORE_RETRY_SECONDS = 30; ///< of clients, when the store of media is away
 
 /// The failure that a client should be told of when the database refuses.
 ServiceError failureOf(const DatabaseError& error)
@@ -88,6 +90,9 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
         return step();
     } catch (const ServiceError& error) {
         return failed(error);
+    } catch (const objects::ObjectError& error) {
+        complain(error.what());
+        return failed(ServiceError(Failure::UNAVAILABLE, describe(Failure::UNAVAILABLE).description, STORE_RETRY_SECONDS));
     } catch (const DatabaseError& error) {
         complain(error.what());
         return failed(failureOf(error));

@@ -20,7 +20,7 @@ SlotUse::SlotUse(Service& service, Id slot) : m_service(service), m_slot(slot)
 SlotUse::~SlotUse() { m_service.endUpload(m_slot); }
 
 Intake::Intake(Service& service, const Caller& caller, const Slot& slot, Twins twins)
-    : m_service(service), m_caller(caller), m_slot(slot), m_twins(std::move(twins)), m_file(service.media().folder().temporary())
+    : m_service(service), m_caller(caller), m_slot(slot), m_twins(std::move(twins)), m_draft(service.media().newOriginal(slot.id))
 {
 }
 
@@ -33,7 +33,7 @@ void Intake::take(std::string_view bytes)
         throw ServiceError(Failure::TOO_LARGE, "The file is larger than this service takes.");
     requirePlace(m_slot.announcedSize.value_or(m_uploaded.size));
     m_digest.add(bytes);
-    m_file.write(bytes);
+    m_draft->write(bytes);
 }
 
 /// What was sent before needs no room once more; until the end nobody knows whether it is that.
@@ -56,7 +56,7 @@ void Intake::examine(Format announced, const std::string& fileName, std::optiona
         throw ServiceError(Failure::EMPTY_FILE);
     if (m_slot.announcedSize && *m_slot.announcedSize != m_uploaded.size)
         throw ServiceError(Failure::SIZE_MISMATCH);
-    pictures::BytesOfFile bytes(m_file.fd());
+    pictures::BytesOfFile bytes(m_draft->fd());
     const Format shown = pictures::sniffFormat(bytes.read(0, pictures::SNIFF_BYTES));
     if (announced != Format::NONE && shown != announced)
         throw ServiceError(Failure::UNSUPPORTED_TYPE, "The file is not of the type that it is said to be.");
@@ -105,11 +105,11 @@ Content Intake::keep()
 Content Intake::keepFileAndRecord()
 {
     try {
-        m_service.media().keepOriginal(m_file, m_slot.id);
+        m_draft->keep();
         return m_service.database().change([this](DatabaseConnection& connection) { return record(connection); });
     } catch (const DatabaseError& error) {
-        // The record may exist even though its commit failed. Then the file stays: a file without record is swept up at the next
-        // start, a record without file could not be mended.
+        // The record may exist even though its commit failed. Then the file stays: a file without record is swept up later, a
+        // record without file could not be mended.
         if (!error.mayBeDone())
             m_service.media().removeContent(m_slot.id);
         throw;

@@ -9,6 +9,7 @@
 #include "store/Contents.h"
 
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace kinloomd {
@@ -29,9 +30,8 @@ private:
     Id m_slot;
 };
 
-/// Takes the file of one content, from a device or from the page. The file lies under a temporary name until it is whole and its
-/// header has proved to be a picture's; then it takes its name, and only then its record appears. Whatever fails before leaves
-/// neither. Thumbnails follow.
+/// Takes the file of one content, from a device or from the page. It is a draft until it is whole and its header has proved to be a
+/// picture's; then it takes its place, and only then its record appears. Whatever fails before leaves neither. Thumbnails follow.
 ///
 /// A client that did not see the reply sends the file again: bytes that are known are answered with the content that they are.
 class Intake {
@@ -73,7 +73,7 @@ private:
     Slot m_slot;
     Twins m_twins;
     std::optional<std::int64_t> m_largestTwin;
-    TemporaryFile m_file;
+    std::unique_ptr<MediaDraft> m_draft;
     Sha256 m_digest;
     UploadedFile m_uploaded;
 };

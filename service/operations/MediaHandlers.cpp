@@ -49,14 +49,15 @@ const ThumbnailSize& sizeNamed(const std::string& name)
 Reply handleOriginal(Service& service, Request& request)
 {
     const Id id = requireId(request.pieces[ID]);
-    return originalReply(service, request, id, [&] { return requireMedia(service, request, id); });
+    return originalReply(
+        service, request, id, [&] { return requireMedia(service, request, id); }, Delivery::STORE);
 }
 
 Reply handleThumbnail(Service& service, Request& request)
 {
     const Id id = requireId(request.pieces[ID]);
-    return thumbnailReply(service, request, id, sizeNamed(request.pieces[WHAT]),
-                          [&] { return requireMedia(service, request, id); });
+    return thumbnailReply(
+        service, request, id, sizeNamed(request.pieces[WHAT]), [&] { return requireMedia(service, request, id); }, Delivery::STORE);
 }
 
 Reply handlePersonImage(Service& service, Request& request)
@@ -71,7 +72,7 @@ Reply handlePersonImage(Service& service, Request& request)
     }
     if (!equalsInConstantTime(key, service.linksFor(request, device).personKey(named.person, named.image)) || !live)
         throw ServiceError(Failure::NOT_FOUND);
-    return personImageReply(service, request, named.person, named.image);
+    return personImageReply(service, request, named.person, named.image, Delivery::STORE);
 }
 
 } // namespace kinloomd

@@ -5,6 +5,7 @@
 
 #include "core/DataPlace.h"
 #include "httpd/AddressRange.h"
+#include "media/MediaPlace.h"
 #include "wire/XmlWriter.h"
 
 #include <chrono>
@@ -31,6 +32,7 @@ struct Limits {
 
 struct Options {
     DataPlace data;
+    MediaPlace media;
     std::string publicUrl;  ///< scheme and authority of the addresses in replies; empty takes the request's Host header
     std::string ownAddress; ///< the same of invitations and pairing, which never take a request's word for it
     std::string webFolder;  ///< of the family's page; empty for none

@@ -53,11 +53,11 @@ Service::Service(Options options)
       m_folder(m_options.data),
       m_serveLock(lockForServing(m_folder, isShared())),
       m_database(m_folder.database()),
-      m_media(m_folder),
+      m_media(openMediaToServe(m_folder, m_database, m_options.media)),
       m_mediaSecret(mediaSecret(m_database)),
       m_signers(earlierSigners(m_database, isShared()), !isShared()),
-      m_thumbnailer(m_database, m_media, m_options.limits.pixels),
-      m_purge(m_database, m_media),
+      m_thumbnailer(m_database, *m_media, m_options.limits.pixels),
+      m_purge(m_database, *m_media, m_options.limits.slotTime),
       m_web(m_options.webFolder),
       m_changes(m_database, followerLimits(m_options.limits))
 {
@@ -88,6 +88,7 @@ void Service::stop()
     m_thumbnailer.stop();
     m_purge.stop();
     m_changes.stop();
+    m_media->stop();
 }
 
 bool Service::beginUpload(Id slot)
@@ -135,8 +136,8 @@ void Service::sweep()
         return keptContentIds(connection);
     });
     const auto connection = m_database.read();
-    m_media.sweep([&live](Id id) { return std::binary_search(live.begin(), live.end(), id); },
-                  [&connection](Id id, std::int64_t image) { return image != 0 && personImage(connection, id) == image; });
+    m_media->sweep({[&live](Id id) { return std::binary_search(live.begin(), live.end(), id); },
+                    [&connection](Id id, std::int64_t image) { return image != 0 && personImage(connection, id) == image; }});
 }
 
 } // namespace kinloomd

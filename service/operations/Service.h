@@ -6,6 +6,7 @@
 #include "core/Log.h"
 #include "core/StopSignal.h"
 #include "core/TimeZone.h"
+#include "media/DataFolder.h"
 #include "media/MediaStore.h"
 #include "media/Thumbnailer.h"
 #include "operations/ChangeWatch.h"
@@ -20,6 +21,7 @@
 #include "operations/page/WebFiles.h"
 #include "store/Database.h"
 
+#include <memory>
 #include <optional>
 #include <set>
 
@@ -41,7 +43,7 @@ public:
 
     const Options& options() const { return m_options; }
     Database& database() { return m_database; }
-    const MediaStore& media() const { return m_media; }
+    const MediaStore& media() const { return *m_media; }
     Faults& faults() { return m_faults; }
     Metrics& metrics() { return m_metrics; }
     const DataFolder& folder() const { return m_folder; }
@@ -82,7 +84,7 @@ private:
     DataFolder m_folder;
     std::optional<FolderLock> m_serveLock;
     Database m_database;
-    MediaStore m_media;
+    std::unique_ptr<MediaStore> m_media;
     std::string m_mediaSecret;
     Faults m_faults;
     Metrics m_metrics;

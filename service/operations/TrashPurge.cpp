@@ -2,6 +2,7 @@
 #include "operations/TrashPurge.h"
 
 #include "core/Log.h"
+#include "operations/MediaCollector.h"
 #include "store/Changes.h"
 #include "store/Pairings.h"
 #include "store/Sessions.h"
@@ -19,7 +20,7 @@ bool purgeEntry(Database& database, const MediaStore& media, const TrashEntry& e
         for (const Id content : purged.contents)
             media.removeContent(content);
         if (purged.image != 0)
-            removeFile(media.personImagePath(entry.thing, purged.image));
+            media.removePersonImage(entry.thing, purged.image);
         if (purged.whole)
             return true;
     }
@@ -66,6 +67,11 @@ void TrashPurge::work()
         } catch (const std::exception& error) {
             // A full disk, a database that stays locked: tomorrow it may go.
             writeLog(Priority::WARNING, std::string("the trash was not emptied: ") + error.what());
+        }
+        try {
+            collectMedia(m_database, m_media, now() - m_slotTime.count() - DAY);
+        } catch (const std::exception& error) {
+            writeLog(Priority::WARNING, std::string("media without a record were not collected: ") + error.what());
         }
     } while (m_stop.sleepFor(std::chrono::milliseconds(DAY)));
 }

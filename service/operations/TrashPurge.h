@@ -8,6 +8,7 @@
 #include "store/Database.h"
 #include "store/Trash.h"
 
+#include <chrono>
 #include <functional>
 #include <thread>
 
@@ -23,11 +24,15 @@ void purgeTrash(Database& database, const MediaStore& media, Millis before, cons
 /// Forgets sign-ins, invitations, codes and changes that are of no use any more.
 void forgetOld(Database& database);
 
-/// Does all of that at the start of a service and once a day, on a thread of its own.
+/// Does all of that at the start of a service and once a day, and has media without a record collected, on a thread of its own.
 class TrashPurge {
 public:
     /// Database and media must outlive it.
-    TrashPurge(Database& database, const MediaStore& media) : m_database(database), m_media(media) {}
+    /// \param slotTime for which a place for an upload is kept
+    TrashPurge(Database& database, const MediaStore& media, std::chrono::milliseconds slotTime)
+        : m_database(database), m_media(media), m_slotTime(slotTime)
+    {
+    }
     TrashPurge(const TrashPurge&) = delete;
     TrashPurge& operator=(const TrashPurge&) = delete;
     /// Waits for what is being done, which ends soon.
@@ -41,6 +46,7 @@ private:
 
     Database& m_database;
     const MediaStore& m_media;
+    std::chrono::milliseconds m_slotTime;
     StopSignal m_stop;
     std::thread m_thread;
 };

@@ -2,6 +2,7 @@
 #include "KinloomdProcess.h"
 
 #include "support/ArgumentPointers.h"
+#include "support/TestStore.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <poll.h>
 #include <spawn.h>
 #include <sstream>
@@ -49,6 +51,17 @@ std::string parentFolder()
     if (std::getenv("TMPDIR") == nullptr && ::access("/dev/shm", W_OK | X_OK) == 0)
         return "/dev/shm";
     return std::filesystem::temp_directory_path().string();
+}
+
+/// Services of one folder have one bucket.
+void addStore(std::vector<std::string>& arguments, const std::string& dataFolder)
+{
+    const test::TestStore store = test::TestStore::ofEnvironment();
+    store.lendKeys();
+    const std::string bucket = "data-" + std::to_string(::getpid()) + "-" + std::to_string(std::hash<std::string>()(dataFolder));
+    for (const std::string& each : {std::string("--media"), "s3://" + bucket + "/family", std::string("--s3-endpoint"),
+                                    store.endpoint, std::string("--s3-region"), store.region})
+        arguments.push_back(each);
 }
 
 struct Manner {
@@ -176,6 +189,12 @@ void KinloomdRun::kill()
     wait(std::exchange(m_pid, -1));
 }
 
+bool mediaAreInAStore()
+{
+    const char* const media = std::getenv("KINLOOM_TEST_MEDIA");
+    return media != nullptr && std::string(media) == "s3";
+}
+
 CommandResult runKinloomd(const std::vector<std::string>& arguments)
 {
     const TemporaryFolder folder;
@@ -211,6 +230,8 @@ void KinloomdProcess::start(const std::string& dataFolder, const Settings& setti
 {
     std::vector<std::string> arguments = {"serve", "--data", dataFolder, "--listen", settings.listenAddress};
     arguments.insert(arguments.end(), settings.arguments.begin(), settings.arguments.end());
+    if (mediaAreInAStore())
+        addStore(arguments, dataFolder);
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
         fail("cannot make a pipe");

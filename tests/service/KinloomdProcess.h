@@ -29,6 +29,10 @@ private:
     std::string m_path;
 };
 
+/// \return whether services are begun with their media in the store of objects that the environment names, since it says
+/// KINLOOM_TEST_MEDIA=s3. Tests of files in the folder have nothing to look at then.
+bool mediaAreInAStore();
+
 /// What a command has left behind.
 struct CommandResult {
     int exitCode = -1; ///< 128 plus the signal for a program that was killed

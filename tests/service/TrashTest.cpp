@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "store/Trash.h"
+#include "media/FolderMedia.h"
 #include "operations/TrashPurge.h"
 #include "store/Comments.h"
 #include "store/Contents.h"
@@ -87,7 +88,7 @@ protected:
     TemporaryFolder m_folder;
     DataFolder m_data{m_folder / "data"};
     Database m_database{m_data.database()};
-    MediaStore m_media{m_data};
+    FolderMedia m_media{m_data};
     Person anna;
     Person ben;
     Id group = 0;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "KeptMedia.h"
 #include "ServiceFixture.h"
 #include "TestPictures.h"
 
@@ -39,7 +40,7 @@ protected:
     void expectNothingKept()
     {
         EXPECT_EQ(contents(), 0U);
-        EXPECT_EQ(filesIn("media"), 0U);
+        EXPECT_EQ(countOriginals(m_data), 0U);
         EXPECT_EQ(filesIn("thumbnails"), 0U);
         EXPECT_EQ(filesIn("tmp"), 0U);
     }
@@ -187,7 +188,7 @@ TEST_F(Upload, ThatComesAgainIsTheSameContent)
         EXPECT_EQ(reply.body, first.body);
     }
     EXPECT_EQ(contents(), 1U);
-    EXPECT_EQ(filesIn("media"), 1U);
+    EXPECT_EQ(countOriginals(m_data), 1U);
     EXPECT_EQ(request(port(), "GET", targetOf(field(first, "contentUrl"))).body, picture.bytes);
     expectConsistent();
 }
@@ -231,7 +232,7 @@ TEST_F(Upload, OfTheSameBytesManyTimesAtOnceIsOneContent)
         thread.join();
     EXPECT_EQ(ids.size(), 1U);
     EXPECT_EQ(contents(), 1U);
-    EXPECT_EQ(filesIn("media"), 1U);
+    EXPECT_EQ(countOriginals(m_data), 1U);
     expectConsistent();
 }
 
@@ -273,7 +274,7 @@ TEST_F(Upload, ThatBreaksOffLeavesNothing)
         again = sendBody(url, body);
     } while (again.status == 409);
     EXPECT_EQ(again.status, 200);
-    EXPECT_EQ(filesIn("media"), 1U);
+    EXPECT_EQ(countOriginals(m_data), 1U);
     EXPECT_EQ(contents(), 1U);
     // Thumbnails are under way there, too.
     while (filesIn("tmp") != 0)
@@ -386,7 +387,7 @@ TEST_F(Upload, EndsWithTheGroup)
     const std::string url = slot();
     anna().post(ServiceClient::path("me/group.delete"), "groupID=" + m_group);
     EXPECT_EQ(anna().sendFile(url, smallPicture()).status, 404);
-    EXPECT_EQ(filesIn("media"), 0U);
+    EXPECT_EQ(countOriginals(m_data), 0U);
 }
 
 TEST_F(Upload, LargerThanTheLimitIsRefusedInTheMiddle)

@@ -14,7 +14,7 @@
 #include "store/Sessions.h"
 #include "wire/ZipWriter.h"
 
-#include <algorithm>
+#include <memory>
 #include <zlib.h>
 
 namespace kinloomd {
@@ -53,7 +53,7 @@ private:
     std::int64_t readOn(char* buffer, std::size_t size)
     {
         while (m_sent == m_text.size()) {
-            if (m_file && m_done < m_size)
+            if (m_reader && m_done < m_size)
                 return readFile(buffer, size);
             if (m_ended)
                 return END;
@@ -66,17 +66,16 @@ private:
 
     std::int64_t readFile(char* buffer, std::size_t size)
     {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_size - m_done));
-        const std::size_t count = readAt(m_file.get(), buffer, wanted, static_cast<std::int64_t>(m_done), m_path);
+        const std::size_t count = m_reader->read(buffer, size);
         m_done += count;
-        return static_cast<std::int64_t>(count);
+        return count == 0 ? BROKEN : static_cast<std::int64_t>(count);
     }
 
     /// Goes on to the next file, or to what follows the last.
     void advance()
     {
         m_sent = 0;
-        m_file.reset();
+        m_reader.reset();
         if (m_next == m_files.size()) {
             m_ended = true;
             m_text = m_writer.end();
@@ -84,13 +83,13 @@ private:
         }
         requireStill();
         ArchivedFile& file = m_files[m_next++];
-        m_path = m_service.media().originalPath(file.content);
-        m_file = openForReading(m_path);
         m_size = file.entry.size;
         m_done = 0;
-        if (!m_file || static_cast<std::uint64_t>(sizeOf(m_file.get(), m_path)) != m_size)
+        m_medium = m_service.media().openOriginal(file.content, static_cast<std::int64_t>(m_size));
+        if (!m_medium || static_cast<std::uint64_t>(m_medium->size()) != m_size)
             throw ServiceError(Failure::NOT_FOUND);
         file.entry.checksum = checksum();
+        m_reader = readAll();
         m_text = m_writer.begin(file.entry);
     }
 
@@ -102,15 +101,21 @@ private:
         requirePermission(Action::READ_FEED, roleInGroup(connection, m_group, m_caller.person.id));
     }
 
+    std::unique_ptr<MediumReader> readAll()
+    {
+        auto reader = m_medium->read(0, static_cast<std::int64_t>(m_size));
+        if (!reader)
+            throw ServiceError(Failure::NOT_FOUND);
+        return reader;
+    }
+
     std::uint32_t checksum()
     {
+        const auto reader = readAll();
         std::string block(BLOCK, '\0');
         uLong sum = ::crc32(0, nullptr, 0);
-        for (std::uint64_t done = 0; done < m_size;) {
-            const std::size_t count = readAt(m_file.get(), block.data(), block.size(), static_cast<std::int64_t>(done), m_path);
+        while (const std::size_t count = reader->read(block.data(), block.size()))
             sum = ::crc32(sum, reinterpret_cast<const Bytef*>(block.data()), static_cast<uInt>(count));
-            done += count;
-        }
         return static_cast<std::uint32_t>(sum);
     }
 
@@ -122,8 +127,8 @@ private:
     ZipWriter m_writer;
     std::string m_text; ///< that stands before a file or behind all
     std::size_t m_sent = 0;
-    UniqueFd m_file;
-    std::string m_path;
+    std::unique_ptr<StoredMedium> m_medium;
+    std::unique_ptr<MediumReader> m_reader; ///< of the medium
     std::uint64_t m_size = 0;
     std::uint64_t m_done = 0;
     bool m_ended = false;

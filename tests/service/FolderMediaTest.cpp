@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "media/MediaStore.h"
+#include "media/FolderMedia.h"
 
 #include "KinloomdProcess.h"
 
@@ -30,7 +30,7 @@ protected:
 
     TemporaryFolder m_folder;
     DataFolder m_data{m_folder / "data"};
-    MediaStore m_media{m_data};
+    FolderMedia m_media{m_data};
 };
 
 TEST_F(MediaFiles, AreReadableByTheirOwnerAlone)
@@ -76,7 +76,7 @@ TEST_F(MediaFiles, WithoutRecordAreSweptUp)
         TemporaryFile file(m_data.temporary());
         m_media.keepPersonImage(file, 5, image);
     }
-    m_media.sweep([](Id id) { return id == 1; }, [](Id id, std::int64_t image) { return id == 5 && image == 2; });
+    m_media.sweep({[](Id id) { return id == 1; }, [](Id id, std::int64_t image) { return id == 5 && image == 2; }});
     EXPECT_FALSE(exists(m_media.personImagePath(5, 1)));
     EXPECT_TRUE(exists(m_media.personImagePath(5, 2)));
     EXPECT_TRUE(exists(m_media.originalPath(1)));

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+/// \file Media in files of the data folder.
+#ifndef KINLOOMD_MEDIA_FOLDERMEDIA_H
+#define KINLOOMD_MEDIA_FOLDERMEDIA_H
+
+#include "media/DataFolder.h"
+#include "media/MediaStore.h"
+
+#include <mutex>
+
+namespace kinloomd {
+
+/// The media files of a data folder, or of a backup.
+class FolderMedia : public MediaStore {
+public:
+    explicit FolderMedia(DataFolder folder) : m_folder(std::move(folder)) {}
+
+    const DataFolder& folder() const { return m_folder; }
+    std::string originalPath(Id content) const;
+    std::string thumbnailPath(Id content, const ThumbnailSize& size) const;
+    std::string personImagePath(Id person, std::int64_t image) const;
+    /// Removes originals and pictures of people that are not known. For a folder that nobody else uses.
+    void removeUnknown(const KnownMedia& known) const;
+
+    std::string temporary() const override { return m_folder.temporary(); }
+    std::unique_ptr<StoredMedium> openOriginal(Id content, std::int64_t size) const override;
+    std::unique_ptr<StoredMedium> openThumbnail(Id content, const ThumbnailSize& size) const override;
+    std::unique_ptr<StoredMedium> openPersonImage(Id person, std::int64_t image) const override;
+    bool hasOriginal(Id content) const override;
+    bool hasPersonImage(Id person, std::int64_t image) const override;
+    bool hasThumbnails(Id content) const override;
+    UniqueFd originalFile(Id content) const override;
+    std::unique_ptr<MediaDraft> newOriginal(Id content) const override;
+    void keepOriginal(TemporaryFile& file, Id content) const override;
+    bool linkOriginal(Id from, Id to) const override;
+    void keepThumbnail(TemporaryFile& file, Id content, const ThumbnailSize& size) const override;
+    void keepPersonImage(TemporaryFile& file, Id person, std::int64_t image) const override;
+    void removeThumbnails(Id content) const noexcept override;
+    void removeContent(Id content) const noexcept override;
+    void removePersonImage(Id person, std::int64_t image) const noexcept override;
+    void forEachOriginal(const std::function<void(const KeptMedium&)>& visit) const override;
+    void forEachPersonImage(const std::function<void(const KeptMedium&)>& visit) const override;
+    /// Unfinished uploads, files of contents that are not known, and pictures that are no longer those of people.
+    void sweep(const KnownMedia& known) const override;
+    /// A service sweeps its folder when it begins; nothing is left to collect.
+    void collect(const KnownMedia&, Millis) const override {}
+
+private:
+    std::string shard(const std::string& folder, Id content) const;
+    std::string madeShard(const std::string& folder, Id content) const;
+
+    DataFolder m_folder;
+    mutable std::mutex m_makingShards; ///< held until a new folder is synced, so that whoever finds it may rely on it
+};
+
+} // namespace kinloomd
+
+#endif

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include "media/MediaPlace.h"
+
+#include "core/Log.h"
+#include "media/FolderMedia.h"
+#include "media/ObjectMedia.h"
+#include "objects/Credentials.h"
+#include "store/Contents.h"
+#include "store/People.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+namespace kinloomd {
+
+namespace {
+
+constexpr std::string_view SCHEME = "s3://";
+constexpr const char* USUAL_REGION = "us-east-1";
+
+/// What the records remember of a place. The first is that which never changes.
+constexpr struct {
+    const char* setting;
+    std::string MediaPlace::*member;
+} REMEMBERED[] = {
+    {"media", &MediaPlace::media},
+    {"media_endpoint", &MediaPlace::endpoint},
+    {"media_region", &MediaPlace::region},
+    {"media_credentials", &MediaPlace::credentialsFile},
+};
+
+struct BucketName {
+    std::string bucket;
+    std::string prefix;
+};
+
+BucketName bucketNamed(const std::string& media)
+{
+    const std::string rest = media.substr(SCHEME.size());
+    const auto slash = rest.find('/');
+    BucketName name{rest.substr(0, slash), slash == std::string::npos ? std::string() : rest.substr(slash + 1)};
+    if (!name.prefix.empty() && name.prefix.back() != '/')
+        name.prefix += '/';
+    return name;
+}
+
+/// Who waits for a medium waits for the store no longer than this.
+objects::StoreLimits storeLimits()
+{
+    objects::StoreLimits limits;
+    limits.whole = std::chrono::seconds(20);
+    limits.retries.attempts = 4;
+    return limits;
+}
+
+std::unique_ptr<MediaStore> mediaAt(const DataFolder& folder, const MediaPlace& place)
+{
+    if (!place.isBucket())
+        return std::make_unique<FolderMedia>(folder);
+    const BucketName name = bucketNamed(place.media);
+    // What decodes strangers' pictures gets the environment, and must not get the keys.
+    objects::Credentials credentials = place.credentialsFile.empty() ? objects::takeCredentialsFromEnvironment()
+                                                                     : objects::credentialsFromFile(place.credentialsFile);
+    auto store = std::make_unique<objects::ObjectStore>(
+        objects::StorePlace{place.endpoint, place.region.empty() ? USUAL_REGION : place.region, name.bucket},
+        std::move(credentials), storeLimits());
+    return std::make_unique<ObjectMedia>(
+        std::move(store), name.prefix, objects::parseEndpoint(place.publicEndpoint.empty() ? place.endpoint : place.publicEndpoint),
+        folder.temporary());
+}
+
+MediaPlace rememberedPlace(DatabaseConnection& connection)
+{
+    MediaPlace place;
+    for (const auto& each : REMEMBERED)
+        place.*each.member = findSetting(connection, each.setting);
+    return place;
+}
+
+std::string placeName(const MediaPlace& place) { return place.isBucket() ? place.media : "its folder"; }
+
+void remember(Database& database, const MediaPlace& place)
+{
+    database.change([&place](DatabaseConnection& connection) {
+        const MediaPlace before = rememberedPlace(connection);
+        const bool moved = before.media != place.media;
+        if (moved && !(keptContentIds(connection).empty() && keptPersonImages(connection).empty()))
+            throw std::runtime_error("the media of these records are in " + placeName(before) + ", and not in " + placeName(place) +
+                                     (before.isBucket() ? ": name it with --media" : ": leave --media out"));
+        for (const auto& each : REMEMBERED) {
+            if (before.*each.member != place.*each.member)
+                changeSetting(connection, each.setting, place.*each.member);
+        }
+    });
+}
+
+} // namespace
+
+std::string checkMediaPlace(const MediaPlace& place)
+{
+    if (!place.isBucket())
+        return place.endpoint.empty() && !place.redirect ? "" : "what is said of a store needs --media s3://BUCKET";
+    if (place.media.rfind(SCHEME, 0) != 0 || !objects::isBucketName(bucketNamed(place.media).bucket))
+        return "--media needs a bucket and perhaps a prefix, such as s3://photos/family";
+    if (place.endpoint.empty())
+        return "--media needs --s3-endpoint, where the store is";
+    try {
+        for (const std::string& endpoint : {place.endpoint, place.publicEndpoint}) {
+            if (!endpoint.empty())
+                objects::parseEndpoint(endpoint);
+        }
+    } catch (const std::invalid_argument& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::unique_ptr<MediaStore> openMediaToServe(const DataFolder& folder, Database& database, const MediaPlace& place)
+{
+    MediaPlace lasting = place;
+    // Commands are begun in other folders.
+    if (!place.credentialsFile.empty())
+        lasting.credentialsFile = std::filesystem::absolute(place.credentialsFile).string();
+    auto media = mediaAt(folder, lasting);
+    remember(database, lasting);
+    try {
+        media->prepare();
+    } catch (const objects::StoreUnavailable& error) {
+        // The family's page and its records are there without it.
+        writeLog(Priority::WARNING, "the media in " + place.media + " are away for now: " + error.what());
+    }
+    return media;
+}
+
+std::unique_ptr<MediaStore> openMedia(const DataFolder& folder, Database& database)
+{
+    MediaPlace place;
+    {
+        const auto connection = database.read();
+        place = rememberedPlace(connection);
+    }
+    return mediaAt(folder, place);
+}
+
+void requireMediaInFolder(Database& database, const char* command)
+{
+    const auto connection = database.read();
+    const MediaPlace place = rememberedPlace(connection);
+    if (place.isBucket())
+        throw std::runtime_error(std::string(command) + " is for media in the data folder; these are in " + place.media +
+                                 ": copy the bucket by its own means, and the database beside it");
+}
+
+} // namespace kinloomd

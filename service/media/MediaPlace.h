@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+/// \file Where the media of a service are kept.
+#ifndef KINLOOMD_MEDIA_MEDIAPLACE_H
+#define KINLOOMD_MEDIA_MEDIAPLACE_H
+
+#include "media/DataFolder.h"
+#include "media/MediaStore.h"
+#include "store/Database.h"
+
+#include <memory>
+#include <string>
+
+namespace kinloomd {
+
+/// A bucket, as it is named when the service is started; empty for the data folder.
+struct MediaPlace {
+    std::string media;           ///< "s3://BUCKET" or "s3://BUCKET/PREFIX"
+    std::string endpoint;        ///< where this computer reaches the store
+    std::string publicEndpoint;  ///< where others reach it; empty for the same
+    std::string region;          ///< empty for the usual one
+    std::string credentialsFile; ///< empty for the environment
+    bool redirect = false;       ///< devices are sent to the store for media
+
+    bool isBucket() const { return !media.empty(); }
+};
+
+/// \return why a place cannot be; empty when it can.
+std::string checkMediaPlace(const MediaPlace& place);
+
+/// The media of a service that begins. Its records remember the place, and a place that is not theirs is refused with
+/// std::runtime_error, since half of the media would be in another one. A bucket that is missing is made; one that cannot be asked
+/// right now is asked later.
+std::unique_ptr<MediaStore> openMediaToServe(const DataFolder& folder, Database& database, const MediaPlace& place);
+
+/// The media that the records of a folder remember, for commands. Keys come from where the service takes them.
+std::unique_ptr<MediaStore> openMedia(const DataFolder& folder, Database& database);
+
+/// Throws std::runtime_error when the media are in a bucket. \param command that can do nothing there
+void requireMediaInFolder(Database& database, const char* command);
+
+} // namespace kinloomd
+
+#endif

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "media/ObjectDraft.h"
+
+#include "core/Log.h"
+
+#include <cerrno>
+#include <exception>
+#include <fcntl.h>
+
+namespace kinloomd {
+
+ObjectDraft::ObjectDraft(objects::ObjectStore& store, std::string key, std::string mimeType, const std::string& temporary)
+    : m_store(store), m_key(std::move(key)), m_mimeType(std::move(mimeType)), m_file(temporary)
+{
+}
+
+template <class Call> void ObjectDraft::asking(Call call)
+{
+    try {
+        call();
+    } catch (const objects::StoreUnavailable&) {
+        m_lost = true;
+        throw;
+    }
+}
+
+ObjectDraft::~ObjectDraft()
+{
+    // A store that has just kept everybody waiting is not waited for once more: the collector finds what is left.
+    if (m_upload.empty() || m_lost)
+        return;
+    try {
+        m_store.abortUpload(m_key, m_upload);
+    } catch (const std::exception& error) {
+        writeLog(Priority::WARNING, std::string("an upload that was given up is left to the collector: ") + error.what());
+    }
+}
+
+void ObjectDraft::write(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        // More follows, so what is there is not the last part.
+        if (m_size == limit())
+            sendPart(PART);
+        const std::string_view piece = bytes.substr(0, static_cast<std::size_t>(limit() - m_size));
+        m_file.write(piece);
+        m_size += static_cast<std::int64_t>(piece.size());
+        bytes.remove_prefix(piece.size());
+    }
+}
+
+void ObjectDraft::sendPart(std::int64_t size)
+{
+    asking([&] {
+        if (m_upload.empty())
+            m_upload = m_store.beginUpload(m_key, m_mimeType);
+        const auto number = static_cast<unsigned>(m_tags.size() + 1);
+        m_tags.push_back(m_store.putPart(m_key, m_upload, number, objects::Payload(m_file.fd(), m_sent, size)));
+    });
+    m_sent += size;
+    freeRoom();
+}
+
+/// What was sent needs no room on the disk any more, but for the beginning. A file system without holes keeps all of it: that costs
+/// room and nothing else.
+void ObjectDraft::freeRoom()
+{
+    if (m_sent > HEAD && ::fallocate(m_file.fd(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, HEAD, m_sent - HEAD) != 0 &&
+        errno != EOPNOTSUPP)
+        throwSystemError("give back room of", m_file.path());
+}
+
+void ObjectDraft::keep()
+{
+    if (m_tags.empty()) {
+        m_store.put(m_key, objects::Payload(m_file.fd(), 0, m_size), m_mimeType);
+        return;
+    }
+    sendPart(m_size - m_sent);
+    asking([&] { m_store.completeUpload(m_key, m_upload, m_tags, m_size); });
+    m_upload.clear();
+}
+
+} // namespace kinloomd

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#include "operations/MediaCollector.h"
+
+#include "store/Contents.h"
+#include "store/People.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace kinloomd {
+
+void collectMedia(Database& database, const MediaStore& media, Millis before)
+{
+    // Read first, and kept in memory: going through a store takes long. A record that comes meanwhile is one of a medium that is
+    // new, and so stays.
+    std::vector<Id> contents;
+    std::vector<std::pair<Id, std::int64_t>> images;
+    {
+        const auto connection = database.read();
+        contents = keptContentIds(connection);
+        const std::vector<PersonImage> pictures = keptPersonImages(connection);
+        images.reserve(pictures.size());
+        for (const PersonImage& picture : pictures)
+            images.emplace_back(picture.person, picture.image);
+    }
+    media.collect(
+        {[&](Id content) { return std::binary_search(contents.begin(), contents.end(), content); },
+         [&](Id person, std::int64_t image) { return std::binary_search(images.begin(), images.end(), std::pair(person, image)); }},
+        before);
+}
+
+} // namespace kinloomd
