@@ -31,10 +31,12 @@ public:
     {
     }
 
-    void place(Id content)
+    /// \return what the file of the content is called.
+    OriginalName place(Id content)
     {
-        if (m_last != 0 && m_media.linkOriginal(m_last, content))
-            return;
+        const OriginalName name = m_media.newName(content);
+        if (m_last.content != 0 && m_media.linkOriginal(m_last, name))
+            return name;
         TemporaryFile file(m_media.temporary());
         const UniqueFd source = openForReading(m_file);
         if (!source)
@@ -42,8 +44,9 @@ public:
         copyRest(source.get(), file.fd(), m_file);
         readHeader(file);
         makeThumbnails(file, content);
-        m_media.keepOriginal(file, content);
-        m_last = content;
+        m_media.keepOriginal(file, name);
+        m_last = name;
+        return name;
     }
 
     const UploadedFile& uploaded() const { return m_uploaded; }
@@ -98,7 +101,7 @@ private:
     Id m_whose;
     const TimeZone& m_zone;
     pictures::PictureProcess m_process;
-    Id m_last = 0;
+    OriginalName m_last;
     UploadedFile m_uploaded;
 };
 
@@ -117,11 +120,15 @@ Id addSome(Database& database, const Group& group, const Person& person, const s
             slot.id = addSlot(connection, group.id, person.id, ContentType::PHOTO, std::nullopt, description);
         }
     });
+    std::vector<OriginalName> names;
+    names.reserve(slots.size());
     for (const Slot& slot : slots)
-        copies.place(slot.id);
+        names.push_back(copies.place(slot.id));
     database.change([&](DatabaseConnection& connection) {
-        for (const Slot& slot : slots) {
-            if (!commitUpload(connection, slot, copies.uploaded()))
+        UploadedFile file = copies.uploaded();
+        for (std::size_t i = 0; i < slots.size(); ++i) {
+            file.attempt = names[i].attempt;
+            if (!commitUpload(connection, slots[i], file))
                 throw std::runtime_error("the group was deleted meanwhile");
         }
     });

@@ -39,7 +39,7 @@ void syncPath(const std::string& path)
 FileList filesOf(DatabaseConnection& connection)
 {
     FileList files;
-    files.contents = keptContentIds(connection);
+    files.originals = keptOriginals(connection);
     for (const PersonImage& picture : keptPersonImages(connection))
         files.pictures.emplace_back(picture.person, picture.image);
     return files;
@@ -133,11 +133,14 @@ int backup(const DataPlace& data, const std::string& to)
     syncPath(copy);
     renameFile(copy, backupPlace.database());
     syncFolder(backupPlace.path());
-    target.removeUnknown({[&files](Id id) { return std::binary_search(files.contents.begin(), files.contents.end(), id); },
+    target.removeUnknown({[&files](const OriginalName& original) {
+                              return std::binary_search(files.originals.begin(), files.originals.end(), original);
+                          },
+                          [&files](Id content) { return haveContent(files.originals, content); },
                           [&files](Id person, std::int64_t image) {
                               return std::binary_search(files.pictures.begin(), files.pictures.end(), std::pair(person, image));
                           }});
-    std::printf("contents %zu, pictures of people %zu; new: %u linked, %u copied\n", files.contents.size(), files.pictures.size(),
+    std::printf("contents %zu, pictures of people %zu; new: %u linked, %u copied\n", files.originals.size(), files.pictures.size(),
                 carrier.linked(), carrier.copied());
     return complainOf(missing, "the backup");
 }
@@ -192,7 +195,7 @@ int restore(const std::string& from, const std::string& data)
     // Only now the folder is a service's.
     removeFile(folder.restoreLock());
     syncFolder(folder.path());
-    std::printf("contents %zu, pictures of people %zu: %u linked, %u copied\n", files.contents.size(), files.pictures.size(),
+    std::printf("contents %zu, pictures of people %zu: %u linked, %u copied\n", files.originals.size(), files.pictures.size(),
                 carrier.linked(), carrier.copied());
     return complainOf(missing, "the restored folder");
 }

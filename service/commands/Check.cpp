@@ -10,9 +10,9 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <map>
 #include <optional>
 #include <set>
-#include <unordered_map>
 #include <vector>
 
 namespace kinloomd {
@@ -37,29 +37,34 @@ private:
 void checkOriginals(DatabaseConnection& connection, const MediaStore& media, bool alone, Findings& findings)
 {
     // The records first: what comes meanwhile is in the list of files, and in no list of what must be there.
-    const std::vector<Id> recorded = keptContentIds(connection);
-    std::unordered_map<Id, std::int64_t> sizes;
+    const std::vector<OriginalName> recorded = keptOriginals(connection);
+    std::map<OriginalName, std::int64_t> sizes;
     media.forEachOriginal([&](const KeptMedium& file) {
-        sizes[file.id] = file.size;
-        if (alone && (file.id == 0 || !findFile(connection, file.id)))
+        const OriginalName name{file.id, file.number};
+        sizes[name] = file.size;
+        if (!alone)
+            return;
+        const auto info = findFile(connection, name.content);
+        if (!info || !(info->original == name))
             findings.add("file without record: " + file.name);
     });
-    for (const Id id : recorded) {
-        const auto info = findFile(connection, id);
+    for (const OriginalName& original : recorded) {
+        const std::string content = "content " + std::to_string(original.content);
+        const auto info = findFile(connection, original.content);
         if (!info)
             continue; // deleted since the list was read
-        const auto size = sizes.find(id);
+        const auto size = sizes.find(original);
         if (size == sizes.end())
-            findings.add("content " + std::to_string(id) + " has no file");
+            findings.add(content + " has no file");
         else if (size->second != info->size)
-            findings.add("content " + std::to_string(id) + " has a file of another size");
+            findings.add(content + " has a file of another size");
     }
 }
 
 void checkPersonImages(DatabaseConnection& connection, const MediaStore& media, Findings& findings)
 {
     media.forEachPersonImage([&](const KeptMedium& picture) {
-        if (picture.id == 0 || picture.image == 0 || personImage(connection, picture.id) != picture.image)
+        if (picture.id == 0 || picture.number == 0 || personImage(connection, picture.id) != picture.number)
             findings.add("picture of nobody: " + picture.name);
     });
 }
@@ -111,9 +116,9 @@ void checkPictures(DatabaseConnection& connection, const MediaStore& media, Find
         undecodable.insert(known.integer(0));
     std::optional<pictures::PictureProcess> process;
     for (const PendingContent& content : listPendingContents(connection)) {
-        const UniqueFd original = media.originalFile(content.id);
+        const UniqueFd original = media.originalFile(content.original);
         if (original && !isDecodable(process ? *process : process.emplace(), {original.get(), content.creator}))
-            undecodable.insert(content.id);
+            undecodable.insert(content.original.content);
     }
     for (const Id id : undecodable)
         findings.add("content " + std::to_string(id) + " cannot be decoded: it has no thumbnails");

@@ -16,7 +16,7 @@ using common::FolderLock;
 /// The layout of the data folder. All of it is readable by its owner alone.
 ///
 ///     kinloomd.db     the database
-///     media/3f/NNN    the original of content NNN
+///     media/3f/NNN    the original of content NNN; NNN-ATTEMPT where several services take uploads
 ///     thumbnails/3f/  its pictures in other sizes, which can be made again
 ///     people/         pictures of people
 ///     tmp/            uploads on their way
@@ -40,6 +40,8 @@ public:
     const std::string& path() const { return m_path; }
     /// The database that belongs to the folder: a file in it, or an address.
     std::string database() const { return m_database.empty() ? m_path + "/kinloomd.db" : m_database; }
+    /// \return whether other services may use the folder: their database is elsewhere.
+    bool isShared() const { return !m_database.empty(); }
     std::string media() const { return m_path + "/media"; }
     std::string thumbnails() const { return m_path + "/thumbnails"; }
     std::string people() const { return m_path + "/people"; }

@@ -84,11 +84,11 @@ void FileCarrier::sync()
 MissingFiles bringFiles(const FileList& files, const FolderMedia& from, const FolderMedia& to, FileCarrier& carrier)
 {
     MissingFiles missing;
-    for (const Id content : files.contents) {
-        const std::string target = to.originalPath(content);
+    for (const OriginalName& original : files.originals) {
+        const std::string target = to.originalPath(original);
         makePrivateFolder(folderOf(target));
-        if (!carrier.bring(from.originalPath(content), target))
-            missing.push_back("content " + std::to_string(content));
+        if (!carrier.bring(from.originalPath(original), target))
+            missing.push_back("content " + std::to_string(original.content));
     }
     for (const auto& [person, image] : files.pictures) {
         if (!carrier.bring(from.personImagePath(person, image), to.personImagePath(person, image)))

@@ -43,7 +43,7 @@ private:
 
 /// The files of one state of a service's database: what a backup and a restore bring.
 struct FileList {
-    std::vector<Id> contents;                          ///< in rising order
+    std::vector<OriginalName> originals;               ///< of contents, in rising order
     std::vector<std::pair<Id, std::int64_t>> pictures; ///< of people: person and number, in rising order
 };
 

@@ -2,10 +2,12 @@
 #include "media/FolderMedia.h"
 
 #include "core/Digest.h"
-#include "core/Text.h"
+#include "core/Log.h"
+#include "media/MediumNames.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <sys/stat.h>
 
 namespace kinloomd {
 
@@ -70,26 +72,20 @@ std::unique_ptr<StoredMedium> openMedium(const std::string& path)
 /// An original in a file that has its name only when it is kept.
 class FileDraft : public MediaDraft {
 public:
-    FileDraft(const FolderMedia& media, Id content) : m_media(media), m_content(content), m_file(media.temporary()) {}
+    FileDraft(const FolderMedia& media, const OriginalName& original)
+        : m_media(media), m_original(original), m_file(media.temporary())
+    {
+    }
 
     void write(std::string_view bytes) override { m_file.write(bytes); }
     int fd() const override { return m_file.fd(); }
-    void keep() override { m_media.keepOriginal(m_file, m_content); }
+    void keep() override { m_media.keepOriginal(m_file, m_original); }
 
 private:
     const FolderMedia& m_media;
-    Id m_content;
+    OriginalName m_original;
     TemporaryFile m_file;
 };
-
-/// Removes a file unless its content is known.
-std::function<void(Id, const std::string&)> remover(const std::function<bool(Id)>& isKnown)
-{
-    return [&isKnown](Id id, const std::string& path) {
-        if (id == 0 || !isKnown(id))
-            removeFile(path);
-    };
-}
 
 /// Of what was deleted just now.
 std::int64_t sizeAt(const std::string& path)
@@ -98,16 +94,21 @@ std::int64_t sizeAt(const std::string& path)
     return file ? sizeOf(file.get(), path) : 0;
 }
 
-/// Calls with the identifier at the start of each file name in the shards of a folder; 0 for other names.
-void forEachFile(const std::string& folder, const std::function<void(Id, const std::string&)>& visit)
+/// \return whether a file was written last before a time. One that has gone meanwhile was not.
+bool isFromBefore(const std::string& path, Millis time)
+{
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && Millis{info.st_mtim.tv_sec} * 1000 + info.st_mtim.tv_nsec / 1'000'000 < time;
+}
+
+/// Calls with the name and the path of each file in the shards of a folder.
+void forEachFile(const std::string& folder, const std::function<void(const std::string&, const std::string&)>& visit)
 {
     for (const fs::directory_entry& shard : fs::directory_iterator(folder)) {
         if (!shard.is_directory())
             continue;
-        for (const fs::directory_entry& file : fs::directory_iterator(shard.path())) {
-            const std::string name = file.path().filename().string();
-            visit(parseId(std::string_view(name).substr(0, name.find('-'))).value_or(0), file.path().string());
-        }
+        for (const fs::directory_entry& file : fs::directory_iterator(shard.path()))
+            visit(file.path().filename().string(), file.path().string());
     }
 }
 
@@ -127,7 +128,10 @@ std::string FolderMedia::madeShard(const std::string& folder, Id content) const
     return path;
 }
 
-std::string FolderMedia::originalPath(Id content) const { return shard(m_folder.media(), content) + "/" + std::to_string(content); }
+std::string FolderMedia::originalPath(const OriginalName& original) const
+{
+    return shard(m_folder.media(), original.content) + "/" + fileNameOf(original);
+}
 
 std::string FolderMedia::thumbnailPath(Id content, const ThumbnailSize& size) const
 {
@@ -139,9 +143,9 @@ std::string FolderMedia::personImagePath(Id person, std::int64_t image) const
     return m_folder.people() + "/" + std::to_string(person) + "-" + std::to_string(image);
 }
 
-std::unique_ptr<StoredMedium> FolderMedia::openOriginal(Id content, std::int64_t) const
+std::unique_ptr<StoredMedium> FolderMedia::openOriginal(const OriginalName& original, std::int64_t) const
 {
-    return openMedium(originalPath(content));
+    return openMedium(originalPath(original));
 }
 
 std::unique_ptr<StoredMedium> FolderMedia::openThumbnail(Id content, const ThumbnailSize& size) const
@@ -156,31 +160,42 @@ std::unique_ptr<StoredMedium> FolderMedia::openPersonImage(Id person, std::int64
     return openMedium(personImagePath(person, image));
 }
 
-bool FolderMedia::hasOriginal(Id content) const { return static_cast<bool>(originalFile(content)); }
+bool FolderMedia::hasOriginal(const OriginalName& original) const { return static_cast<bool>(originalFile(original)); }
 
 bool FolderMedia::hasPersonImage(Id person, std::int64_t image) const
 {
     return static_cast<bool>(openForReading(personImagePath(person, image)));
 }
 
-UniqueFd FolderMedia::originalFile(Id content) const { return openForReading(originalPath(content)); }
+UniqueFd FolderMedia::originalFile(const OriginalName& original) const { return openForReading(originalPath(original)); }
 
-std::unique_ptr<MediaDraft> FolderMedia::newOriginal(Id content) const { return std::make_unique<FileDraft>(*this, content); }
-
-void FolderMedia::keepOriginal(TemporaryFile& file, Id content) const
+/// The only service of a folder lets one upload at a time come for a content.
+OriginalName FolderMedia::newName(Id content) const
 {
-    file.moveTo(madeShard(m_folder.media(), content), std::to_string(content));
+    return m_folder.isShared() ? newOriginalName(content) : OriginalName{content};
 }
 
-bool FolderMedia::linkOriginal(Id from, Id to) const
+std::unique_ptr<MediaDraft> FolderMedia::newOriginal(const OriginalName& original) const
 {
-    madeShard(m_folder.media(), to);
+    return std::make_unique<FileDraft>(*this, original);
+}
+
+void FolderMedia::keepOriginal(TemporaryFile& file, const OriginalName& original) const
+{
+    file.moveTo(madeShard(m_folder.media(), original.content), fileNameOf(original));
+}
+
+bool FolderMedia::linkOriginal(const OriginalName& from, const OriginalName& to) const
+{
+    madeShard(m_folder.media(), to.content);
     if (::link(originalPath(from).c_str(), originalPath(to).c_str()) != 0)
         return false;
     // A thumbnail that cannot be linked is made when it is first asked for.
-    makePrivateFolder(shard(m_folder.thumbnails(), to));
-    for (const ThumbnailSize& size : THUMBNAIL_SIZES)
-        [[maybe_unused]] const int ignored = ::link(thumbnailPath(from, size).c_str(), thumbnailPath(to, size).c_str());
+    makePrivateFolder(shard(m_folder.thumbnails(), to.content));
+    for (const ThumbnailSize& size : THUMBNAIL_SIZES) {
+        [[maybe_unused]] const int ignored =
+            ::link(thumbnailPath(from.content, size).c_str(), thumbnailPath(to.content, size).c_str());
+    }
     return true;
 }
 
@@ -202,10 +217,12 @@ void FolderMedia::keepPersonImage(TemporaryFile& file, Id person, std::int64_t i
     file.moveTo(m_folder.people(), std::to_string(person) + "-" + std::to_string(image));
 }
 
-void FolderMedia::removeContent(Id content) const noexcept
+void FolderMedia::removeOriginal(const OriginalName& original) const noexcept { removeFile(originalPath(original)); }
+
+void FolderMedia::removeContent(const OriginalName& original) const noexcept
 {
-    removeFile(originalPath(content));
-    removeThumbnails(content);
+    removeOriginal(original);
+    removeThumbnails(original.content);
 }
 
 void FolderMedia::removeThumbnails(Id content) const noexcept
@@ -218,35 +235,71 @@ void FolderMedia::removePersonImage(Id person, std::int64_t image) const noexcep
 
 void FolderMedia::forEachOriginal(const std::function<void(const KeptMedium&)>& visit) const
 {
-    forEachFile(m_folder.media(), [&](Id id, const std::string& path) { visit({id, 0, sizeAt(path), path}); });
+    forEachFile(m_folder.media(), [&](const std::string& name, const std::string& path) {
+        const NumberedName numbers = parseNumberedName(name);
+        visit({numbers.id, numbers.number, sizeAt(path), path});
+    });
 }
 
 void FolderMedia::forEachPersonImage(const std::function<void(const KeptMedium&)>& visit) const
 {
     for (const fs::directory_entry& file : fs::directory_iterator(m_folder.people())) {
         const std::string path = file.path().string();
-        const std::string name = file.path().filename().string();
-        const auto dash = name.find('-');
-        const auto image = dash == std::string::npos ? std::nullopt : parseId(std::string_view(name).substr(dash + 1));
-        visit({parseId(std::string_view(name).substr(0, dash)).value_or(0), image.value_or(0), sizeAt(path), path});
+        const NumberedName numbers = parseNumberedName(file.path().filename().string());
+        visit({numbers.id, numbers.number, sizeAt(path), path});
     }
 }
+
+/// Calls with the path of each medium that is not known.
+void FolderMedia::forEachUnknown(const KnownMedia& known, const std::function<void(const std::string&)>& visit) const
+{
+    forEachFile(m_folder.media(), [&](const std::string& name, const std::string& path) {
+        const NumberedName numbers = parseNumberedName(name);
+        if (numbers.id == 0 || !known.isOriginal({numbers.id, numbers.number}))
+            visit(path);
+    });
+    forEachPersonImage([&](const KeptMedium& picture) {
+        if (!known.isPersonImage(picture.id, picture.number))
+            visit(picture.name);
+    });
+}
+
+void FolderMedia::forEachUnknownThumbnail(const KnownMedia& known, const std::function<void(const std::string&)>& visit) const
+{
+    forEachFile(m_folder.thumbnails(), [&](const std::string& name, const std::string& path) {
+        const Id content = contentOfThumbnail(name);
+        if (content == 0 || !known.isContent(content))
+            visit(path);
+    });
+}
+
+void FolderMedia::removeUnknown(const KnownMedia& known) const { forEachUnknown(known, removeFile); }
 
 void FolderMedia::sweep(const KnownMedia& known) const
 {
     for (const fs::directory_entry& file : fs::directory_iterator(m_folder.temporary()))
         removeFile(file.path().string());
     removeUnknown(known);
-    forEachFile(m_folder.thumbnails(), remover(known.isContent));
+    forEachUnknownThumbnail(known, removeFile);
 }
 
-void FolderMedia::removeUnknown(const KnownMedia& known) const
+void FolderMedia::collect(const KnownMedia& known, Millis before) const
 {
-    forEachFile(m_folder.media(), remover(known.isContent));
-    forEachPersonImage([&known](const KeptMedium& picture) {
-        if (!known.isPersonImage(picture.id, picture.image))
-            removeFile(picture.name);
-    });
+    if (!m_folder.isShared())
+        return;
+    std::size_t collected = 0;
+    const auto removeOld = [&](const std::string& path) {
+        if (isFromBefore(path, before)) {
+            removeFile(path);
+            ++collected;
+        }
+    };
+    for (const fs::directory_entry& file : fs::directory_iterator(m_folder.temporary()))
+        removeOld(file.path().string());
+    forEachUnknown(known, removeOld);
+    forEachUnknownThumbnail(known, removeOld);
+    if (collected != 0)
+        writeLog(Priority::NOTICE, "collected " + std::to_string(collected) + " files without a record");
 }
 
 } // namespace kinloomd

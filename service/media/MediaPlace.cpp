@@ -84,7 +84,7 @@ void remember(Database& database, const MediaPlace& place)
     database.change([&place](DatabaseConnection& connection) {
         const MediaPlace before = rememberedPlace(connection);
         const bool moved = before.media != place.media;
-        if (moved && !(keptContentIds(connection).empty() && keptPersonImages(connection).empty()))
+        if (moved && !(keptOriginals(connection).empty() && keptPersonImages(connection).empty()))
             throw std::runtime_error("the media of these records are in " + placeName(before) + ", and not in " + placeName(place) +
                                      (before.isBucket() ? ": name it with --media" : ": leave --media out"));
         for (const auto& each : REMEMBERED) {

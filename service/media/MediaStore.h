@@ -66,20 +66,21 @@ public:
 
 /// A medium among all those that are kept.
 struct KeptMedium {
-    Id id = 0;              ///< the content's or the person's; 0 for what has no business there
-    std::int64_t image = 0; ///< the number of a person's picture
-    std::int64_t size = 0;  ///< in bytes
-    std::string name;       ///< as a person knows it: a path or a key
+    Id id = 0;               ///< the content's or the person's; 0 for what has no business there
+    std::int64_t number = 0; ///< the attempt of an original, the number of a person's picture
+    std::int64_t size = 0;   ///< in bytes
+    std::string name;        ///< as a person knows it: a path or a key
 };
 
 /// Who is known: which media have records.
 struct KnownMedia {
-    std::function<bool(Id)> isContent;
+    std::function<bool(const OriginalName&)> isOriginal;
+    std::function<bool(Id)> isContent; ///< whatever its original is called: thumbnails are the content's
     std::function<bool(Id, std::int64_t)> isPersonImage;
 };
 
-/// The media of a service. Safe for several threads, as long as each content is changed by one at a time. Throws std::system_error
-/// of files, and objects::ObjectError of a store.
+/// The media of a service. Safe for several threads, and for several services where originals are named by newName. Throws
+/// std::system_error of files, and objects::ObjectError of a store.
 class MediaStore {
 public:
     MediaStore() = default;
@@ -91,30 +92,34 @@ public:
     virtual std::string temporary() const = 0;
 
     /// A medium; nothing when it is not there. \param size as its record tells it
-    virtual std::unique_ptr<StoredMedium> openOriginal(Id content, std::int64_t size) const = 0;
+    virtual std::unique_ptr<StoredMedium> openOriginal(const OriginalName& original, std::int64_t size) const = 0;
     virtual std::unique_ptr<StoredMedium> openThumbnail(Id content, const ThumbnailSize& size) const = 0;
     virtual std::unique_ptr<StoredMedium> openPersonImage(Id person, std::int64_t image) const = 0;
-    virtual bool hasOriginal(Id content) const = 0;
+    virtual bool hasOriginal(const OriginalName& original) const = 0;
     virtual bool hasPersonImage(Id person, std::int64_t image) const = 0;
     /// \return whether all thumbnails of a content are there and hold something.
     virtual bool hasThumbnails(Id content) const = 0;
     /// The original as a file of this computer; an empty descriptor when it is not there. It may have been fetched for that.
-    virtual UniqueFd originalFile(Id content) const = 0;
+    virtual UniqueFd originalFile(const OriginalName& original) const = 0;
 
+    /// What an original that is to come is called.
+    virtual OriginalName newName(Id content) const = 0;
     /// Begins an original, which comes piece by piece.
-    virtual std::unique_ptr<MediaDraft> newOriginal(Id content) const = 0;
+    virtual std::unique_ptr<MediaDraft> newOriginal(const OriginalName& original) const = 0;
     /// Puts a whole original in its place.
-    virtual void keepOriginal(TemporaryFile& file, Id content) const = 0;
+    virtual void keepOriginal(TemporaryFile& file, const OriginalName& original) const = 0;
     /// Gives a content the original of another one, which is there once in truth. \return false where that cannot be done.
-    virtual bool linkOriginal(Id from, Id to) const = 0;
+    virtual bool linkOriginal(const OriginalName& from, const OriginalName& to) const = 0;
     /// Puts a finished thumbnail in its place.
     virtual void keepThumbnail(TemporaryFile& file, Id content, const ThumbnailSize& size) const = 0;
     virtual void keepPersonImage(TemporaryFile& file, Id person, std::int64_t image) const = 0;
 
     // What cannot be removed now, is swept up or collected later.
     virtual void removeThumbnails(Id content) const noexcept = 0;
+    /// Removes one original. Others of the same content, and its thumbnails, stay.
+    virtual void removeOriginal(const OriginalName& original) const noexcept = 0;
     /// Removes the original and its thumbnails.
-    virtual void removeContent(Id content) const noexcept = 0;
+    virtual void removeContent(const OriginalName& original) const noexcept = 0;
     virtual void removePersonImage(Id person, std::int64_t image) const noexcept = 0;
 
     virtual void forEachOriginal(const std::function<void(const KeptMedium&)>& visit) const = 0;

@@ -3,7 +3,7 @@
 
 #include "core/Digest.h"
 #include "core/Log.h"
-#include "core/Text.h"
+#include "media/MediumNames.h"
 #include "media/ObjectDraft.h"
 
 #include <algorithm>
@@ -25,6 +25,9 @@ constexpr const char* ANY_TYPE = "application/octet-stream"; ///< what an origin
 constexpr const char* ORIGINALS = "media/";
 constexpr const char* THUMBNAILS = "thumbnails/";
 constexpr const char* PEOPLE = "people/";
+
+/// What stands behind the last slash of a key, which the name borrows.
+std::string_view nameIn(std::string_view key) { return key.substr(key.rfind('/') + 1); }
 
 std::string spread(Id content) { return toHex(std::string(1, static_cast<char>(content % SPREAD))) + "/"; }
 
@@ -105,7 +108,10 @@ ObjectMedia::ObjectMedia(std::unique_ptr<objects::ObjectStore> store, std::strin
 {
 }
 
-std::string ObjectMedia::originalKey(Id content) const { return m_prefix + ORIGINALS + spread(content) + std::to_string(content); }
+std::string ObjectMedia::originalKey(const OriginalName& original) const
+{
+    return m_prefix + ORIGINALS + spread(original.content) + fileNameOf(original);
+}
 
 std::string ObjectMedia::thumbnailKey(Id content, const ThumbnailSize& size) const
 {
@@ -131,9 +137,9 @@ std::unique_ptr<StoredMedium> ObjectMedia::open(const std::string& key) const
     }
 }
 
-std::unique_ptr<StoredMedium> ObjectMedia::openOriginal(Id content, std::int64_t size) const
+std::unique_ptr<StoredMedium> ObjectMedia::openOriginal(const OriginalName& original, std::int64_t size) const
 {
-    return std::make_unique<ObjectMedium>(*this, originalKey(content), size);
+    return std::make_unique<ObjectMedium>(*this, originalKey(original), size);
 }
 
 std::unique_ptr<StoredMedium> ObjectMedia::openThumbnail(Id content, const ThumbnailSize& size) const
@@ -146,7 +152,7 @@ std::unique_ptr<StoredMedium> ObjectMedia::openPersonImage(Id person, std::int64
     return open(personImageKey(person, image));
 }
 
-bool ObjectMedia::hasOriginal(Id content) const { return isThere(*m_store, originalKey(content)); }
+bool ObjectMedia::hasOriginal(const OriginalName& original) const { return isThere(*m_store, originalKey(original)); }
 
 bool ObjectMedia::hasPersonImage(Id person, std::int64_t image) const { return isThere(*m_store, personImageKey(person, image)); }
 
@@ -156,11 +162,11 @@ bool ObjectMedia::hasThumbnails(Id content) const
                        [&](const ThumbnailSize& size) { return isThere(*m_store, thumbnailKey(content, size)); });
 }
 
-UniqueFd ObjectMedia::originalFile(Id content) const
+UniqueFd ObjectMedia::originalFile(const OriginalName& original) const
 {
     std::unique_ptr<objects::ObjectReader> reader;
     try {
-        reader = m_store->get(originalKey(content));
+        reader = m_store->get(originalKey(original));
     } catch (const objects::ObjectNotFound&) {
         return {};
     }
@@ -171,14 +177,16 @@ UniqueFd ObjectMedia::originalFile(Id content) const
     return file;
 }
 
-std::unique_ptr<MediaDraft> ObjectMedia::newOriginal(Id content) const
+OriginalName ObjectMedia::newName(Id content) const { return newOriginalName(content); }
+
+std::unique_ptr<MediaDraft> ObjectMedia::newOriginal(const OriginalName& original) const
 {
-    return std::make_unique<ObjectDraft>(*m_store, originalKey(content), ANY_TYPE, m_temporary);
+    return std::make_unique<ObjectDraft>(*m_store, originalKey(original), ANY_TYPE, m_temporary);
 }
 
-void ObjectMedia::keepOriginal(TemporaryFile& file, Id content) const
+void ObjectMedia::keepOriginal(TemporaryFile& file, const OriginalName& original) const
 {
-    const auto draft = newOriginal(content);
+    const auto draft = newOriginal(original);
     const std::int64_t size = sizeOf(file.fd(), file.path());
     std::string block(BLOCK, '\0');
     for (std::int64_t done = 0; done < size;) {
@@ -224,24 +232,24 @@ std::vector<std::string> ObjectMedia::thumbnailKeys(Id content) const
 
 void ObjectMedia::removeThumbnails(Id content) const noexcept { remove(thumbnailKeys(content)); }
 
-void ObjectMedia::removeContent(Id content) const noexcept
+void ObjectMedia::removeOriginal(const OriginalName& original) const noexcept { remove({originalKey(original)}); }
+
+void ObjectMedia::removeContent(const OriginalName& original) const noexcept
 {
-    std::vector<std::string> keys = thumbnailKeys(content);
-    keys.insert(keys.begin(), originalKey(content));
+    std::vector<std::string> keys = thumbnailKeys(original.content);
+    keys.insert(keys.begin(), originalKey(original));
     remove(keys);
 }
 
 void ObjectMedia::removePersonImage(Id person, std::int64_t image) const noexcept { remove({personImageKey(person, image)}); }
 
-/// Goes through one of the three folders of keys.
+/// Goes through a folder of keys whose names are numbers.
 void ObjectMedia::forEachKept(const std::string& folder,
                               const std::function<void(const KeptMedium&, const objects::ObjectEntry&)>& visit) const
 {
     m_store->forEachObject(m_prefix + folder, [&](const objects::ObjectEntry& entry) {
-        const std::string name = entry.key.substr(entry.key.rfind('/') + 1);
-        const auto dash = name.find('-');
-        const auto image = dash == std::string::npos ? std::nullopt : parseId(std::string_view(name).substr(dash + 1));
-        visit({parseId(std::string_view(name).substr(0, dash)).value_or(0), image.value_or(0), entry.size, entry.key}, entry);
+        const NumberedName numbers = parseNumberedName(nameIn(entry.key));
+        visit({numbers.id, numbers.number, entry.size, entry.key}, entry);
     });
 }
 
@@ -267,15 +275,19 @@ void ObjectMedia::collect(const KnownMedia& known, Millis before) const
     const auto isOld = [before](std::time_t time) { return time != 0 && Millis{time} * SECOND < before; };
     // Found first and removed then: a list must not change while it is read.
     std::vector<std::string> unknown;
-    for (const char* const folder : {ORIGINALS, THUMBNAILS}) {
-        forEachKept(folder, [&](const KeptMedium& medium, const objects::ObjectEntry& entry) {
-            if (isOld(entry.modified) && (medium.id == 0 || !known.isContent(medium.id)))
-                unknown.push_back(entry.key);
-        });
-    }
-    forEachKept(PEOPLE, [&](const KeptMedium& medium, const objects::ObjectEntry& entry) {
-        if (isOld(entry.modified) && !known.isPersonImage(medium.id, medium.image))
+    const auto note = [&](const objects::ObjectEntry& entry, bool isKnown) {
+        if (!isKnown && isOld(entry.modified))
             unknown.push_back(entry.key);
+    };
+    forEachKept(ORIGINALS, [&](const KeptMedium& medium, const objects::ObjectEntry& entry) {
+        note(entry, medium.id != 0 && known.isOriginal({medium.id, medium.number}));
+    });
+    m_store->forEachObject(m_prefix + THUMBNAILS, [&](const objects::ObjectEntry& entry) {
+        const Id content = contentOfThumbnail(nameIn(entry.key));
+        note(entry, content != 0 && known.isContent(content));
+    });
+    forEachKept(PEOPLE, [&](const KeptMedium& medium, const objects::ObjectEntry& entry) {
+        note(entry, known.isPersonImage(medium.id, medium.number));
     });
     std::vector<objects::UnfinishedUpload> unfinished;
     m_store->forEachUpload(m_prefix + ORIGINALS, [&](const objects::UnfinishedUpload& upload) {

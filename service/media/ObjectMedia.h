@@ -13,7 +13,7 @@ namespace kinloomd {
 
 /// The media of a service under a prefix of a bucket:
 ///
-///     PREFIXmedia/3f/NNN             the original of content NNN
+///     PREFIXmedia/3f/NNN-ATTEMPT     the original of content NNN, as an upload has brought it; NNN for one of before
 ///     PREFIXthumbnails/3f/NNN-SIZE   its thumbnails
 ///     PREFIXpeople/NNN-IMAGE         pictures of people
 ///
@@ -26,7 +26,7 @@ public:
     ObjectMedia(std::unique_ptr<objects::ObjectStore> store, std::string prefix, objects::Endpoint publicEndpoint,
                 std::string temporary);
 
-    std::string originalKey(Id content) const;
+    std::string originalKey(const OriginalName& original) const;
     std::string thumbnailKey(Id content, const ThumbnailSize& size) const;
     std::string personImageKey(Id person, std::int64_t image) const;
     objects::ObjectStore& store() const { return *m_store; }
@@ -34,21 +34,23 @@ public:
     std::string addressOf(const std::string& key, std::chrono::seconds life, const char* mimeType) const;
 
     std::string temporary() const override { return m_temporary; }
-    std::unique_ptr<StoredMedium> openOriginal(Id content, std::int64_t size) const override;
+    std::unique_ptr<StoredMedium> openOriginal(const OriginalName& original, std::int64_t size) const override;
     std::unique_ptr<StoredMedium> openThumbnail(Id content, const ThumbnailSize& size) const override;
     std::unique_ptr<StoredMedium> openPersonImage(Id person, std::int64_t image) const override;
-    bool hasOriginal(Id content) const override;
+    bool hasOriginal(const OriginalName& original) const override;
     bool hasPersonImage(Id person, std::int64_t image) const override;
     bool hasThumbnails(Id content) const override;
-    UniqueFd originalFile(Id content) const override;
-    std::unique_ptr<MediaDraft> newOriginal(Id content) const override;
-    void keepOriginal(TemporaryFile& file, Id content) const override;
+    UniqueFd originalFile(const OriginalName& original) const override;
+    OriginalName newName(Id content) const override;
+    std::unique_ptr<MediaDraft> newOriginal(const OriginalName& original) const override;
+    void keepOriginal(TemporaryFile& file, const OriginalName& original) const override;
     /// Each content has an object of its own: what one of them is deleted with, never is another's.
-    bool linkOriginal(Id, Id) const override { return false; }
+    bool linkOriginal(const OriginalName&, const OriginalName&) const override { return false; }
     void keepThumbnail(TemporaryFile& file, Id content, const ThumbnailSize& size) const override;
     void keepPersonImage(TemporaryFile& file, Id person, std::int64_t image) const override;
     void removeThumbnails(Id content) const noexcept override;
-    void removeContent(Id content) const noexcept override;
+    void removeOriginal(const OriginalName& original) const noexcept override;
+    void removeContent(const OriginalName& original) const noexcept override;
     void removePersonImage(Id person, std::int64_t image) const noexcept override;
     void forEachOriginal(const std::function<void(const KeptMedium&)>& visit) const override;
     void forEachPersonImage(const std::function<void(const KeptMedium&)>& visit) const override;

@@ -50,7 +50,7 @@ void Thumbnailer::start()
         pending = listPendingContents(connection);
     }
     for (const PendingContent& content : pending)
-        add(content.id, content.creator);
+        add(content.original, content.creator);
     for (unsigned i = 0; i < PROCESSES; ++i)
         m_threads.emplace_back([this, patient = i == 0] { work(patient); });
 }
@@ -64,11 +64,11 @@ void Thumbnailer::stop()
         ::eventfd_write(bell, 1);
 }
 
-void Thumbnailer::add(Id content, Id creator)
+void Thumbnailer::add(const OriginalName& original, Id creator)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_known.insert(content).second)
-        enqueue({content, creator, 0, false}, false);
+    if (m_known.insert(original.content).second)
+        enqueue({original, creator, 0, false}, false);
 }
 
 std::size_t Thumbnailer::waiting()
@@ -140,17 +140,17 @@ void Thumbnailer::work(bool patient)
             put(job, make(job, process));
         } catch (const std::exception& error) {
             // A disk that is full, a database that stays locked: the content waits until it is asked for, or for the next start.
-            complain(job.content, error.what());
-            end(job.content);
+            complain(job.original.content, error.what());
+            end(job.original.content);
         }
     }
 }
 
 pictures::PictureOutcome Thumbnailer::make(const Job& job, pictures::PictureProcess& process)
 {
-    if (m_media.hasThumbnails(job.content))
+    if (m_media.hasThumbnails(job.original.content))
         return pictures::PictureOutcome::DONE;
-    const UniqueFd original = m_media.originalFile(job.content);
+    const UniqueFd original = m_media.originalFile(job.original);
     // Deleted meanwhile: there is nothing to be said about it.
     if (!original)
         return pictures::PictureOutcome::FAILED;
@@ -163,9 +163,9 @@ pictures::PictureOutcome Thumbnailer::make(const Job& job, pictures::PictureProc
         process.run(thumbnailTask(), {original.get(), job.creator}, files.descriptors(),
                     {m_pixels, job.patient ? pictures::PictureProcess::PATIENCE : MOMENT, stopping});
     if (outcome == pictures::PictureOutcome::DONE)
-        files.keep(job.content);
+        files.keep(job.original.content);
     else if (outcome == pictures::PictureOutcome::FAILED)
-        complain(job.content, sentenceOf(outcome));
+        complain(job.original.content, sentenceOf(outcome));
     return outcome;
 }
 
@@ -174,11 +174,11 @@ void Thumbnailer::put(Job job, pictures::PictureOutcome outcome)
 {
     switch (outcome) {
     case pictures::PictureOutcome::DONE:
-        done(job.content);
+        done(job.original.content);
         return;
     case pictures::PictureOutcome::GIVEN_UP:
     case pictures::PictureOutcome::FAILED:
-        end(job.content);
+        end(job.original.content);
         return;
     case pictures::PictureOutcome::DIED:
         if (++job.deaths < MOST_DEATHS) {
@@ -198,8 +198,8 @@ void Thumbnailer::put(Job job, pictures::PictureOutcome outcome)
     case pictures::PictureOutcome::UNDECODABLE:
         break;
     }
-    note(job.content, Thumbnails::NONE);
-    end(job.content);
+    note(job.original.content, Thumbnails::NONE);
+    end(job.original.content);
 }
 
 void Thumbnailer::done(Id content)
@@ -252,22 +252,22 @@ void Thumbnailer::end(Id content)
     std::for_each(begin, last, [](const auto& entry) { ::eventfd_write(entry.second, 1); });
 }
 
-Thumbnailer::Watch::Watch(Thumbnailer& thumbnailer, Id content, Id creator)
-    : m_thumbnailer(thumbnailer), m_content(content), m_bell(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+Thumbnailer::Watch::Watch(Thumbnailer& thumbnailer, const OriginalName& original, Id creator)
+    : m_thumbnailer(thumbnailer), m_content(original.content), m_bell(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (!m_bell)
         throwSystemError("wait for", "a thumbnail");
     const std::lock_guard<std::mutex> lock(thumbnailer.m_mutex);
-    thumbnailer.m_bells.emplace(content, m_bell.get());
+    thumbnailer.m_bells.emplace(m_content, m_bell.get());
     if (thumbnailer.m_stopping) {
         ::eventfd_write(m_bell.get(), 1);
-    } else if (thumbnailer.m_known.insert(content).second) {
-        thumbnailer.enqueue({content, creator, 0, false}, true);
+    } else if (thumbnailer.m_known.insert(m_content).second) {
+        thumbnailer.enqueue({original, creator, 0, false}, true);
     } else {
         auto& jobs = thumbnailer.m_jobs;
         if (const auto mine = jobs.find(creator); mine != jobs.end()) {
             const auto job =
-                std::find_if(mine->second.begin(), mine->second.end(), [&](const Job& j) { return j.content == content; });
+                std::find_if(mine->second.begin(), mine->second.end(), [&](const Job& j) { return j.original == original; });
             if (job != mine->second.end())
                 std::rotate(mine->second.begin(), job, job + 1);
         }

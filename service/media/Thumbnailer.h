@@ -39,7 +39,7 @@ public:
 
     /// The record of a content is there and says that thumbnails are still to be made, or they are lost.
     /// \param creator whose turn it takes
-    void add(Id content, Id creator);
+    void add(const OriginalName& original, Id creator);
 
     /// How many contents wait for their turn.
     std::size_t waiting();
@@ -48,7 +48,7 @@ public:
     class Watch {
     public:
         /// Has them made, if they are not waiting for that already, before others of the same person.
-        Watch(Thumbnailer& thumbnailer, Id content, Id creator);
+        Watch(Thumbnailer& thumbnailer, const OriginalName& original, Id creator);
         Watch(const Watch&) = delete;
         Watch& operator=(const Watch&) = delete;
         ~Watch();
@@ -67,7 +67,7 @@ private:
     static constexpr unsigned PROCESSES = 2;
 
     struct Job {
-        Id content = 0;
+        OriginalName original;
         Id creator = 0;
         unsigned deaths = 0;
         bool patient = false;

@@ -20,8 +20,14 @@ SlotUse::SlotUse(Service& service, Id slot) : m_service(service), m_slot(slot)
 SlotUse::~SlotUse() { m_service.endUpload(m_slot); }
 
 Intake::Intake(Service& service, const Caller& caller, const Slot& slot, Twins twins)
-    : m_service(service), m_caller(caller), m_slot(slot), m_twins(std::move(twins)), m_draft(service.media().newOriginal(slot.id))
+    : m_service(service),
+      m_caller(caller),
+      m_slot(slot),
+      m_twins(std::move(twins)),
+      m_original(service.media().newName(slot.id)),
+      m_draft(service.media().newOriginal(m_original))
 {
+    m_uploaded.attempt = m_original.attempt;
 }
 
 void Intake::take(std::string_view bytes)
@@ -95,9 +101,9 @@ Content Intake::keep()
 {
     Content content = keepFileAndRecord();
     if (content.id == m_slot.id)
-        m_service.thumbnailer().add(content.id, m_caller.person.id);
+        m_service.thumbnailer().add(m_original, m_caller.person.id);
     else
-        m_service.media().removeContent(m_slot.id);
+        m_service.media().removeOriginal(m_original);
     return content;
 }
 
@@ -111,10 +117,10 @@ Content Intake::keepFileAndRecord()
         // The record may exist even though its commit failed. Then the file stays: a file without record is swept up later, a
         // record without file could not be mended.
         if (!error.mayBeDone())
-            m_service.media().removeContent(m_slot.id);
+            m_service.media().removeOriginal(m_original);
         throw;
     } catch (...) {
-        m_service.media().removeContent(m_slot.id);
+        m_service.media().removeOriginal(m_original);
         throw;
     }
 }
@@ -129,6 +135,9 @@ Content Intake::record(DatabaseConnection& connection) const
     const auto slot = findSlot(connection, m_slot.id, m_caller.person.id);
     if (!slot)
         throw ServiceError(Failure::NOT_FOUND);
+    // Another service has taken an upload for it.
+    if (slot->filled)
+        throw ServiceError(Failure::CONFLICT, SENT_ALREADY);
     // Other uploads may have come first.
     requireRoom(m_service.options().limits, slot->usedBytes, m_uploaded.size);
     if (!commitUpload(connection, m_slot, m_uploaded))

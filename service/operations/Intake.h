@@ -16,6 +16,9 @@ namespace kinloomd {
 
 class Service;
 
+/// What who sends to a slot is told that has its file.
+inline constexpr const char* SENT_ALREADY = "The content has been sent already.";
+
 /// Marks a slot as being sent to, as long as it lives.
 class SlotUse {
 public:
@@ -73,6 +76,7 @@ private:
     Slot m_slot;
     Twins m_twins;
     std::optional<std::int64_t> m_largestTwin;
+    OriginalName m_original;
     std::unique_ptr<MediaDraft> m_draft;
     Sha256 m_digest;
     UploadedFile m_uploaded;

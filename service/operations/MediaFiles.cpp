@@ -112,11 +112,11 @@ constexpr std::chrono::seconds THUMBNAIL_PATIENCE{8};
 constexpr unsigned THUMBNAIL_RETRY_SECONDS = 5;
 
 /// Waits until the thumbnails of a content are made, or can no longer be expected; until its patience or the client's is at an end.
-void awaitThumbnails(Service& service, const Request& request, Id id, const MediaInfo& info)
+void awaitThumbnails(Service& service, const Request& request, const MediaInfo& info)
 {
-    if (info.thumbnails == Thumbnails::NONE || !service.media().hasOriginal(id))
+    if (info.thumbnails == Thumbnails::NONE || !service.media().hasOriginal(info.original))
         throw ServiceError(Failure::NOT_FOUND);
-    const Thumbnailer::Watch watch(service.thumbnailer(), id, info.creator);
+    const Thumbnailer::Watch watch(service.thumbnailer(), info.original, info.creator);
     request.connection->hold();
     request.connection->wait(watch.fd(), THUMBNAIL_PATIENCE);
 }
@@ -126,7 +126,7 @@ void awaitThumbnails(Service& service, const Request& request, Id id, const Medi
 Reply originalReply(Service& service, const Request& request, Id content, const RequireMedia& require, Delivery delivery)
 {
     const MediaInfo info = require();
-    auto medium = service.media().openOriginal(content, info.size);
+    auto medium = service.media().openOriginal(info.original, info.size);
     if (!medium)
         throw ServiceError(Failure::NOT_FOUND);
     const std::string tag = "\"c" + std::to_string(content) + "-" + std::to_string(info.size) + "\"";
@@ -139,7 +139,7 @@ Reply thumbnailReply(Service& service, const Request& request, Id content, const
     const MediaInfo info = require();
     auto medium = service.media().openThumbnail(content, size);
     if (!medium) {
-        awaitThumbnails(service, request, content, info);
+        awaitThumbnails(service, request, info);
         medium = service.media().openThumbnail(content, size);
     }
     if (!medium) {

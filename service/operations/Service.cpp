@@ -133,10 +133,11 @@ void Service::sweep()
     const FolderLock alone(m_folder.mediaLock(), FolderLock::EXCLUSIVE);
     const auto live = m_database.change([this](DatabaseConnection& connection) {
         expireSlots(connection, now() - m_options.limits.slotTime.count());
-        return keptContentIds(connection);
+        return keptOriginals(connection);
     });
     const auto connection = m_database.read();
-    m_media->sweep({[&live](Id id) { return std::binary_search(live.begin(), live.end(), id); },
+    m_media->sweep({[&live](const OriginalName& original) { return std::binary_search(live.begin(), live.end(), original); },
+                    [&live](Id content) { return haveContent(live, content); },
                     [&connection](Id id, std::int64_t image) { return image != 0 && personImage(connection, id) == image; }});
 }
 

@@ -17,8 +17,8 @@ bool purgeEntry(Database& database, const MediaStore& media, const TrashEntry& e
     while (!isStopped()) {
         const Purged purged = database.change([&entry](DatabaseConnection& connection) { return purgeSome(connection, entry); });
         // What a program that ends here leaves, is swept up at the next start.
-        for (const Id content : purged.contents)
-            media.removeContent(content);
+        for (const OriginalName& original : purged.contents)
+            media.removeContent(original);
         if (purged.image != 0)
             media.removePersonImage(entry.thing, purged.image);
         if (purged.whole)

@@ -16,7 +16,6 @@ namespace kinloomd {
 namespace {
 
 constexpr std::string_view FILE_PART = "filename";
-constexpr const char* SENT_ALREADY = "The content has been sent already.";
 
 std::optional<std::int64_t> announcedSize(const Parameters& form)
 {

@@ -6,6 +6,8 @@
 #include "store/Parts.h"
 #include "store/People.h"
 
+#include <algorithm>
+
 namespace kinloomd {
 
 namespace {
@@ -42,7 +44,7 @@ Id fillSlot(DatabaseConnection& connection, Id slot, const UploadedFile& file, M
 {
     Query query(connection, Sql::CONTENT_COMMIT);
     query.bind(slot, file.fileName, static_cast<int>(file.format), file.size, file.width, file.height,
-               file.taken.value_or(uploaded), uploaded, static_cast<int>(file.thumbnails), file.digest, file.device);
+               file.taken.value_or(uploaded), uploaded, static_cast<int>(file.thumbnails), file.digest, file.device, file.attempt);
     return query.step() ? query.integer(0) : 0;
 }
 
@@ -101,8 +103,8 @@ std::optional<MediaInfo> findMedia(DatabaseConnection& connection, Id id)
     query.bind(id);
     if (!query.step())
         return std::nullopt;
-    return MediaInfo{static_cast<Format>(query.integer(0)), query.integer(1), query.integer(2), query.integer(3),
-                     static_cast<Thumbnails>(query.integer(4))};
+    return MediaInfo{{id, query.integer(5)}, static_cast<Format>(query.integer(0)),    query.integer(1), query.integer(2),
+                     query.integer(3),       static_cast<Thumbnails>(query.integer(4))};
 }
 
 Standing standingAtContent(DatabaseConnection& connection, Id content, Id person)
@@ -182,7 +184,7 @@ std::vector<NamedFile> filesBetween(DatabaseConnection& connection, Id group, Mi
     Query query(connection, Sql::CONTENT_FILES_BETWEEN);
     query.bind(group, from, before);
     while (query.step())
-        files.push_back({query.integer(0), query.text(1), query.integer(2), query.integer(3)});
+        files.push_back({{query.integer(0), query.integer(1)}, query.text(2), query.integer(3), query.integer(4)});
     return files;
 }
 
@@ -207,7 +209,7 @@ std::vector<PendingContent> listPendingContents(DatabaseConnection& connection)
     std::vector<PendingContent> contents;
     Query query(connection, Sql::CONTENTS_PENDING);
     while (query.step())
-        contents.push_back({query.integer(0), query.integer(1)});
+        contents.push_back({{query.integer(0), query.integer(1)}, query.integer(2)});
     return contents;
 }
 
@@ -222,16 +224,22 @@ std::optional<StoredFile> findFile(DatabaseConnection& connection, Id id)
     query.bind(id);
     if (!query.step())
         return std::nullopt;
-    return StoredFile{static_cast<Format>(query.integer(0)), query.integer(1)};
+    return StoredFile{{id, query.integer(2)}, static_cast<Format>(query.integer(0)), query.integer(1)};
 }
 
-std::vector<Id> keptContentIds(DatabaseConnection& connection)
+std::vector<OriginalName> keptOriginals(DatabaseConnection& connection)
 {
-    std::vector<Id> ids;
-    Query query(connection, Sql::CONTENT_KEPT_IDS);
+    std::vector<OriginalName> originals;
+    Query query(connection, Sql::CONTENT_ORIGINALS);
     while (query.step())
-        ids.push_back(query.integer(0));
-    return ids;
+        originals.push_back({query.integer(0), query.integer(1)});
+    return originals;
+}
+
+bool haveContent(const std::vector<OriginalName>& originals, Id content)
+{
+    const auto found = std::lower_bound(originals.begin(), originals.end(), OriginalName{content, 0});
+    return found != originals.end() && found->content == content;
 }
 
 bool readEvents(DatabaseConnection& connection, EventPage& page, const Taker<Event>& take)

@@ -31,6 +31,7 @@ struct UploadedFile {
     Thumbnails thumbnails = Thumbnails::PENDING;
     std::string digest = {};       ///< SHA-256 of its bytes, in hexadecimal digits; empty when the upload need not be known again
     std::optional<Id> device = {}; ///< that sent it
+    std::int64_t attempt = 0;      ///< under which its original is kept
 };
 
 enum class FeedBase : int { CREATED_TIME = 0, UPLOAD_TIME = 1, CONTENT_ID = 2 };
@@ -72,6 +73,7 @@ Sql feedStatement(FeedBase base, FeedDirection direction, ContentType type);
 std::optional<Content> findContent(DatabaseConnection& connection, Id id);
 /// What a media address needs to know of a content.
 struct MediaInfo {
+    OriginalName original;
     Format format = Format::NONE;
     std::int64_t size = 0;
     std::int64_t mediaEpoch = 0;
@@ -99,7 +101,7 @@ std::optional<Marker> contentAt(DatabaseConnection& connection, Id group, std::i
 std::int64_t indexOf(DatabaseConnection& connection, Id group, const Marker& content);
 /// The file of a content, for those who fetch many.
 struct NamedFile {
-    Id content = 0;
+    OriginalName original;
     std::string name;
     std::int64_t size = 0;
     Millis created = 0;
@@ -116,7 +118,7 @@ void noteAnswered(DatabaseConnection& connection, Id slot, const std::string& di
 void removeAnsweredSlots(DatabaseConnection& connection, Id person);
 /// A content that waits for its thumbnails, and whose it is.
 struct PendingContent {
-    Id id = 0;
+    OriginalName original;
     Id creator = 0;
 };
 std::vector<PendingContent> listPendingContents(DatabaseConnection& connection);
@@ -124,12 +126,15 @@ std::vector<PendingContent> listPendingContents(DatabaseConnection& connection);
 bool setThumbnails(DatabaseConnection& connection, Id content, Thumbnails thumbnails);
 /// The file of a content, also of one in the trash.
 struct StoredFile {
+    OriginalName original;
     Format format = Format::NONE;
     std::int64_t size = 0;
 };
 std::optional<StoredFile> findFile(DatabaseConnection& connection, Id id);
-/// The identifiers of all contents that have a file, those in the trash too, in rising order.
-std::vector<Id> keptContentIds(DatabaseConnection& connection);
+/// The originals of all contents, those in the trash too, in rising order: one of each.
+std::vector<OriginalName> keptOriginals(DatabaseConnection& connection);
+/// \return whether one of these, which are in rising order, is that content's.
+bool haveContent(const std::vector<OriginalName>& originals, Id content);
 
 /// The events of a content behind one of them; 0 is before all.
 struct EventPage {

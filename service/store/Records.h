@@ -43,6 +43,22 @@ enum class Thumbnails : int {
     NONE = 2,    ///< none can be made: the file turned out to be undecodable
 };
 
+/// What an original is kept as. Several services may take uploads for one content at the same time. Each upload is an attempt with
+/// a number of its own, so that none touches the bytes of another, and the record tells which of them has filled the content.
+struct OriginalName {
+    Id content = 0;
+    std::int64_t attempt = 0; ///< 0 where only one service takes uploads
+
+    friend bool operator==(const OriginalName& a, const OriginalName& b)
+    {
+        return a.content == b.content && a.attempt == b.attempt;
+    }
+    friend bool operator<(const OriginalName& a, const OriginalName& b)
+    {
+        return a.content != b.content ? a.content < b.content : a.attempt < b.attempt;
+    }
+};
+
 /// What a person is to a thing, from little to much.
 enum class Role : int {
     STRANGER, ///< not in its group

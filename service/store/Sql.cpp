@@ -212,16 +212,19 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::CONTENT_COMMIT, false,
      "UPDATE content SET state = " STATE_STORED
      ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8, thumbnails = ?9, "
-     "digest = ?10, device_id = ?11 WHERE id = ?1 AND state = " STATE_RESERVED " RETURNING creator_id"},
+     "digest = ?10, device_id = ?11, attempt = ?12 WHERE id = ?1 AND state = " STATE_RESERVED " RETURNING creator_id"},
     {Sql::CONTENT_COUNTED, false,
      "UPDATE family SET " GROUP_COUNTS("?2", "?4") ", comment_count = comment_count + ?4 * ?3 WHERE id = ?1"},
     {Sql::CONTENT_BY_ID, false,
      "SELECT " CONTENT_COLUMNS ", p.phone, p.created, f.media_epoch FROM content c CROSS JOIN person p ON p.id = c.creator_id "
      "CROSS JOIN family f ON f.id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED " AND f.trashed = 0"},
     {Sql::CONTENT_MEDIA, false,
-     "SELECT c.format, c.size, f.media_epoch, c.creator_id, c.thumbnails FROM content c CROSS JOIN family f ON f.id = c.group_id "
+     "SELECT c.format, c.size, f.media_epoch, c.creator_id, c.thumbnails, c.attempt FROM content c CROSS JOIN family f ON f.id = "
+     "c.group_id "
      "WHERE c.id = ?1 AND c.state = " STATE_STORED " AND f.trashed = 0"},
-    {Sql::CONTENT_FILE, false, "SELECT format, size FROM content WHERE id = ?1 AND state IN (" STATE_STORED ", " STATE_TRASHED ")"},
+    {Sql::CONTENT_FILE, false,
+     "SELECT format, size, attempt FROM content WHERE id = ?1 AND state IN (" STATE_STORED ", " STATE_TRASHED ")"},
+    {Sql::CONTENT_ATTEMPT, false, "SELECT attempt FROM content WHERE id = ?1"},
     {Sql::CONTENT_ROLE, false,
      "SELECT c.group_id, " IS("f.master_id", "?2") ", " IS(
          "c.creator_id",
@@ -229,7 +232,8 @@ constexpr SqlEntry STATEMENTS[] = {
                "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
     {Sql::CONTENT_MARKER, false,
      "SELECT created, uploaded FROM content WHERE id = ?1 AND group_id = ?2 AND state <> " STATE_RESERVED},
-    {Sql::CONTENT_KEPT_IDS, true, "SELECT id FROM content WHERE state IN (" STATE_STORED ", " STATE_TRASHED ") ORDER BY id"},
+    {Sql::CONTENT_ORIGINALS, true,
+     "SELECT id, attempt FROM content WHERE state IN (" STATE_STORED ", " STATE_TRASHED ") ORDER BY id"},
     {Sql::CONTENT_SENT_BEFORE, false,
      "SELECT id FROM content WHERE device_id = ?1 AND group_id = ?2 AND digest = ?3 AND state = " STATE_STORED
      " AND uploaded >= ?4 ORDER BY uploaded DESC LIMIT 1"},
@@ -245,7 +249,7 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::CONTENT_INDEX, false,
      "SELECT count(*) FROM content WHERE group_id = ?1 AND state = " STATE_STORED " AND (created, id) > (?2, ?3)"},
     {Sql::CONTENT_FILES_BETWEEN, false,
-     "SELECT id, file_name, size, created FROM content WHERE group_id = ?1 AND state = " STATE_STORED
+     "SELECT id, attempt, file_name, size, created FROM content WHERE group_id = ?1 AND state = " STATE_STORED
      " AND created >= ?2 AND created < ?3 ORDER BY created, id"},
     {Sql::CONTENT_LARGEST_SENT_BEFORE, false,
      "SELECT max(size) FROM content WHERE group_id = ?2 AND state = " STATE_STORED " AND uploaded >= ?3 AND device_id = ?1"},
@@ -254,7 +258,7 @@ constexpr SqlEntry STATEMENTS[] = {
      "DELETE FROM content WHERE creator_id = ?1 AND state = " STATE_RESERVED " AND digest IS NOT NULL"},
     {Sql::CONTENT_SET_THUMBNAILS, false, "UPDATE content SET thumbnails = ?2 WHERE id = ?1 AND state <> " STATE_DELETED},
     {Sql::CONTENTS_PENDING, true,
-     "SELECT id, creator_id FROM content WHERE thumbnails = 0 AND state = " STATE_STORED " ORDER BY id"},
+     "SELECT id, attempt, creator_id FROM content WHERE thumbnails = 0 AND state = " STATE_STORED " ORDER BY id"},
 
     {Sql::FEED_BY_CREATION_BEFORE, false, FEED_PAGE("", "created", "<", "DESC")},
     {Sql::FEED_BY_CREATION_BEFORE_OF_TYPE, false, FEED_PAGE(OF_TYPE, "created", "<", "DESC")},
@@ -415,11 +419,11 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::GROUP_DELETE, false, "DELETE FROM family WHERE id = ?1"},
     {Sql::CONTENT_DELETE, false,
      "DELETE FROM content WHERE id = ?1 "
-     "RETURNING creator_id, CASE WHEN state IN (" STATE_RESERVED ", " STATE_DELETED ") THEN 0 ELSE size END"},
+     "RETURNING creator_id, CASE WHEN state IN (" STATE_RESERVED ", " STATE_DELETED ") THEN 0 ELSE size END, attempt"},
     {Sql::CONTENT_FORGET, false,
      "UPDATE content SET state = " STATE_DELETED
      ", description = '', file_name = '', comment_count = 0 WHERE id = ?1 AND state = " STATE_TRASHED
-     " RETURNING creator_id, size"},
+     " RETURNING creator_id, size, attempt"},
     {Sql::COMMENT_DELETE, false, "DELETE FROM comment WHERE id = ?1"},
     {Sql::COMMENTS_DELETE_OF_CONTENT, false,
      "DELETE FROM comment WHERE id IN (SELECT id FROM comment WHERE content_id = ?1 LIMIT ?2)"},

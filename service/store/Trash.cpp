@@ -204,25 +204,37 @@ bool purgeComments(DatabaseConnection& connection, Id content, int& most)
     return most > 0;
 }
 
-/// Runs a statement that takes the file from a content. \return whose room it gives back, and how much.
-std::pair<Id, std::int64_t> takeFile(DatabaseConnection& connection, Sql sql, Id content)
+/// A file that a content has no more.
+struct TakenFile {
+    OriginalName original;
+    Id person = 0;          ///< whose room it gives back
+    std::int64_t bytes = 0; ///< and how much
+};
+
+/// Runs a statement that takes the file from a content. \return nothing where there is none.
+std::optional<TakenFile> takeFile(DatabaseConnection& connection, Sql sql, Id content)
 {
     Query query(connection, sql);
     if (!query.bind(content).step())
-        return {0, 0};
-    return {query.integer(0), query.integer(1)};
+        return std::nullopt;
+    return TakenFile{{content, query.integer(2)}, query.integer(0), query.integer(1)};
 }
 
-/// Deletes contents that have no comments any more.
-void deleteContents(DatabaseConnection& connection, const std::vector<Id>& contents)
+/// Deletes contents that have no comments any more. \return their originals.
+std::vector<OriginalName> deleteContents(DatabaseConnection& connection, const std::vector<Id>& contents)
 {
+    std::vector<OriginalName> originals;
+    originals.reserve(contents.size());
     std::map<Id, std::int64_t> room;
     for (const Id content : contents) {
-        const auto [person, bytes] = takeFile(connection, Sql::CONTENT_DELETE, content);
-        room[person] += bytes;
+        if (const auto file = takeFile(connection, Sql::CONTENT_DELETE, content)) {
+            room[file->person] += file->bytes;
+            originals.push_back(file->original);
+        }
     }
     for (const auto& [person, bytes] : room)
         countBytes(connection, person, -bytes);
+    return originals;
 }
 
 void purgeGroup(DatabaseConnection& connection, const TrashEntry& entry, Purged& purged)
@@ -236,10 +248,11 @@ void purgeGroup(DatabaseConnection& connection, const TrashEntry& entry, Purged&
             some.push_back(query.integer(0));
     }
     int comments = COMMENTS_AT_ONCE;
-    std::copy_if(some.begin(), some.end(), std::back_inserter(purged.contents),
+    std::vector<Id> emptied;
+    std::copy_if(some.begin(), some.end(), std::back_inserter(emptied),
                  [&](Id content) { return comments > 0 && purgeComments(connection, content, comments); });
-    deleteContents(connection, purged.contents);
-    purged.whole = purged.contents.size() == some.size() && some.size() < CONTENTS_AT_ONCE;
+    purged.contents = deleteContents(connection, emptied);
+    purged.whole = emptied.size() == some.size() && some.size() < CONTENTS_AT_ONCE;
     if (purged.whole)
         Query(connection, Sql::GROUP_DELETE).bind(entry.thing).run();
 }
@@ -247,16 +260,17 @@ void purgeGroup(DatabaseConnection& connection, const TrashEntry& entry, Purged&
 /// The place of the content in its group's feeds stays, for those who page from it.
 void purgeContent(DatabaseConnection& connection, const TrashEntry& entry, Purged& purged)
 {
-    const auto [person, bytes] = takeFile(connection, Sql::CONTENT_FORGET, entry.thing);
-    if (person != 0)
-        countBytes(connection, person, -bytes);
+    if (const auto file = takeFile(connection, Sql::CONTENT_FORGET, entry.thing))
+        countBytes(connection, file->person, -file->bytes);
     int comments = COMMENTS_AT_ONCE;
     purged.whole = purgeComments(connection, entry.thing, comments);
     if (!purged.whole)
         return;
     for (const Sql sql : {Sql::EVENTS_DELETE_OF_CONTENT, Sql::TRASH_REMOVE_OF_CONTENT})
         Query(connection, sql).bind(entry.thing).run();
-    purged.contents.push_back(entry.thing);
+    Query attempt(connection, Sql::CONTENT_ATTEMPT);
+    if (attempt.bind(entry.thing).step())
+        purged.contents.push_back({entry.thing, attempt.integer(0)});
 }
 
 /// What the person has made keeps its maker's name.

@@ -64,7 +64,7 @@ Obstacle restoreTrash(DatabaseConnection& connection, const TrashEntry& entry);
 /// that. The files of \p contents, and the picture \p image of the entry's person, can be removed then.
 struct Purged {
     bool whole = false;
-    std::vector<Id> contents;
+    std::vector<OriginalName> contents;
     std::int64_t image = 0;
 };
 Purged purgeSome(DatabaseConnection& connection, const TrashEntry& entry);

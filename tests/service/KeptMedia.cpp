@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "KeptMedia.h"
 
-#include "core/Text.h"
+#include "TestDatabase.h"
 #include "media/DataFolder.h"
 #include "media/MediaPlace.h"
 #include "operations/MediaCollector.h"
@@ -14,11 +14,19 @@ namespace kinloomd_test {
 
 namespace {
 
+kinloomd::DataPlace placeOf(const std::string& dataFolder)
+{
+    kinloomd::DataPlace place(dataFolder);
+    if (onPostgresql())
+        place.database = databaseOf(dataFolder);
+    return place;
+}
+
 /// The media as commands see them.
 class Kept {
 public:
     explicit Kept(const std::string& dataFolder)
-        : m_folder(kinloomd::DataFolder::existing(dataFolder)),
+        : m_folder(kinloomd::DataFolder::existing(placeOf(dataFolder))),
           m_database(m_folder.database()),
           m_media(kinloomd::openMedia(m_folder, m_database))
     {
@@ -47,7 +55,11 @@ std::size_t countOriginals(const std::string& dataFolder)
 
 bool hasOriginal(const std::string& dataFolder, const std::string& content)
 {
-    return Kept(dataFolder).media().hasOriginal(kinloomd::parseId(content).value_or(0));
+    bool has = false;
+    Kept(dataFolder).media().forEachOriginal([&](const kinloomd::KeptMedium& medium) {
+        has = has || std::to_string(medium.id) == content;
+    });
+    return has;
 }
 
 void collectAllUnknown(const std::string& dataFolder)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Several services that share their records: each is as good as the other, and none hangs when the records are away.
+#include "KeptMedia.h"
 #include "ServiceFixture.h"
 #include "TestPictures.h"
 
@@ -66,6 +67,35 @@ TEST_F(ManyServices, CountWhatComesToAllOfThemAtOnce)
     const CommandResult result = command({"check"});
     EXPECT_EQ(result.exitCode, 0) << result.out;
     EXPECT_THAT(result.out, HasSubstr("contents " + std::to_string(2 * PHOTOS)));
+}
+
+TEST_F(ManyServices, LetOneOfTwoUploadsFillAPlace)
+{
+    constexpr int ROUNDS = 20;
+    const std::string group = anna().createGroup("Family");
+    ServiceClient elsewhere(m_other->port(), m_anna);
+    for (int round = 0; round < ROUNDS; ++round) {
+        const std::string address = field(anna().reserve(group, "type=photo"), "uploadUrl");
+        TestPicture pictures[2] = {smallPicture(), smallPicture()};
+        pictures[0].bytes += "here " + std::to_string(round);
+        pictures[1].bytes += "and elsewhere " + std::to_string(round);
+        auto other = std::async(std::launch::async, [&] { return elsewhere.sendFile(address, pictures[1]); });
+        const HttpReply here = anna().sendFile(address, pictures[0]);
+        const HttpReply replies[2] = {here, other.get()};
+        const int winner = replies[0].status == 200 ? 0 : 1;
+        ASSERT_EQ(replies[winner].status, 200) << replies[winner].body;
+        EXPECT_EQ(replies[1 - winner].status, 409);
+        EXPECT_THAT(replies[1 - winner].body, HasSubstr("sent already"));
+        const HttpReply original = request(port(), "GET", targetOf(field(replies[winner], "contentUrl")));
+        EXPECT_TRUE(original.body == pictures[winner].bytes);
+        // By its digest the record knows the bytes again.
+        EXPECT_EQ(field(anna().upload(group, pictures[winner]), "contentId"), field(replies[winner], "contentId"));
+    }
+    m_other.reset();
+    m_process.reset();
+    collectAllUnknown(m_data);
+    EXPECT_EQ(countOriginals(m_data), static_cast<std::size_t>(ROUNDS));
+    expectConsistent();
 }
 
 TEST_F(ManyServices, SayAtOnceThatTheirRecordsAreAwayAndGoOnWhenTheyAreBack)

@@ -50,15 +50,15 @@ protected:
             objects::Credentials{place.accessKey, place.secretKey, ""});
     }
 
-    void keep(Id content, const std::string& bytes = "bytes")
+    void keep(Id content, const std::string& bytes = "bytes", std::int64_t attempt = 0)
     {
-        const auto draft = m_media.newOriginal(content);
+        const auto draft = m_media.newOriginal({content, attempt});
         draft->write(bytes);
         draft->keep();
     }
     std::string original(Id content, const std::string& bytes)
     {
-        const auto medium = m_media.openOriginal(content, static_cast<std::int64_t>(bytes.size()));
+        const auto medium = m_media.openOriginal({content}, static_cast<std::int64_t>(bytes.size()));
         const auto reader = medium->read(0, medium->size());
         return reader ? bytesOf(*reader) : "nothing";
     }
@@ -85,22 +85,37 @@ protected:
 
 TEST_F(StoredObjects, HaveKeysThatTheirContentsGive)
 {
-    EXPECT_EQ(m_media.originalKey(319), "family/media/3f/319");
+    EXPECT_EQ(m_media.originalKey({319}), "family/media/3f/319");
     EXPECT_EQ(m_media.thumbnailKey(319, THUMBNAIL_SIZES[1]), "family/thumbnails/3f/319-540X405");
     EXPECT_EQ(m_media.personImageKey(5, 2), "family/people/5-2");
 }
 
+TEST_F(StoredObjects, OfTwoAttemptsAreTwo)
+{
+    const OriginalName first = m_media.newName(1);
+    const OriginalName second = m_media.newName(1);
+    EXPECT_EQ(first.content, 1);
+    EXPECT_NE(first.attempt, 0);
+    EXPECT_FALSE(first == second);
+    EXPECT_EQ(m_media.originalKey(first), "family/media/01/1-" + std::to_string(first.attempt));
+    keep(1, "first", first.attempt);
+    keep(1, "second", second.attempt);
+    m_media.removeOriginal(first);
+    EXPECT_FALSE(m_media.hasOriginal(first));
+    EXPECT_TRUE(m_media.hasOriginal(second));
+}
+
 TEST_F(StoredObjects, AreThereWhenTheyAreKeptAndNotBefore)
 {
-    const auto draft = m_media.newOriginal(1);
+    const auto draft = m_media.newOriginal({1});
     draft->write("by");
     draft->write("tes");
     EXPECT_THAT(keys(), IsEmpty());
     draft->keep();
     EXPECT_THAT(keys(), ElementsAre("family/media/01/1"));
     EXPECT_EQ(original(1, "bytes"), "bytes");
-    EXPECT_TRUE(m_media.hasOriginal(1));
-    EXPECT_FALSE(m_media.hasOriginal(2));
+    EXPECT_TRUE(m_media.hasOriginal({1}));
+    EXPECT_FALSE(m_media.hasOriginal({2}));
 }
 
 class StoredObjectsOfSize : public StoredObjects, public testing::WithParamInterface<std::int64_t> {};
@@ -108,7 +123,7 @@ class StoredObjectsOfSize : public StoredObjects, public testing::WithParamInter
 TEST_P(StoredObjectsOfSize, TakeBoundedRoomOnTheirWayAndArriveWhole)
 {
     const std::string bytes = countedBytes(GetParam());
-    const auto draft = m_media.newOriginal(1);
+    const auto draft = m_media.newOriginal({1});
     for (std::size_t done = 0; done < bytes.size(); done += 300'000) {
         draft->write(std::string_view(bytes).substr(done, 300'000));
         struct stat info {};
@@ -135,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(Each, StoredObjectsOfSize,
 TEST_F(StoredObjects, ThatAreGivenUpLeaveNothing)
 {
     {
-        const auto draft = m_media.newOriginal(1);
+        const auto draft = m_media.newOriginal({1});
         draft->write(countedBytes(ObjectDraft::SMALL + 1));
         EXPECT_EQ(unfinished(), 1U);
         EXPECT_EQ(temporaryFiles(), 1U);
@@ -148,20 +163,20 @@ TEST_F(StoredObjects, ThatAreGivenUpLeaveNothing)
 TEST_F(StoredObjects, AreReadInPart)
 {
     keep(1, "0123456789");
-    const auto medium = m_media.openOriginal(1, 10);
+    const auto medium = m_media.openOriginal({1}, 10);
     EXPECT_EQ(bytesOf(*medium->read(3, 4)), "3456");
-    EXPECT_EQ(m_media.openOriginal(2, 10)->read(0, 10), nullptr);
+    EXPECT_EQ(m_media.openOriginal({2}, 10)->read(0, 10), nullptr);
 }
 
 TEST_F(StoredObjects, ComeAsFilesForThoseWhoDecodeThem)
 {
     keep(1, "bytes");
-    const UniqueFd file = m_media.originalFile(1);
+    const UniqueFd file = m_media.originalFile({1});
     char bytes[16] = "";
     EXPECT_EQ(::pread(file.get(), bytes, sizeof bytes, 0), 5);
     EXPECT_STREQ(bytes, "bytes");
     EXPECT_EQ(temporaryFiles(), 0U) << "it has no name";
-    EXPECT_FALSE(m_media.originalFile(2));
+    EXPECT_FALSE(m_media.originalFile({2}));
 }
 
 TEST_F(StoredObjects, HoldThumbnailsAndPicturesOfPeople)
@@ -186,36 +201,44 @@ TEST_F(StoredObjects, HoldThumbnailsAndPicturesOfPeople)
     const auto picture = m_media.openPersonImage(5, 2);
     EXPECT_EQ(bytesOf(*picture->read(0, 4)), "face");
     m_media.removePersonImage(5, 2);
-    m_media.removeContent(1);
+    m_media.removeContent({1});
     EXPECT_THAT(keys(), IsEmpty());
 }
 
 TEST_F(StoredObjects, HaveAddressesForOthers)
 {
     keep(1);
-    const std::string address = m_media.openOriginal(1, 5)->addressFor(std::chrono::seconds(60), "image/jpeg");
+    const std::string address = m_media.openOriginal({1}, 5)->addressFor(std::chrono::seconds(60), "image/jpeg");
     EXPECT_EQ(address.rfind("https://media.example/", 0), 0U);
     EXPECT_NE(address.find("/family/media/01/1?"), std::string::npos) << address;
 }
 
 TEST_F(StoredObjects, WithoutARecordAreCollectedOnceTheyAreOld)
 {
-    keep(1);
+    for (const std::int64_t attempt : {0, 7, 8})
+        keep(1, "bytes", attempt);
     keep(2);
+    TemporaryFile thumbnail(m_media.temporary());
+    m_media.keepThumbnail(thumbnail, 1, THUMBNAIL_SIZES[0]);
+    m_media.keepThumbnail(thumbnail, 2, THUMBNAIL_SIZES[0]);
     for (const std::int64_t image : {1, 2}) {
         TemporaryFile file(m_media.temporary());
         m_media.keepPersonImage(file, 5, image);
     }
-    m_media.store().put("family/media/01/nonsense", objects::Payload("x"), "text/plain");
+    m_media.store().put("family/media/01/1-nonsense", objects::Payload("x"), "text/plain");
     m_media.store().put("other/media/01/9", objects::Payload("x"), "text/plain");
-    m_media.store().beginUpload(m_media.originalKey(3), "image/jpeg");
-    const KnownMedia known{[](Id id) { return id == 1; }, [](Id id, std::int64_t image) { return id == 5 && image == 2; }};
+    m_media.store().beginUpload(m_media.originalKey({3}), "image/jpeg");
+    const KnownMedia known{[](const OriginalName& original) {
+                               return original == OriginalName{1, 7};
+                           },
+                           [](Id id) { return id == 1; }, [](Id id, std::int64_t image) { return id == 5 && image == 2; }};
     constexpr Millis HOUR = 3'600'000;
     m_media.collect(known, now() - HOUR);
-    EXPECT_EQ(keys().size(), 6U) << "none is an hour old";
+    EXPECT_EQ(keys().size(), 10U) << "none is an hour old";
     EXPECT_EQ(unfinished(), 1U);
     m_media.collect(known, now() + HOUR);
-    EXPECT_THAT(keys(), ElementsAre("family/media/01/1", "family/people/5-2", "other/media/01/9"));
+    EXPECT_THAT(keys(),
+                ElementsAre("family/media/01/1-7", "family/people/5-2", "family/thumbnails/01/1-1920X1080", "other/media/01/9"));
     EXPECT_EQ(unfinished(), 0U);
 }
 
@@ -223,7 +246,7 @@ TEST_F(StoredObjects, StayWhenAServiceBegins)
 {
     keep(1);
     const TemporaryFile leftover(m_media.temporary());
-    m_media.sweep({[](Id) { return false; }, [](Id, std::int64_t) { return false; }});
+    m_media.sweep({[](const OriginalName&) { return false; }, [](Id) { return false; }, [](Id, std::int64_t) { return false; }});
     EXPECT_EQ(temporaryFiles(), 0U);
     EXPECT_THAT(keys(), ElementsAre("family/media/01/1"));
 }

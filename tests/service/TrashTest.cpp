@@ -47,12 +47,12 @@ protected:
         slot.id = addSlot(connection, group, ben.id, ContentType::PHOTO, std::nullopt, description);
         slot.group = group;
         EXPECT_TRUE(commitUpload(connection, slot, {"a.jpg", Format::JPEG, 10, 2, 3, std::nullopt}));
-        std::filesystem::create_directories(std::filesystem::path(m_media.originalPath(slot.id)).parent_path());
-        std::ofstream(m_media.originalPath(slot.id)) << "0123456789";
+        std::filesystem::create_directories(std::filesystem::path(m_media.originalPath({slot.id})).parent_path());
+        std::ofstream(m_media.originalPath({slot.id})) << "0123456789";
         return slot.id;
     }
 
-    bool hasFile(Id content) const { return std::filesystem::exists(m_media.originalPath(content)); }
+    bool hasFile(Id content) const { return std::filesystem::exists(m_media.originalPath({content})); }
 
     static std::vector<Id> commentsOf(DatabaseConnection& connection, CommentPage page)
     {
@@ -111,7 +111,7 @@ TEST_F(Trash, KeepsAContentWholeAndShowsItToNobody)
     EXPECT_EQ(findGroup(connection, group)->total, 1);
     EXPECT_EQ(findGroup(connection, group)->comments, 0);
     EXPECT_EQ(findGroup(connection, group)->cover, second);
-    EXPECT_THAT(keptContentIds(connection), ElementsAre(first, second)) << "its file is not swept up";
+    EXPECT_THAT(keptOriginals(connection), ElementsAre(OriginalName{first}, OriginalName{second})) << "its file is not swept up";
     EXPECT_EQ(findFile(connection, first)->size, 10);
     expectTrueTotals(connection);
     const TrashEntry entry = newest(connection);
@@ -225,7 +225,7 @@ TEST_F(Trash, KeepsAGroupWithEverythingInIt)
     EXPECT_FALSE(commitUpload(connection, reserved, {"late.jpg", Format::JPEG, 10, 2, 3, std::nullopt}));
     EXPECT_EQ(newest(connection).name, "Family");
     EXPECT_EQ(restoreTrash(connection, listTrash(connection).front()), Obstacle::GROUP) << "its group is gone";
-    EXPECT_THAT(keptContentIds(connection), ElementsAre(first, second));
+    EXPECT_THAT(keptOriginals(connection), ElementsAre(OriginalName{first}, OriginalName{second}));
 
     EXPECT_EQ(restoreNewest(connection), Obstacle::NONE);
     EXPECT_EQ(findGroup(connection, group)->total, 1);
@@ -349,7 +349,7 @@ TEST_F(Trash, IsEmptiedOfGroupsWithAllThatIsAndWasInThem)
     purgeAll();
     const auto connection = m_database.write();
     EXPECT_THAT(listTrash(connection), IsEmpty());
-    EXPECT_THAT(keptContentIds(connection), IsEmpty());
+    EXPECT_THAT(keptOriginals(connection), IsEmpty());
     for (const Id content : contents)
         ASSERT_FALSE(hasFile(content)) << content;
     EXPECT_FALSE(hasFile(first));
@@ -385,7 +385,7 @@ TEST_F(Trash, KeepsWhatIsKnownOfThumbnails)
         const auto pending = [&] {
             std::vector<Id> ids;
             for (const PendingContent& content : listPendingContents(connection))
-                ids.push_back(content.id);
+                ids.push_back(content.original.content);
             return ids;
         };
         EXPECT_THAT(pending(), ElementsAre(first, second));

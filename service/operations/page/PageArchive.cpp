@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t BLOCK = 256 * 1024;
 
 struct ArchivedFile {
-    Id content;
+    OriginalName original;
     ZipEntry entry;
 };
 
@@ -85,7 +85,7 @@ private:
         ArchivedFile& file = m_files[m_next++];
         m_size = file.entry.size;
         m_done = 0;
-        m_medium = m_service.media().openOriginal(file.content, static_cast<std::int64_t>(m_size));
+        m_medium = m_service.media().openOriginal(file.original, static_cast<std::int64_t>(m_size));
         if (!m_medium || static_cast<std::uint64_t>(m_medium->size()) != m_size)
             throw ServiceError(Failure::NOT_FOUND);
         file.entry.checksum = checksum();
@@ -143,7 +143,7 @@ std::vector<ArchivedFile> archivedFiles(std::vector<NamedFile> files, const Time
         entry.name = names.unique(portableName(safeFileName(file.name)));
         entry.size = static_cast<std::uint64_t>(file.size);
         entry.dosTime = dosTime(file.created + zone.offsetAt(file.created));
-        archived.push_back({file.content, std::move(entry)});
+        archived.push_back({file.original, std::move(entry)});
     }
     return archived;
 }

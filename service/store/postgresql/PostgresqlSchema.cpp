@@ -11,8 +11,8 @@ namespace kinloomd {
 
 namespace {
 
-// The tables as SQLite has them after all its steps (SqliteSchema.cpp), where each is told of. Texts are ordered by their bytes,
-// whatever the order of the database is. Numbers that are given may leave gaps.
+// The tables as SQLite has them after its steps until COUNTS (SqliteSchema.cpp), where each is told of. Texts are ordered by their
+// bytes, whatever the order of the database is. Numbers that are given may leave gaps.
 constexpr const char* FIRST_STEP = R"sql(
 CREATE TABLE setting (name text COLLATE "C" PRIMARY KEY, value text COLLATE "C" NOT NULL);
 
@@ -228,9 +228,13 @@ CREATE INDEX change_by_group ON change(group_id);
 CREATE INDEX change_by_age ON change(at);
 )sql";
 
+constexpr const char* ATTEMPTS_STEP = R"sql(
+ALTER TABLE content ADD COLUMN attempt bigint NOT NULL DEFAULT 0;
+)sql";
+
 /// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
 /// is.
-constexpr const char* DATABASE_STEPS[] = {FIRST_STEP};
+constexpr const char* DATABASE_STEPS[] = {FIRST_STEP, ATTEMPTS_STEP};
 constexpr int DATABASE_VERSION = std::size(DATABASE_STEPS);
 
 constexpr int ATTEMPTS_AT_VERSION = 5;

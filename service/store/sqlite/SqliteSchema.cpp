@@ -319,10 +319,16 @@ ALTER TABLE family ADD COLUMN last_upload INTEGER NOT NULL DEFAULT 0;
 UPDATE family SET last_upload = (SELECT coalesce(max(uploaded), 0) FROM content WHERE group_id = family.id);
 )sql";
 
+// Of several services that take uploads for one content at the same time each keeps the original under a number of its own. The
+// record says which one is the content's; 0 is the name of before.
+constexpr const char* ATTEMPTS = R"sql(
+ALTER TABLE content ADD COLUMN attempt INTEGER NOT NULL DEFAULT 0;
+)sql";
+
 /// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
 /// is.
 constexpr const char* STEPS[] = {
-    TABLES, TRASH, MEDIA, USED_BYTES, PAGE, COUNTS,
+    TABLES, TRASH, MEDIA, USED_BYTES, PAGE, COUNTS, ATTEMPTS,
 };
 constexpr int VERSION = std::size(STEPS);
 
