@@ -8,19 +8,21 @@ namespace kinloomd {
 
 namespace {
 
-constexpr std::size_t ATTEMPT_BYTES = 6; ///< of chance, which two attempts at one content never share
+constexpr std::size_t NUMBER_BYTES = 6; ///< of chance, which two never share
 
 } // namespace
 
-OriginalName newOriginalName(Id content)
+std::int64_t randomNumber()
 {
-    OriginalName name{content, 0};
-    while (name.attempt == 0) {
-        for (const char byte : randomBytes(ATTEMPT_BYTES))
-            name.attempt = name.attempt << 8 | static_cast<unsigned char>(byte);
+    std::int64_t number = 0;
+    while (number == 0) {
+        for (const char byte : randomBytes(NUMBER_BYTES))
+            number = number << 8 | static_cast<unsigned char>(byte);
     }
-    return name;
+    return number;
 }
+
+OriginalName newOriginalName(Id content) { return {content, randomNumber()}; }
 
 std::string fileNameOf(const OriginalName& original)
 {

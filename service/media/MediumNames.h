@@ -11,6 +11,9 @@
 
 namespace kinloomd {
 
+/// A number that nobody else has made up: more than 0, of 48 bits.
+std::int64_t randomNumber();
+
 /// What an original is called that comes where others may come for the same content at the same time: nobody else has that attempt.
 OriginalName newOriginalName(Id content);
 

@@ -2,11 +2,15 @@
 #include "media/Thumbnailer.h"
 
 #include "core/Log.h"
+#include "media/MediumNames.h"
 #include "media/ThumbnailFiles.h"
-#include "store/Contents.h"
+#include "store/ThumbnailQueue.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <numeric>
+#include <random>
 #include <string>
 #include <sys/eventfd.h>
 
@@ -22,6 +26,22 @@ constexpr unsigned MOST_DEATHS = 2;   ///< of the process, until a picture is gi
 constexpr milliseconds QUIET{200};    ///< until what was made is noted, so that many are noted together
 constexpr std::size_t NOTED_TOGETHER = 64;
 
+// Of several services. A content is taken for as long as a picture needs in a moment, and for longer by who has patience with it.
+constexpr Millis TAKEN{20'000};
+constexpr Millis TAKEN_WITH_PATIENCE{120'000};
+constexpr Millis NEEDED{10'000};          ///< what must be left of that when a picture is begun
+constexpr std::size_t MOST_TAKEN = 32;    ///< from others; those who have nothing to do find the rest
+constexpr std::size_t FEW = 8;            ///< left, so that more are taken
+constexpr milliseconds LOOK{1'000};       ///< for what others have left, or about so often
+constexpr milliseconds LOOK_AWAITED{250}; ///< while somebody waits for what another one makes
+
+/// About that long, so that services which began together do not look together.
+milliseconds about(milliseconds time)
+{
+    static thread_local std::minstd_rand random{std::random_device()()};
+    return milliseconds(std::uniform_int_distribution<milliseconds::rep>(time.count() * 3 / 4, time.count() * 5 / 4)(random));
+}
+
 void complain(Id content, const char* what)
 {
     writeLog(Priority::FAILURE, "thumbnails of content " + std::to_string(content) + ": " + what);
@@ -29,8 +49,8 @@ void complain(Id content, const char* what)
 
 } // namespace
 
-Thumbnailer::Thumbnailer(Database& database, const MediaStore& media, std::int64_t pixels)
-    : m_database(database), m_media(media), m_pixels(pixels)
+Thumbnailer::Thumbnailer(Database& database, const MediaStore& media, std::int64_t pixels, bool shared)
+    : m_database(database), m_media(media), m_pixels(pixels), m_shared(shared), m_number(randomNumber())
 {
 }
 
@@ -40,19 +60,15 @@ Thumbnailer::~Thumbnailer()
     for (std::thread& thread : m_threads)
         thread.join();
     noteMade();
+    if (m_shared && !m_threads.empty())
+        giveBack();
 }
 
 void Thumbnailer::start()
 {
-    std::vector<PendingContent> pending;
-    {
-        const auto connection = m_database.read();
-        pending = listPendingContents(connection);
-    }
-    for (const PendingContent& content : pending)
-        add(content.original, content.creator);
     for (unsigned i = 0; i < PROCESSES; ++i)
         m_threads.emplace_back([this, patient = i == 0] { work(patient); });
+    m_threads.emplace_back([this] { lookAround(); });
 }
 
 void Thumbnailer::stop()
@@ -60,15 +76,18 @@ void Thumbnailer::stop()
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_stopping = true;
     m_wake.notify_all();
+    m_wakeLooker.notify_all();
     for (const auto& [content, bell] : m_bells)
-        ::eventfd_write(bell, 1);
+        ::eventfd_write(bell.fd, 1);
 }
 
-void Thumbnailer::add(const OriginalName& original, Id creator)
+ThumbnailTaker Thumbnailer::taker() const { return {m_number, now() + TAKEN}; }
+
+void Thumbnailer::add(const PendingContent& content, Millis until)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_known.insert(original.content).second)
-        enqueue({original, creator, 0, false}, false);
+    if (m_known.insert(content.original.content).second)
+        enqueue({content, until, 0, false}, false);
 }
 
 std::size_t Thumbnailer::waiting()
@@ -80,7 +99,7 @@ std::size_t Thumbnailer::waiting()
 
 void Thumbnailer::enqueue(const Job& job, bool first)
 {
-    std::deque<Job>& jobs = job.patient ? m_slow : m_jobs[job.creator];
+    std::deque<Job>& jobs = job.patient ? m_slow : m_jobs[job.content.creator];
     jobs.insert(first ? jobs.begin() : jobs.end(), job);
     m_wake.notify_all();
 }
@@ -136,21 +155,151 @@ void Thumbnailer::work(bool patient)
 {
     pictures::PictureProcess process;
     for (Job job; take(job, patient);) {
+        const Id content = job.content.original.content;
         try {
-            put(job, make(job, process));
+            if (isOurs(job))
+                put(job, make(job, process));
+            else
+                leave(content);
         } catch (const std::exception& error) {
-            // A disk that is full, a database that stays locked: the content waits until it is asked for, or for the next start.
-            complain(job.original.content, error.what());
-            end(job.original.content);
+            // A disk that is full, a store that is away, a database that stays locked.
+            complain(content, error.what());
+            putOff(job);
+            end(content);
         }
     }
 }
 
+/// \return whether no other service takes the content before its thumbnails are made; it is taken once more for that when it must.
+bool Thumbnailer::isOurs(Job& job)
+{
+    if (!m_shared || (!job.patient && now() + NEEDED <= job.until))
+        return true;
+    const ThumbnailTaker taker{m_number, now() + (job.patient ? TAKEN_WITH_PATIENCE : TAKEN)};
+    job.until = taker.until;
+    const auto connection = m_database.write();
+    return takeOneForThumbnails(connection, taker, now(), job.content.original.content).has_value();
+}
+
+/// Another service makes the thumbnails of a content, or it was deleted: who waits for them hears of it as of any other.
+void Thumbnailer::leave(Id content)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_known.erase(content);
+    if (m_bells.count(content) != 0) {
+        m_lookNow = true;
+        m_wakeLooker.notify_one();
+    }
+}
+
+void Thumbnailer::putOff(const Job& job) noexcept
+try {
+    const auto connection = m_database.write();
+    putOffThumbnails(connection, m_number, job.content.original.content);
+} catch (const std::exception& error) {
+    // Others find it when its time has passed; the only service does so at its next start.
+    complain(job.content.original.content, error.what());
+}
+
+/// Takes what others have left, and what somebody waits for, again and again.
+void Thumbnailer::lookAround()
+{
+    // Whoever took something before the only service began is gone.
+    bool takesAll = !m_shared;
+    bool failed = false;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_stopping) {
+        m_lookNow = false;
+        const std::vector<Id> awaited = awaitedFromOthers();
+        const std::size_t most = m_shared ? MOST_TAKEN : std::numeric_limits<std::int32_t>::max();
+        const std::size_t room = most - std::min(most, m_known.size());
+        lock.unlock();
+        try {
+            take(room, takesAll ? TAKEN_BY_NOBODY : now(), awaited);
+            takesAll = false;
+            failed = false;
+        } catch (const std::exception& error) {
+            if (!failed)
+                writeLog(Priority::WARNING, std::string("contents without thumbnails are not looked for: ") + error.what());
+            failed = true;
+        }
+        lock.lock();
+        const auto wanted = [this] { return m_stopping || m_lookNow; };
+        if (!awaitedFromOthers().empty())
+            m_wakeLooker.wait_for(lock, about(LOOK_AWAITED), wanted);
+        else if (m_shared || failed)
+            m_wakeLooker.wait_for(lock, about(LOOK), wanted);
+        else
+            m_wakeLooker.wait(lock, wanted);
+    }
+}
+
+/// What somebody waits for that this service is not about to make. With the lock.
+std::vector<Id> Thumbnailer::awaitedFromOthers() const
+{
+    std::set<Id> contents;
+    for (const auto& [content, bell] : m_bells) {
+        if (!bell.rung && m_known.count(content) == 0)
+            contents.insert(content);
+    }
+    return {contents.begin(), contents.end()};
+}
+
+void Thumbnailer::take(std::size_t room, Millis free, const std::vector<Id>& awaited)
+{
+    const auto connection = m_database.write();
+    for (const Id content : awaited)
+        takeAwaited(connection, content);
+    if (room == 0)
+        return;
+    const ThumbnailTaker mine = taker();
+    const std::vector<PendingContent> taken = takeForThumbnails(connection, mine, free, static_cast<std::int64_t>(room));
+    for (const PendingContent& content : taken)
+        add(content, mine.until);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_moreToTake = taken.size() == room;
+}
+
+void Thumbnailer::takeAwaited(DatabaseConnection& connection, Id content)
+{
+    const ThumbnailTaker mine = taker();
+    if (const auto taken = takeOneForThumbnails(connection, mine, now(), content)) {
+        add(*taken, mine.until);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        bringForward(content);
+    } else if (!areThumbnailsPending(connection, content)) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        ring(content);
+    }
+}
+
+/// Of those that wait, that content comes first among those of its person. With the lock.
+void Thumbnailer::bringForward(Id content)
+{
+    for (auto& [creator, jobs] : m_jobs) {
+        const auto job =
+            std::find_if(jobs.begin(), jobs.end(), [content](const Job& each) { return each.content.original.content == content; });
+        if (job == jobs.end())
+            continue;
+        std::rotate(jobs.begin(), job, job + 1);
+        return;
+    }
+}
+
+void Thumbnailer::giveBack() noexcept
+try {
+    const auto connection = m_database.write();
+    giveBackThumbnails(connection, m_number);
+} catch (const std::exception& error) {
+    writeLog(Priority::WARNING, std::string("contents without thumbnails are left to others only after a while: ") + error.what());
+}
+
 pictures::PictureOutcome Thumbnailer::make(const Job& job, pictures::PictureProcess& process)
 {
-    if (m_media.hasThumbnails(job.original.content))
+    const OriginalName& name = job.content.original;
+    if (m_media.hasThumbnails(name.content))
         return pictures::PictureOutcome::DONE;
-    const UniqueFd original = m_media.originalFile(job.original);
+    const UniqueFd original = m_media.originalFile(name);
     // Deleted meanwhile: there is nothing to be said about it.
     if (!original)
         return pictures::PictureOutcome::FAILED;
@@ -160,25 +309,31 @@ pictures::PictureOutcome Thumbnailer::make(const Job& job, pictures::PictureProc
         return m_stopping;
     };
     const pictures::PictureOutcome outcome =
-        process.run(thumbnailTask(), {original.get(), job.creator}, files.descriptors(),
+        process.run(thumbnailTask(), {original.get(), job.content.creator}, files.descriptors(),
                     {m_pixels, job.patient ? pictures::PictureProcess::PATIENCE : MOMENT, stopping});
-    if (outcome == pictures::PictureOutcome::DONE)
-        files.keep(job.original.content);
-    else if (outcome == pictures::PictureOutcome::FAILED)
-        complain(job.original.content, sentenceOf(outcome));
+    if (outcome == pictures::PictureOutcome::DONE) {
+        files.keep(name.content);
+        ++m_count;
+    } else if (outcome == pictures::PictureOutcome::FAILED) {
+        complain(name.content, sentenceOf(outcome));
+    }
     return outcome;
 }
 
 /// What becomes of a job.
 void Thumbnailer::put(Job job, pictures::PictureOutcome outcome)
 {
+    const Id content = job.content.original.content;
     switch (outcome) {
     case pictures::PictureOutcome::DONE:
-        done(job.original.content);
+        done(content);
         return;
     case pictures::PictureOutcome::GIVEN_UP:
+        end(content);
+        return;
     case pictures::PictureOutcome::FAILED:
-        end(job.original.content);
+        putOff(job);
+        end(content);
         return;
     case pictures::PictureOutcome::DIED:
         if (++job.deaths < MOST_DEATHS) {
@@ -198,8 +353,8 @@ void Thumbnailer::put(Job job, pictures::PictureOutcome outcome)
     case pictures::PictureOutcome::UNDECODABLE:
         break;
     }
-    note(job.original.content, Thumbnails::NONE);
-    end(job.original.content);
+    note(content, Thumbnails::NONE);
+    end(content);
 }
 
 void Thumbnailer::done(Id content)
@@ -239,7 +394,7 @@ try {
     for (const Id content : gone)
         m_media.removeThumbnails(content);
 } catch (const std::exception& error) {
-    // Only the notes are lost: the next start finds what was made.
+    // Only the notes are lost: the next start, or another service, finds what was made.
     writeLog(Priority::WARNING, std::string("thumbnails are not noted: ") + error.what());
 }
 
@@ -248,29 +403,37 @@ void Thumbnailer::end(Id content)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_known.erase(content);
-    const auto [begin, last] = m_bells.equal_range(content);
-    std::for_each(begin, last, [](const auto& entry) { ::eventfd_write(entry.second, 1); });
+    ring(content);
+    if (m_moreToTake && m_known.size() == FEW) {
+        m_lookNow = true;
+        m_wakeLooker.notify_one();
+    }
 }
 
-Thumbnailer::Watch::Watch(Thumbnailer& thumbnailer, const OriginalName& original, Id creator)
-    : m_thumbnailer(thumbnailer), m_content(original.content), m_bell(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+/// Wakes those who wait for a content. With the lock.
+void Thumbnailer::ring(Id content)
+{
+    const auto [begin, last] = m_bells.equal_range(content);
+    std::for_each(begin, last, [](auto& entry) {
+        ::eventfd_write(entry.second.fd, 1);
+        entry.second.rung = true;
+    });
+}
+
+Thumbnailer::Watch::Watch(Thumbnailer& thumbnailer, Id content)
+    : m_thumbnailer(thumbnailer), m_content(content), m_bell(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (!m_bell)
         throwSystemError("wait for", "a thumbnail");
     const std::lock_guard<std::mutex> lock(thumbnailer.m_mutex);
-    thumbnailer.m_bells.emplace(m_content, m_bell.get());
+    thumbnailer.m_bells.emplace(content, Bell{m_bell.get()});
     if (thumbnailer.m_stopping) {
         ::eventfd_write(m_bell.get(), 1);
-    } else if (thumbnailer.m_known.insert(m_content).second) {
-        thumbnailer.enqueue({original, creator, 0, false}, true);
+    } else if (thumbnailer.m_known.count(content) != 0) {
+        thumbnailer.bringForward(content);
     } else {
-        auto& jobs = thumbnailer.m_jobs;
-        if (const auto mine = jobs.find(creator); mine != jobs.end()) {
-            const auto job =
-                std::find_if(mine->second.begin(), mine->second.end(), [&](const Job& j) { return j.original == original; });
-            if (job != mine->second.end())
-                std::rotate(mine->second.begin(), job, job + 1);
-        }
+        thumbnailer.m_lookNow = true;
+        thumbnailer.m_wakeLooker.notify_one();
     }
 }
 
@@ -278,7 +441,7 @@ Thumbnailer::Watch::~Watch()
 {
     const std::lock_guard<std::mutex> lock(m_thumbnailer.m_mutex);
     const auto [begin, end] = m_thumbnailer.m_bells.equal_range(m_content);
-    const auto mine = std::find_if(begin, end, [this](const auto& entry) { return entry.second == m_bell.get(); });
+    const auto mine = std::find_if(begin, end, [this](const auto& entry) { return entry.second.fd == m_bell.get(); });
     if (mine != end)
         m_thumbnailer.m_bells.erase(mine);
 }

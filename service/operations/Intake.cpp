@@ -101,7 +101,7 @@ Content Intake::keep()
 {
     Content content = keepFileAndRecord();
     if (content.id == m_slot.id)
-        m_service.thumbnailer().add(m_original, m_caller.person.id);
+        m_service.thumbnailer().add({m_original, m_caller.person.id}, m_uploaded.taker.until);
     else
         m_service.media().removeOriginal(m_original);
     return content;
@@ -112,6 +112,7 @@ Content Intake::keepFileAndRecord()
 {
     try {
         m_draft->keep();
+        m_uploaded.taker = m_service.thumbnailer().taker();
         return m_service.database().change([this](DatabaseConnection& connection) { return record(connection); });
     } catch (const DatabaseError& error) {
         // The record may exist even though its commit failed. Then the file stays: a file without record is swept up later, a

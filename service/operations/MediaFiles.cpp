@@ -116,7 +116,7 @@ void awaitThumbnails(Service& service, const Request& request, const MediaInfo& 
 {
     if (info.thumbnails == Thumbnails::NONE || !service.media().hasOriginal(info.original))
         throw ServiceError(Failure::NOT_FOUND);
-    const Thumbnailer::Watch watch(service.thumbnailer(), info.original, info.creator);
+    const Thumbnailer::Watch watch(service.thumbnailer(), info.original.content);
     request.connection->hold();
     request.connection->wait(watch.fd(), THUMBNAIL_PATIENCE);
 }

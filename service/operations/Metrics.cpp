@@ -119,6 +119,8 @@ std::string Metrics::text(const httpd::Counters& server, const Levels& levels) c
     writer.sample({}, levels.uploads);
     writer.family("kinloomd_jobs_waiting", "gauge", "Pictures that wait for their thumbnails.");
     writer.sample({}, levels.jobs);
+    writer.family("kinloomd_thumbnails_made_total", "counter", "Pictures whose thumbnails were made here.");
+    writer.sample({}, levels.made);
     writer.family("kinloomd_failed_sign_ins_total", "counter", "Requests that have not proven who they come from, by code.");
     for (const auto& [code, count] : m_failedSignIns)
         writer.sample(label("code", code), count);

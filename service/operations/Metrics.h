@@ -23,6 +23,7 @@ public:
     struct Levels {
         std::size_t uploads = 0; ///< files on their way
         std::size_t jobs = 0;    ///< waiting for a worker
+        std::uint64_t made = 0;  ///< contents whose thumbnails were made so far
     };
 
     /// A request has ended. \param operation of the table of operations, or another word for what was asked.

@@ -68,8 +68,8 @@ Reply healthReply(Service& service, const httpd::Counters&)
 
 Reply metricsReply(Service& service, const httpd::Counters& server)
 {
-    const std::size_t jobs = service.thumbnailer().waiting();
-    return textReply(200, service.metrics().text(server, {service.uploadsUnderWay(), jobs}),
+    Thumbnailer& thumbnailer = service.thumbnailer();
+    return textReply(200, service.metrics().text(server, {service.uploadsUnderWay(), thumbnailer.waiting(), thumbnailer.made()}),
                      "text/plain; version=0.0.4; charset=utf-8");
 }
 

@@ -56,7 +56,7 @@ Service::Service(Options options)
       m_media(openMediaToServe(m_folder, m_database, m_options.media)),
       m_mediaSecret(mediaSecret(m_database)),
       m_signers(earlierSigners(m_database, isShared()), !isShared()),
-      m_thumbnailer(m_database, *m_media, m_options.limits.pixels),
+      m_thumbnailer(m_database, *m_media, m_options.limits.pixels, isShared()),
       m_purge(m_database, *m_media, m_options.limits.slotTime),
       m_web(m_options.webFolder),
       m_changes(m_database, followerLimits(m_options.limits))

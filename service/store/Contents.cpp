@@ -44,7 +44,8 @@ Id fillSlot(DatabaseConnection& connection, Id slot, const UploadedFile& file, M
 {
     Query query(connection, Sql::CONTENT_COMMIT);
     query.bind(slot, file.fileName, static_cast<int>(file.format), file.size, file.width, file.height,
-               file.taken.value_or(uploaded), uploaded, static_cast<int>(file.thumbnails), file.digest, file.device, file.attempt);
+               file.taken.value_or(uploaded), uploaded, static_cast<int>(file.thumbnails), file.digest, file.device, file.attempt,
+               file.taker.number, file.taker.until);
     return query.step() ? query.integer(0) : 0;
 }
 

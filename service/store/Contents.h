@@ -20,6 +20,12 @@ struct Slot {
     std::int64_t usedBytes = 0; ///< what the contents of the person who reserved it take
 };
 
+/// Which service makes thumbnails (ThumbnailQueue.h).
+struct ThumbnailTaker {
+    std::int64_t number = 0; ///< made up by chance; 0 for none
+    Millis until = 0;        ///< when others may take that up
+};
+
 /// What an upload has brought.
 struct UploadedFile {
     std::string fileName;
@@ -32,6 +38,7 @@ struct UploadedFile {
     std::string digest = {};       ///< SHA-256 of its bytes, in hexadecimal digits; empty when the upload need not be known again
     std::optional<Id> device = {}; ///< that sent it
     std::int64_t attempt = 0;      ///< under which its original is kept
+    ThumbnailTaker taker = {};     ///< of pending thumbnails
 };
 
 enum class FeedBase : int { CREATED_TIME = 0, UPLOAD_TIME = 1, CONTENT_ID = 2 };

@@ -92,6 +92,13 @@ static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO,
         "?2", "1") ", last_upload = " larger "(?3, last_upload + 1) WHERE id = ?1 AND trashed = 0 "                                \
                    "AND EXISTS (SELECT 1 FROM content c WHERE c.id = ?4 AND c.state = " STATE_RESERVED ") RETURNING last_upload"
 
+// Contents that wait for thumbnails, which nobody makes right now; who takes them, and what that one is told.
+#define FREE_TO_TAKE                                                                                                               \
+    "SELECT id FROM content WHERE thumbnails = 0 AND state = " STATE_STORED                                                        \
+    " AND taken_until < ?3 AND tries < ?4 AND taker <> ?1 ORDER BY id LIMIT ?5"
+#define SET_TAKER(taker, until) "taker = " taker ", taken_until = " until ", tries = tries + 1"
+#define TAKEN_COLUMNS "id, attempt, creator_id"
+
 // Each membership goes to one entry only, even when two want it at the same time.
 #define SET_ASIDE_COLUMNS "person_id, group_id, name_key, created, used"
 #define SET_ASIDE(key)                                                                                                             \
@@ -212,7 +219,8 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::CONTENT_COMMIT, false,
      "UPDATE content SET state = " STATE_STORED
      ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8, thumbnails = ?9, "
-     "digest = ?10, device_id = ?11, attempt = ?12 WHERE id = ?1 AND state = " STATE_RESERVED " RETURNING creator_id"},
+     "digest = ?10, device_id = ?11, attempt = ?12, taker = ?13, taken_until = ?14 WHERE id = ?1 AND state = " STATE_RESERVED
+     " RETURNING creator_id"},
     {Sql::CONTENT_COUNTED, false,
      "UPDATE family SET " GROUP_COUNTS("?2", "?4") ", comment_count = comment_count + ?4 * ?3 WHERE id = ?1"},
     {Sql::CONTENT_BY_ID, false,
@@ -256,9 +264,23 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::SLOT_ANSWERED, false, "UPDATE content SET digest = ?2 WHERE id = ?1 AND state = " STATE_RESERVED},
     {Sql::SLOTS_ANSWERED_REMOVE, false,
      "DELETE FROM content WHERE creator_id = ?1 AND state = " STATE_RESERVED " AND digest IS NOT NULL"},
-    {Sql::CONTENT_SET_THUMBNAILS, false, "UPDATE content SET thumbnails = ?2 WHERE id = ?1 AND state <> " STATE_DELETED},
+    {Sql::CONTENT_SET_THUMBNAILS, false,
+     "UPDATE content SET thumbnails = ?2, taker = 0, taken_until = 0 WHERE id = ?1 AND state <> " STATE_DELETED},
     {Sql::CONTENTS_PENDING, true,
      "SELECT id, attempt, creator_id FROM content WHERE thumbnails = 0 AND state = " STATE_STORED " ORDER BY id"},
+    // On PostgreSQL several services take at the same time, each what no other one is taking.
+    {Sql::THUMBNAILS_TAKE, true,
+     "UPDATE content SET " SET_TAKER("?1", "?2") " WHERE id IN (" FREE_TO_TAKE ") RETURNING " TAKEN_COLUMNS,
+     "WITH free AS MATERIALIZED (" FREE_TO_TAKE " FOR NO KEY UPDATE SKIP LOCKED) "
+     "UPDATE content SET " SET_TAKER("?1", "?2") " FROM free WHERE content.id = free.id RETURNING content." TAKEN_COLUMNS},
+    {Sql::THUMBNAILS_TAKE_ONE, false,
+     "UPDATE content SET " SET_TAKER(
+         "?2", "?3") " WHERE id = ?1 AND state = " STATE_STORED
+                     " AND thumbnails <> 2 AND (taker IN (0, ?2) OR taken_until < ?4) RETURNING " TAKEN_COLUMNS},
+    {Sql::THUMBNAILS_ARE_PENDING, false, "SELECT 1 FROM content WHERE id = ?1 AND state = " STATE_STORED " AND thumbnails = 0"},
+    {Sql::THUMBNAILS_PUT_OFF, false,
+     "UPDATE content SET taker = 0, taken_until = ?3 + (tries + 1) * ?4 WHERE id = ?1 AND taker = ?2"},
+    {Sql::THUMBNAILS_GIVE_BACK, true, "UPDATE content SET taker = 0, taken_until = 0 WHERE thumbnails = 0 AND taker = ?1"},
 
     {Sql::FEED_BY_CREATION_BEFORE, false, FEED_PAGE("", "created", "<", "DESC")},
     {Sql::FEED_BY_CREATION_BEFORE_OF_TYPE, false, FEED_PAGE(OF_TYPE, "created", "<", "DESC")},

@@ -90,6 +90,11 @@ enum class Sql : std::size_t {
     SLOTS_ANSWERED_REMOVE,
     CONTENT_SET_THUMBNAILS,
     CONTENTS_PENDING,
+    THUMBNAILS_TAKE,
+    THUMBNAILS_TAKE_ONE,
+    THUMBNAILS_ARE_PENDING,
+    THUMBNAILS_PUT_OFF,
+    THUMBNAILS_GIVE_BACK,
 
     // Pages of a feed: 3 bases x 2 directions x (all types, one type), in the order that feedStatement() computes.
     FEED_BY_CREATION_BEFORE,
@@ -218,8 +223,9 @@ enum class Sql : std::size_t {
 
 struct SqlEntry {
     Sql sql;
-    /// Meant to visit every row: the lists and checks of the administrator's commands, and once a second at most, while somebody
-    /// waits for changes, the sessions, which are a few for each person.
+    /// Meant to visit every row: the lists and checks of the administrator's commands, what waits for its thumbnails, which has an
+    /// index of its own, and once a second at most, while somebody waits for changes, the sessions, which are a few for each
+    /// person.
     bool wholeTable;
     const char* text;                 ///< as SQLite takes it
     const char* postgresql = nullptr; ///< where PostgreSQL must be told otherwise; parameters and joins aside

@@ -8,6 +8,7 @@
 #include "store/Pairings.h"
 #include "store/People.h"
 #include "store/Sessions.h"
+#include "store/ThumbnailQueue.h"
 #include "store/Trash.h"
 
 #include "KinloomdProcess.h"
@@ -17,6 +18,7 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <set>
 #include <thread>
 
@@ -121,6 +123,73 @@ TEST_F(Engines, CountUploadsIntoOneGroupAndGiveThemTimesOfTheirOwn)
     EXPECT_EQ(findGroup(connection, group)->total, THREADS * UPLOADS);
     EXPECT_EQ(usedBytes(connection, anna), 10 * THREADS * UPLOADS);
     expectTrueTotals();
+}
+
+TEST_F(Engines, GiveEachContentToOneThatMakesItsThumbnails)
+{
+    constexpr std::size_t CONTENTS = 60;
+    for (std::size_t i = 0; i < CONTENTS; ++i)
+        newContent();
+    std::mutex mutex;
+    std::vector<Id> all;
+    together(4, [&](Database& database, unsigned i) {
+        const ThumbnailTaker taker{i + 1, now() + 60'000};
+        for (;;) {
+            const auto taken = takeForThumbnails(database.write(), taker, now(), 3);
+            // What others are taking right now is left out, and may be all that there is.
+            const std::lock_guard<std::mutex> lock(mutex);
+            for (const PendingContent& content : taken)
+                all.push_back(content.original.content);
+            if (all.size() >= CONTENTS)
+                return;
+        }
+    });
+    EXPECT_EQ(all.size(), CONTENTS);
+    EXPECT_EQ(std::set<Id>(all.begin(), all.end()).size(), CONTENTS);
+}
+
+TEST_F(Engines, FreeAContentForThumbnailsWhenItsTimeHasPassed)
+{
+    const Id content = newContent();
+    const auto connection = m_first.write();
+    const ThumbnailTaker first{1, 1000};
+    const ThumbnailTaker second{2, 2000};
+    ASSERT_EQ(takeForThumbnails(connection, first, 500, 10).size(), 1U);
+    EXPECT_THAT(takeForThumbnails(connection, second, 500, 10), IsEmpty());
+    EXPECT_FALSE(takeOneForThumbnails(connection, second, 500, content));
+    EXPECT_TRUE(takeOneForThumbnails(connection, first, 500, content)) << "who has it may have it for longer";
+    EXPECT_EQ(takeForThumbnails(connection, second, 1001, 10).size(), 1U);
+    EXPECT_FALSE(takeOneForThumbnails(connection, first, 1001, content)) << "another one has taken it over";
+    giveBackThumbnails(connection, 1);
+    EXPECT_THAT(takeForThumbnails(connection, first, 1001, 10), IsEmpty()) << "it is not that one's any more";
+    giveBackThumbnails(connection, 2);
+    EXPECT_EQ(takeForThumbnails(connection, first, 1001, 10).size(), 1U);
+    EXPECT_TRUE(areThumbnailsPending(connection, content));
+    setThumbnails(connection, content, Thumbnails::MADE);
+    EXPECT_FALSE(areThumbnailsPending(connection, content));
+    EXPECT_THAT(takeForThumbnails(connection, second, TAKEN_BY_NOBODY, 10), IsEmpty());
+    EXPECT_TRUE(takeOneForThumbnails(connection, second, 1001, content)) << "they may be lost";
+    setThumbnails(connection, content, Thumbnails::NONE);
+    EXPECT_FALSE(takeOneForThumbnails(connection, second, TAKEN_BY_NOBODY, content));
+}
+
+TEST_F(Engines, PutAContentOffThatHasFailedAndAtLastForGood)
+{
+    constexpr int MANY = 100;
+    const Id content = newContent();
+    const auto connection = m_first.write();
+    ASSERT_EQ(takeForThumbnails(connection, {1, now() + 1000}, now(), 10).size(), 1U);
+    putOffThumbnails(connection, 2, content);
+    EXPECT_FALSE(takeOneForThumbnails(connection, {2, now() + 1000}, now(), content)) << "another one's is left alone";
+    putOffThumbnails(connection, 1, content);
+    EXPECT_THAT(takeForThumbnails(connection, {2, now() + 1000}, now(), 10), IsEmpty());
+    EXPECT_TRUE(takeOneForThumbnails(connection, {2, now() + 1000}, now(), content)) << "for who asks it is tried";
+    int tries = 0;
+    while (tries < MANY && !takeForThumbnails(connection, {3 + tries, 0}, TAKEN_BY_NOBODY, 10).empty())
+        ++tries;
+    EXPECT_GT(tries, 1);
+    EXPECT_LT(tries, MANY);
+    EXPECT_TRUE(takeOneForThumbnails(connection, {2, 0}, TAKEN_BY_NOBODY, content));
 }
 
 TEST_F(Engines, KeepAPersonWithinTheRoomThatThereIs)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Several services that share their records: each is as good as the other, and none hangs when the records are away.
+#include "HostilePictures.h"
 #include "KeptMedia.h"
 #include "ServiceFixture.h"
 #include "TestPictures.h"
@@ -27,6 +28,25 @@ protected:
         Wire wire(port());
         wire.send("GET /healthz HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
         return wire.receive();
+    }
+
+    /// Of how many contents a service has made the thumbnails.
+    static unsigned long made(unsigned short where)
+    {
+        constexpr std::string_view NAME = "\nkinloomd_thumbnails_made_total ";
+        Wire wire(where);
+        wire.send("GET /metrics HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        const std::string text = wire.receive().body;
+        return std::stoul(text.substr(text.find(NAME) + NAME.size()));
+    }
+    /// Asks for a thumbnail as a client does that comes again when it is told to.
+    static HttpReply thumbnailOf(unsigned short where, const HttpReply& upload)
+    {
+        HttpReply reply;
+        do
+            reply = request(where, "GET", targetOf(field(upload, "contentThumbnail_540X405")));
+        while (reply.status == 503);
+        return reply;
     }
 
     std::unique_ptr<KinloomdProcess> m_other;
@@ -96,6 +116,49 @@ TEST_F(ManyServices, LetOneOfTwoUploadsFillAPlace)
     collectAllUnknown(m_data);
     EXPECT_EQ(countOriginals(m_data), static_cast<std::size_t>(ROUNDS));
     expectConsistent();
+}
+
+TEST_F(ManyServices, MakeThumbnailsOnceWhoeverAsksForThem)
+{
+    constexpr unsigned PHOTOS = 12;
+    const std::string group = anna().createGroup("Family");
+    ServiceClient elsewhere(m_other->port(), m_anna);
+    for (unsigned i = 0; i < PHOTOS; ++i) {
+        TestPicture picture = makePicture(640, 480);
+        picture.bytes += std::to_string(i);
+        const bool here = i % 2 == 0;
+        const HttpReply upload = here ? anna().upload(group, picture) : elsewhere.upload(group, picture);
+        ASSERT_EQ(upload.status, 200);
+        EXPECT_EQ(thumbnailOf(here ? m_other->port() : port(), upload).status, 200);
+    }
+    EXPECT_EQ(made(port()), PHOTOS / 2) << "each makes those of its own uploads";
+    EXPECT_EQ(made(m_other->port()), PHOTOS / 2);
+    m_other.reset();
+    expectConsistent();
+}
+
+TEST_F(ManyServices, TakeOverTheThumbnailsOfOneThatWasKilled)
+{
+    const std::string group = anna().createGroup("Family");
+    ServiceClient elsewhere(m_other->port(), m_anna);
+    // Something slow first, for each of its two processes, so that the other photos wait when the service is killed.
+    TestPicture slow = narrowPicture();
+    for (int i = 0; i < 2; ++i) {
+        slow.bytes += "x";
+        ASSERT_EQ(elsewhere.upload(group, slow).status, 200);
+    }
+    std::vector<HttpReply> uploads;
+    for (int i = 0; i < 3; ++i) {
+        TestPicture picture = makePicture(640, 480);
+        picture.bytes += std::to_string(i);
+        uploads.push_back(elsewhere.upload(group, picture));
+        ASSERT_EQ(uploads.back().status, 200);
+    }
+    m_other->kill();
+    m_other.reset();
+    for (const HttpReply& upload : uploads)
+        EXPECT_EQ(thumbnailOf(port(), upload).status, 200);
+    EXPECT_EQ(made(port()), uploads.size());
 }
 
 TEST_F(ManyServices, SayAtOnceThatTheirRecordsAreAwayAndGoOnWhenTheyAreBack)

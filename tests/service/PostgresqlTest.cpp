@@ -61,7 +61,7 @@ TEST_F(Postgresql, IsMadeOnceByManyThatStartAtOnce)
     for (std::future<void>& start : starts)
         EXPECT_NO_THROW(start.get());
     Database database(address);
-    EXPECT_EQ(database.read()->execute("SELECT version FROM schema_version"), TextRows{{"2"}});
+    EXPECT_EQ(database.read()->execute("SELECT version FROM schema_version"), TextRows{{"3"}});
 }
 
 TEST_F(Postgresql, IsReachedAgainWhenItHasCutAllConnections)

@@ -232,9 +232,15 @@ constexpr const char* ATTEMPTS_STEP = R"sql(
 ALTER TABLE content ADD COLUMN attempt bigint NOT NULL DEFAULT 0;
 )sql";
 
+constexpr const char* QUEUE_STEP = R"sql(
+ALTER TABLE content ADD COLUMN taker bigint NOT NULL DEFAULT 0;
+ALTER TABLE content ADD COLUMN taken_until bigint NOT NULL DEFAULT 0;
+ALTER TABLE content ADD COLUMN tries bigint NOT NULL DEFAULT 0;
+)sql";
+
 /// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
 /// is.
-constexpr const char* DATABASE_STEPS[] = {FIRST_STEP, ATTEMPTS_STEP};
+constexpr const char* DATABASE_STEPS[] = {FIRST_STEP, ATTEMPTS_STEP, QUEUE_STEP};
 constexpr int DATABASE_VERSION = std::size(DATABASE_STEPS);
 
 constexpr int ATTEMPTS_AT_VERSION = 5;

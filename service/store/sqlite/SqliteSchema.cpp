@@ -325,10 +325,18 @@ constexpr const char* ATTEMPTS = R"sql(
 ALTER TABLE content ADD COLUMN attempt INTEGER NOT NULL DEFAULT 0;
 )sql";
 
+// Which service makes the thumbnails of a content that has none yet, until when no other one does, and how often one took that up
+// (ThumbnailQueue.h).
+constexpr const char* QUEUE = R"sql(
+ALTER TABLE content ADD COLUMN taker INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE content ADD COLUMN taken_until INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE content ADD COLUMN tries INTEGER NOT NULL DEFAULT 0;
+)sql";
+
 /// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
 /// is.
 constexpr const char* STEPS[] = {
-    TABLES, TRASH, MEDIA, USED_BYTES, PAGE, COUNTS, ATTEMPTS,
+    TABLES, TRASH, MEDIA, USED_BYTES, PAGE, COUNTS, ATTEMPTS, QUEUE,
 };
 constexpr int VERSION = std::size(STEPS);
 
