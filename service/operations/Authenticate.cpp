@@ -31,6 +31,12 @@ bool isProof(const Authorization& sent, const NamedDevice& named, bool firstOfSe
 
 Caller callerOf(const Device& device) { return {device.id, 0, device.registered, device.signedIn, device.person}; }
 
+NamedDevice lookUp(Service& service, const std::string& duid)
+{
+    const auto connection = service.database().read();
+    return lookUpDevice(connection, duid);
+}
+
 Caller authenticateSigned(Service& service, const Request& request, bool firstOfSession)
 {
     const auto header = request.header("Authorization");
@@ -42,11 +48,10 @@ Caller authenticateSigned(Service& service, const Request& request, bool firstOf
     const Failure refusal = firstOfSession ? Failure::REFUSED_DEVICE : Failure::NOT_SIGNED;
     if (authorization->identifier != IDENTIFIER || authorization->appType != APP_TYPE || authorization->tokenType != TOKEN_TYPE)
         throw ServiceError(refusal);
-    const auto connection = service.database().read();
-    const NamedDevice named = lookUpDevice(connection, authorization->duid);
+    const NamedDevice named = lookUp(service, authorization->duid);
     if (!isProof(*authorization, named, firstOfSession))
         throw ServiceError(refusal);
-    service.signers().note(request.head, authorization->duid);
+    service.noteSigner(request.head, authorization->duid);
     return callerOf(named.device);
 }
 
@@ -59,7 +64,7 @@ Caller authenticateByNeighbours(Service& service, const Request& request)
         return authenticateSigned(service, request, false);
     if (!request.header("appToken"))
         throw ServiceError(Failure::NOT_SIGNED, "The request carries no appToken header.");
-    const std::string duid = service.signers().credited(request.head);
+    const std::string duid = service.creditedSigner(request.head);
     if (duid.empty())
         throw ServiceError(Failure::NOT_SIGNED_IN);
     const auto connection = service.database().read();

@@ -55,12 +55,14 @@ Service::Service(Options options)
       m_database(m_folder.database()),
       m_media(openMediaToServe(m_folder, m_database, m_options.media)),
       m_mediaSecret(mediaSecret(m_database)),
-      m_signers(earlierSigners(m_database, isShared()), !isShared()),
+      m_signers(earlierSigners(m_database, isShared())),
       m_thumbnailer(m_database, *m_media, m_options.limits.pixels, isShared()),
       m_purge(m_database, *m_media, m_options.limits.slotTime),
       m_web(m_options.webFolder),
       m_changes(m_database, followerLimits(m_options.limits))
 {
+    if (isShared())
+        m_sharedSigners.emplace(m_database);
     for (const std::string& fault : m_options.faults)
         m_faults.add(parseFault(fault));
     enterFolder();
@@ -89,6 +91,19 @@ void Service::stop()
     m_purge.stop();
     m_changes.stop();
     m_media->stop();
+}
+
+void Service::noteSigner(const httpd::RequestHead& head, const std::string& duid)
+{
+    if (m_sharedSigners)
+        m_sharedSigners->note(head, duid);
+    else
+        m_signers.note(head, duid);
+}
+
+std::string Service::creditedSigner(const httpd::RequestHead& head)
+{
+    return m_sharedSigners ? m_sharedSigners->credited(head) : m_signers.credited(head);
 }
 
 bool Service::beginUpload(Id slot)

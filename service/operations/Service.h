@@ -16,6 +16,7 @@
 #include "operations/Metrics.h"
 #include "operations/Options.h"
 #include "operations/Request.h"
+#include "operations/SharedSigners.h"
 #include "operations/Signers.h"
 #include "operations/TrashPurge.h"
 #include "operations/page/WebFiles.h"
@@ -52,7 +53,11 @@ public:
     const StopSignal& stopSignal() const { return m_stop; }
     /// Ends what requests and jobs wait for: the service is about to end.
     void stop();
-    Signers& signers() { return m_signers; }
+    /// A device has signed a request. Only for a thread that holds no connection to the database.
+    void noteSigner(const httpd::RequestHead& head, const std::string& duid);
+    /// The device that an unsigned request is credited to; empty when it cannot be told. Only for a thread that holds no connection
+    /// to the database.
+    std::string creditedSigner(const httpd::RequestHead& head);
     /// The addresses that a reply to this request may hold.
     Links linksFor(const Request& request) const { return linksFor(request, request.caller.device); }
     /// Addresses as they are given to a device.
@@ -91,8 +96,9 @@ private:
     LogThrottle m_signInThrottle{60, std::chrono::seconds(10)};
     StopSignal m_stop;
     std::mutex m_uploadsMutex;
-    std::set<Id> m_uploads; // guarded by m_uploadsMutex
-    Signers m_signers;
+    std::set<Id> m_uploads;                       // guarded by m_uploadsMutex
+    Signers m_signers;                            ///< of the only service
+    std::optional<SharedSigners> m_sharedSigners; ///< where there may be several
     Thumbnailer m_thumbnailer;
     TrashPurge m_purge;
     WebFiles m_web;

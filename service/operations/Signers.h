@@ -23,8 +23,8 @@ public:
     /// How many connections, and addresses, are remembered at least.
     static constexpr std::size_t REMEMBERED = 16'384;
 
-    /// \param alone whether every request comes to this service: of several none knows who else has signed from an address, and
-    /// only what is signed on a connection tells of others on it
+    /// \param alone whether every request comes to this service: of several none knows who else has signed from an address
+    /// (SharedSigners), and only what is signed on a connection tells of others on it
     explicit Signers(const RecentSigners& earlier = {}, bool alone = true);
 
     /// A device has signed a request.

@@ -43,6 +43,7 @@ void forgetOld(Database& database)
         forgetSessions(connection);
         forgetPairings(connection);
         forgetChanges(connection);
+        forgetSigners(connection, now() - DAY);
     });
 }
 

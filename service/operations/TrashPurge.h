@@ -21,7 +21,7 @@ bool purgeEntry(Database& database, const MediaStore& media, const TrashEntry& e
 /// Deletes for good what has been in the trash since before a time, the oldest first.
 void purgeTrash(Database& database, const MediaStore& media, Millis before, const std::function<bool()>& isStopped);
 
-/// Forgets sign-ins, invitations, codes and changes that are of no use any more.
+/// Forgets sign-ins, invitations, codes, changes and signers that are of no use any more.
 void forgetOld(Database& database);
 
 /// Does all of that at the start of a service and once a day, and has media without a record collected, on a thread of its own.

@@ -22,6 +22,14 @@ std::optional<Millis> optionalTime(const Query& query, int column)
     return query.integer(column);
 }
 
+std::vector<Signer> readSigners(Query& query)
+{
+    std::vector<Signer> signers;
+    while (query.step())
+        signers.push_back({query.text(0), query.text(1), query.integer(2)});
+    return signers;
+}
+
 std::vector<Person> readPeople(Query& query)
 {
     std::vector<Person> people;
@@ -225,7 +233,7 @@ void keepSigners(DatabaseConnection& connection, const RecentSigners& recent)
     if (!recent.whole)
         return;
     for (const Signer& signer : recent.signers)
-        Query(connection, Sql::SIGNER_ADD).bind(signer.address, signer.duid, signer.at).run();
+        noteSigner(connection, signer);
     Query(connection, Sql::SETTING_REMOVE).bind(SIGNERS_IN_USE).run();
 }
 
@@ -234,13 +242,25 @@ RecentSigners takeSigners(DatabaseConnection& connection)
     RecentSigners recent;
     {
         Query query(connection, Sql::SIGNER_LIST);
-        while (query.step())
-            recent.signers.push_back({query.text(0), query.text(1), query.integer(2)});
+        recent.signers = readSigners(query);
     }
     Query(connection, Sql::SIGNERS_FORGET).run();
     recent.whole = Query(connection, Sql::SETTING_SET).bind(SIGNERS_IN_USE, "").run() > 0;
     return recent;
 }
+
+void noteSigner(DatabaseConnection& connection, const Signer& signer)
+{
+    Query(connection, Sql::SIGNER_ADD).bind(signer.address, signer.duid, signer.at).run();
+}
+
+std::vector<Signer> signersAt(DatabaseConnection& connection, const std::pair<std::string, std::string>& places, Millis since)
+{
+    Query query(connection, Sql::SIGNERS_AT);
+    return readSigners(query.bind(places.first, places.second, since));
+}
+
+void forgetSigners(DatabaseConnection& connection, Millis before) { Query(connection, Sql::SIGNERS_FORGET_OLD).bind(before).run(); }
 
 std::string findSetting(DatabaseConnection& connection, const std::string& name)
 {

@@ -104,6 +104,14 @@ void keepSigners(DatabaseConnection& connection, const RecentSigners& recent);
 /// keeping them. Within a transaction.
 RecentSigners takeSigners(DatabaseConnection& connection);
 
+// What several services tell one another. The place of a signer is an address, or a connection.
+
+void noteSigner(DatabaseConnection& connection, const Signer& signer);
+/// Who has signed at two places since a time.
+std::vector<Signer> signersAt(DatabaseConnection& connection, const std::pair<std::string, std::string>& places, Millis since);
+/// Forgets who has not signed since a time.
+void forgetSigners(DatabaseConnection& connection, Millis before);
+
 void changeSetting(DatabaseConnection& connection, const std::string& name, const std::string& value);
 /// A secret of the service, made when it is asked for first.
 std::string secretSetting(DatabaseConnection& connection, const std::string& name);

@@ -166,6 +166,8 @@ constexpr SqlEntry STATEMENTS[] = {
      "INSERT INTO signer (address, duid, at) VALUES (?1, ?2, ?3) ON CONFLICT (address, duid) DO UPDATE SET at = excluded.at"},
     {Sql::SIGNER_LIST, true, "SELECT address, duid, at FROM signer ORDER BY at"},
     {Sql::SIGNERS_FORGET, true, "DELETE FROM signer"},
+    {Sql::SIGNERS_AT, false, "SELECT address, duid, at FROM signer WHERE address IN (?1, ?2) AND at > ?3"},
+    {Sql::SIGNERS_FORGET_OLD, true, "DELETE FROM signer WHERE at < ?1"},
 
     {Sql::GROUP_ADD, false, "INSERT INTO family (id, name, description, master_id, created) VALUES (?1, ?2, ?3, ?4, ?5)"},
     {Sql::GROUP_BY_ID, false,

@@ -40,6 +40,8 @@ enum class Sql : std::size_t {
     SIGNER_ADD,
     SIGNER_LIST,
     SIGNERS_FORGET,
+    SIGNERS_AT,
+    SIGNERS_FORGET_OLD,
 
     GROUP_ADD,
     GROUP_BY_ID,

@@ -161,6 +161,53 @@ TEST_F(ManyServices, TakeOverTheThumbnailsOfOneThatWasKilled)
     EXPECT_EQ(made(port()), uploads.size());
 }
 
+TEST_F(ManyServices, CreditCommentsToWhoHasSignedToAnyOfThem)
+{
+    const std::string group = anna().createGroup("Family");
+    const std::string photo = anna().uploadPhoto(group, smallPicture());
+    addMember(group, "Ben");
+    const HttpReply hers = lonelyComment(m_other->port(), photo, "hers");
+    ASSERT_EQ(hers.status, 200) << hers.body;
+    EXPECT_EQ(Xml(hers.body).text("/rsp/comment/commentCreator/userName"), "Anna");
+    // Ben signs to the other one, from the same address: whose a comment is then, only its connection tells.
+    Wire wire(m_other->port());
+    wire.send(requestBytes("GET", ServiceClient::path("me/group.list"), {}, {{"Authorization", authorizationOf(m_ben)}}));
+    EXPECT_EQ(wire.receive().status, 200);
+    EXPECT_EQ(lonelyComment(port(), photo, "whose").status, 401);
+    EXPECT_EQ(lonelyComment(m_other->port(), photo, "whose").status, 401);
+    wire.send(commentBytes(photo, "his"));
+    EXPECT_EQ(Xml(wire.receive().body).text("/rsp/comment/commentCreator/userName"), "Ben");
+}
+
+TEST_F(ManyServices, CreditCommentsThatAProxySendsToEachInTurn)
+{
+    const std::string group = anna().createGroup("Family");
+    const std::string photo = anna().uploadPhoto(group, smallPicture());
+    addMember(group, "Ben");
+    m_settings.arguments = {"--trusted-proxy", "127.0.0.1"};
+    restart();
+    m_other = std::make_unique<KinloomdProcess>(m_data, m_settings);
+    const auto say = [](unsigned short where, const std::string& client, std::string bytes) {
+        bytes.insert(bytes.find("\r\n") + 2, "Forwarded: for=\"" + client + "\"\r\n");
+        Wire wire(where);
+        wire.send(bytes);
+        return wire.receive();
+    };
+    const auto signedBy = [](const DeviceCredentials& device) {
+        return requestBytes("GET", ServiceClient::path("me/group.list"), {}, {{"Authorization", authorizationOf(device)}});
+    };
+    EXPECT_EQ(say(port(), "203.0.113.7:5000", signedBy(m_anna)).status, 200);
+    EXPECT_EQ(say(m_other->port(), "203.0.113.7:5001", signedBy(m_ben)).status, 200);
+    for (const unsigned short where : {port(), m_other->port()}) {
+        const auto author = [&](const std::string& client) {
+            return Xml(say(where, client, commentBytes(photo, "text")).body).text("/rsp/comment/commentCreator/userName");
+        };
+        EXPECT_EQ(author("203.0.113.7:5000"), "Anna");
+        EXPECT_EQ(author("203.0.113.7:5001"), "Ben");
+        EXPECT_EQ(say(where, "203.0.113.7:5002", commentBytes(photo, "whose")).status, 401);
+    }
+}
+
 TEST_F(ManyServices, SayAtOnceThatTheirRecordsAreAwayAndGoOnWhenTheyAreBack)
 {
     anna().createGroup("Family");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "operations/Signers.h"
+#include "operations/SharedSigners.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -137,6 +137,49 @@ TEST_F(SignersOf, ManyAddressesMakeNobodyCertainWhoWasForgotten)
     EXPECT_EQ(m_signers.credited(on("3"), m_begin), "") << "it may have been another one's";
     m_signers.note(on("2"), "b", m_begin + minutes(6));
     EXPECT_EQ(m_signers.credited(on("3"), m_begin + minutes(6)), "b");
+}
+
+/// Places are told by their names: "10.0.0.1" is an address, "10.0.0.1:5000" a connection behind a proxy.
+class TracesOf : public ::testing::Test {
+protected:
+    static constexpr Millis PRESENT = 100'000'000;
+    static constexpr Millis MINUTE = 60'000;
+
+    static std::string credited(const std::vector<Signer>& traces, bool forwarded = false)
+    {
+        httpd::RequestHead head;
+        head.address = "10.0.0.1";
+        head.connection = "10.0.0.1:5000";
+        head.forwarded = forwarded;
+        return SharedSigners::creditedBy(traces, head, PRESENT);
+    }
+    static Signer at(const std::string& place, const std::string& duid, Millis age) { return {place, duid, PRESENT - age}; }
+};
+
+TEST_F(TracesOf, AnAddressCountWhereTheyAreOfOneDevice)
+{
+    EXPECT_EQ(credited({}), "");
+    EXPECT_EQ(credited({at("10.0.0.1", "a", 0)}), "a");
+    EXPECT_EQ(credited({at("10.0.0.1", "a", 5 * MINUTE - 1)}), "a");
+    EXPECT_EQ(credited({at("10.0.0.1", "a", 5 * MINUTE)}), "");
+    EXPECT_EQ(credited({at("10.0.0.2", "a", 0)}), "");
+    EXPECT_EQ(credited({at("10.0.0.1", "a", 0), at("10.0.0.1", "b", 4 * MINUTE)}), "");
+    EXPECT_EQ(credited({at("10.0.0.1", "a", 0), at("10.0.0.1", "b", 6 * MINUTE - 1)}), "") << "it may have signed since";
+    EXPECT_EQ(credited({at("10.0.0.1", "a", 0), at("10.0.0.1", "b", 6 * MINUTE)}), "a");
+}
+
+TEST_F(TracesOf, AForwardedConnectionComeBeforeThoseOfItsAddress)
+{
+    const std::vector<Signer> traces{at("10.0.0.1:5000", "a", MINUTE), at("10.0.0.1", "a", MINUTE), at("10.0.0.1", "b", 0)};
+    EXPECT_EQ(credited(traces, true), "a");
+    EXPECT_EQ(credited(traces), "") << "a connection that is not forwarded has another name";
+    EXPECT_EQ(credited({at("10.0.0.1:5000", "a", 5 * MINUTE), at("10.0.0.1", "b", 0)}, true), "b") << "it may be another's";
+}
+
+TEST_F(TracesOf, TwoDevicesOnAForwardedConnectionCountWhenItIsCertainWhichCameLast)
+{
+    EXPECT_EQ(credited({at("10.0.0.1:5000", "a", MINUTE), at("10.0.0.1:5000", "b", 0)}, true), "b");
+    EXPECT_EQ(credited({at("10.0.0.1:5000", "a", MINUTE - 1), at("10.0.0.1:5000", "b", 0)}, true), "");
 }
 
 } // namespace
