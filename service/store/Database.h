@@ -23,7 +23,8 @@ class Engine;
 class Database {
 public:
     /// Opens the database at an address ("postgresql://..."), or in a file, which is made when it is not there, and brings it to
-    /// the present layout. Throws std::runtime_error when a newer program has written it.
+    /// the present layout. Throws std::runtime_error when a newer program has brought it to one that this
+    /// one does not understand.
     explicit Database(const std::string& location);
     ~Database();
     Database(const Database&) = delete;

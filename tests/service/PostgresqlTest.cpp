@@ -5,6 +5,7 @@
 #include "store/Locks.h"
 #include "store/People.h"
 #include "store/postgresql/PostgresqlEngine.h"
+#include "store/postgresql/PostgresqlSchema.h"
 
 #include "KinloomdProcess.h"
 
@@ -61,7 +62,8 @@ TEST_F(Postgresql, IsMadeOnceByManyThatStartAtOnce)
     for (std::future<void>& start : starts)
         EXPECT_NO_THROW(start.get());
     Database database(address);
-    EXPECT_EQ(database.read()->execute("SELECT version FROM schema_version"), TextRows{{"3"}});
+    EXPECT_EQ(database.read()->execute("SELECT version FROM schema_version"),
+              TextRows{{std::to_string(versionOf(postgresqlSteps()))}});
 }
 
 TEST_F(Postgresql, IsReachedAgainWhenItHasCutAllConnections)

@@ -164,8 +164,9 @@ TEST_F(Store, RefusesADatabaseOfANewerProgram)
 {
     {
         const auto connection = m_database.write();
-        connection->execute(kinloomd_test::onPostgresql() ? "UPDATE schema_version SET version = 999"
-                                                          : "PRAGMA user_version = 999");
+        connection->execute(kinloomd_test::onPostgresql()
+                                ? "UPDATE schema_version SET version = 999, least = 999"
+                                : "PRAGMA user_version = 999; UPDATE setting SET value = '999' WHERE name = 'schema_least'");
     }
     EXPECT_THROW(Database{databaseOf(m_folder.path())}, std::runtime_error);
 }

@@ -3,9 +3,9 @@
 
 #include "store/postgresql/PostgresqlConnection.h"
 
-#include <iterator>
-#include <stdexcept>
+#include <chrono>
 #include <string>
+#include <thread>
 
 namespace kinloomd {
 
@@ -238,20 +238,12 @@ ALTER TABLE content ADD COLUMN taken_until bigint NOT NULL DEFAULT 0;
 ALTER TABLE content ADD COLUMN tries bigint NOT NULL DEFAULT 0;
 )sql";
 
-/// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
-/// is.
-constexpr const char* DATABASE_STEPS[] = {FIRST_STEP, ATTEMPTS_STEP, QUEUE_STEP};
-constexpr int DATABASE_VERSION = std::size(DATABASE_STEPS);
-
 constexpr int ATTEMPTS_AT_VERSION = 5;
 
-int versionIn(const TextRows& rows) { return rows.empty() ? 0 : std::stoi(rows.front().front()); }
-
-void requireKnown(int version)
-{
-    if (version > DATABASE_VERSION)
-        throw std::runtime_error("the database was written by a newer kinloomd");
-}
+// A step waits for the tables that it changes, and all others wait behind it: not for longer than they have patience.
+constexpr const char* PATIENCE_OF_STEPS = "SET LOCAL lock_timeout = '2s'";
+constexpr int ATTEMPTS_AT_STEPS = 20;
+constexpr std::chrono::milliseconds PAUSE_OF_STEPS{500};
 
 /// Makes the table of the version, of which there is one row. Of programs that do so at once some may fail: what they wanted is
 /// there when they look again.
@@ -261,6 +253,7 @@ void makeVersion(PostgresqlConnection& connection)
         try {
             connection.execute("CREATE TABLE IF NOT EXISTS schema_version (one bigint PRIMARY KEY CHECK (one = 1), "
                                "version bigint NOT NULL)");
+            connection.execute("ALTER TABLE schema_version ADD COLUMN IF NOT EXISTS least bigint NOT NULL DEFAULT 0");
             connection.execute("INSERT INTO schema_version (one, version) VALUES (1, 0) ON CONFLICT DO NOTHING");
             return;
         } catch (const DatabaseUnavailable&) {
@@ -280,26 +273,66 @@ bool hasVersion(PostgresqlConnection& connection)
                 .empty();
 }
 
-} // namespace
+int versionIn(const TextRows& rows) { return rows.empty() ? 0 : std::stoi(rows.front().front()); }
 
-void prepareSchema(PostgresqlConnection& connection)
+Layout layoutOf(PostgresqlConnection& connection, const char* lock)
 {
-    if (hasVersion(connection)) {
-        const int version = versionIn(connection.execute("SELECT version FROM schema_version"));
-        requireKnown(version);
-        if (version == DATABASE_VERSION)
-            return;
-    }
-    makeVersion(connection);
+    const TextRows rows = connection.execute(std::string("SELECT version, least FROM schema_version WHERE one = 1") + lock);
+    return rows.empty() ? Layout() : Layout{std::stoi(rows[0].at(0)), std::stoi(rows[0].at(1))};
+}
+
+/// \return whether nothing is to be done.
+bool isReady(PostgresqlConnection& connection, const SchemaSteps& steps)
+{
+    // The version alone, since the first programs wrote nothing else.
+    if (!hasVersion(connection) || versionIn(connection.execute("SELECT version FROM schema_version")) < versionOf(steps))
+        return false;
+    requireUnderstood(layoutOf(connection, ""), steps);
+    return true;
+}
+
+void bringForward(PostgresqlConnection& connection, const SchemaSteps& steps)
+{
     Transaction transaction(connection);
     connection.execute("SET LOCAL lock_timeout = '30s'");
     // Programs that start at once wait for one another here, and the second finds what the first has done.
-    const int version = versionIn(connection.execute("SELECT version FROM schema_version WHERE one = 1 FOR UPDATE"));
-    requireKnown(version);
-    for (int step = version; step < DATABASE_VERSION; ++step)
-        connection.execute(DATABASE_STEPS[step]);
-    connection.execute("UPDATE schema_version SET version = " + std::to_string(DATABASE_VERSION) + " WHERE one = 1");
+    const Layout found = layoutOf(connection, " FOR UPDATE");
+    requireUnderstood(found, steps);
+    if (found.version >= versionOf(steps))
+        return;
+    connection.execute(PATIENCE_OF_STEPS);
+    for (int step = found.version; step < versionOf(steps); ++step)
+        connection.execute(steps.at(static_cast<std::size_t>(step)).text);
+    const Layout reached = layoutBehind(steps);
+    connection.execute("UPDATE schema_version SET version = " + std::to_string(reached.version) +
+                       ", least = " + std::to_string(reached.least) + " WHERE one = 1");
     transaction.commit();
+}
+
+} // namespace
+
+const SchemaSteps& postgresqlSteps()
+{
+    static const SchemaSteps steps = {{FIRST_STEP, 1}, {ATTEMPTS_STEP, 2}, {QUEUE_STEP, 2}};
+    return steps;
+}
+
+void prepareSchema(PostgresqlConnection& connection, const SchemaSteps& steps)
+{
+    if (isReady(connection, steps))
+        return;
+    makeVersion(connection);
+    for (int attempt = 1;; ++attempt) {
+        try {
+            bringForward(connection, steps);
+            return;
+        } catch (const DatabaseUnavailable&) {
+            // Those who use the tables right now are through soon.
+            if (attempt == ATTEMPTS_AT_STEPS || !connection.isUsable())
+                throw;
+        }
+        std::this_thread::sleep_for(PAUSE_OF_STEPS);
+    }
 }
 
 } // namespace kinloomd

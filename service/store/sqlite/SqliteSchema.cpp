@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "store/sqlite/SqliteSchema.h"
 
+#include "store/People.h"
 #include "store/sqlite/SqliteConnection.h"
 
-#include <iterator>
 #include <sqlite3.h>
 #include <stdexcept>
 #include <string>
@@ -333,14 +333,17 @@ ALTER TABLE content ADD COLUMN taken_until INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE content ADD COLUMN tries INTEGER NOT NULL DEFAULT 0;
 )sql";
 
-/// What brings a database from each version to the next; a new one starts at version 0. A step that has been released stays as it
-/// is.
-constexpr const char* STEPS[] = {
-    TABLES, TRASH, MEDIA, USED_BYTES, PAGE, COUNTS, ATTEMPTS, QUEUE,
-};
-constexpr int VERSION = std::size(STEPS);
+constexpr const char* LEAST_SETTING = "schema_least";
 
-int versionOf(SqliteConnection& connection) { return std::stoi(connection.execute("PRAGMA user_version").at(0).at(0)); }
+int versionIn(SqliteConnection& connection) { return std::stoi(connection.execute("PRAGMA user_version").at(0).at(0)); }
+
+/// Programs of before that wrote no such setting understood nothing but their own layout.
+Layout layoutOf(SqliteConnection& connection)
+{
+    const int version = versionIn(connection);
+    const std::string least = version == 0 ? std::string() : findSetting(connection, LEAST_SETTING);
+    return {version, least.empty() ? version : std::stoi(least)};
+}
 
 /// Lets steps build tables anew, which must not take along what refers to the old ones. Outside of transactions only: within one
 /// the setting does nothing.
@@ -368,20 +371,31 @@ void requireReferences(SqliteConnection& connection)
 
 } // namespace
 
-void prepareSchema(SqliteConnection& connection)
+const SchemaSteps& sqliteSteps()
 {
-    if (versionOf(connection) == VERSION)
+    static const SchemaSteps steps = {
+        {TABLES, 1}, {TRASH, 2}, {MEDIA, 3}, {USED_BYTES, 4}, {PAGE, 5}, {COUNTS, 6}, {ATTEMPTS, 7}, {QUEUE, 7},
+    };
+    return steps;
+}
+
+void prepareSchema(SqliteConnection& connection, const SchemaSteps& steps)
+{
+    if (versionIn(connection) == versionOf(steps))
         return;
     const LooseReferences loose(connection);
     // Two programs may find the same old folder at once; the second to get here must see what the first has done.
     Transaction transaction(connection);
-    const int version = versionOf(connection);
-    if (version > VERSION)
-        throw std::runtime_error("the data folder was written by a newer kinloomd");
-    for (int step = version; step < VERSION; ++step)
-        connection.execute(STEPS[step]);
+    const Layout found = layoutOf(connection);
+    requireUnderstood(found, steps);
+    if (found.version >= versionOf(steps))
+        return;
+    for (int step = found.version; step < versionOf(steps); ++step)
+        connection.execute(steps.at(static_cast<std::size_t>(step)).text);
     requireReferences(connection);
-    connection.execute("PRAGMA user_version = " + std::to_string(VERSION));
+    const Layout reached = layoutBehind(steps);
+    changeSetting(connection, LEAST_SETTING, std::to_string(reached.least));
+    connection.execute("PRAGMA user_version = " + std::to_string(reached.version));
     transaction.commit();
 }
 
