@@ -58,18 +58,22 @@ Page requestedPage(const Parameters& query)
     return before.empty() ? Page{FeedDirection::AFTER, after} : Page{FeedDirection::BEFORE, before};
 }
 
+/// The content that a marker names; 0 for none.
+Id contentOf(const Page& page) { return parseId(page.marker).value_or(0); }
+
 /// The place that a marker names: an end of the feed, a content, or, in the orders by time, a time.
-Marker resolveMarker(DatabaseConnection& connection, Id group, const Page& page, FeedBase base)
+/// \param place of the content that it names
+Marker resolveMarker(const Page& page, FeedBase base, const std::optional<Marker>& place)
 {
     for (const EndEntry& end : ENDS) {
         if (end.direction == page.direction && end.name == page.marker)
             return end.marker;
     }
-    if (const auto id = parseId(page.marker)) {
+    if (const Id id = contentOf(page); id != 0) {
         if (base == FeedBase::CONTENT_ID)
-            return {0, *id};
-        if (const auto marker = markerOf(connection, group, *id, base))
-            return *marker;
+            return {0, id};
+        if (place)
+            return *place;
         throw ServiceError(Failure::BAD_PARAMETER, "The marker is no content of this group.");
     }
     const auto time = parseTime(page.marker);
@@ -124,8 +128,9 @@ Reply handleFeeds(Service& service, Request& request)
     const Include include = includeParameter(request.query);
     const auto connection = service.database().readInTurn();
     const Snapshot snapshot(connection);
-    requirePermission(Action::READ_FEED, roleInGroup(connection, group, request.caller.person.id));
-    feed.from = resolveMarker(connection, group, page, feed.base);
+    const FeedEntry entry = enterFeed(connection, group, request.caller.person.id, contentOf(page), feed.base);
+    requirePermission(Action::READ_FEED, entry.role);
+    feed.from = resolveMarker(page, feed.base, entry.marker);
     return longReply(service, connection, std::make_unique<FeedListing>(service, request, feed, include));
 }
 

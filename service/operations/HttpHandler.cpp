@@ -5,6 +5,7 @@
 #include "operations/Dispatch.h"
 #include "operations/MetricsHandlers.h"
 #include "operations/Router.h"
+#include "store/Connection.h"
 
 namespace kinloomd {
 
@@ -70,7 +71,8 @@ httpd::Reply HttpHandler::refusal(const httpd::RequestHead& head, const httpd::R
 
 void HttpHandler::ended(const httpd::RequestHead& head, std::optional<unsigned> status, std::chrono::steady_clock::duration time)
 {
-    m_service.metrics().ended(operationOf(head), status, time);
+    // Connections have a thread each, so these are the statements of this request.
+    m_service.metrics().ended(operationOf(head), status, time, takeStatementCount());
     if (m_service.options().logRequests)
         logRequest(head, status, time);
 }

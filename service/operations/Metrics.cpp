@@ -69,7 +69,8 @@ constexpr ServerCount SERVER_COUNTS[] = {
 
 } // namespace
 
-void Metrics::ended(const std::string& operation, std::optional<unsigned> status, std::chrono::duration<double> time)
+void Metrics::ended(const std::string& operation, std::optional<unsigned> status, std::chrono::duration<double> time,
+                    std::uint64_t statements)
 {
     const auto* const bound = std::lower_bound(BOUNDS.begin(), BOUNDS.end(), time.count());
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -77,6 +78,7 @@ void Metrics::ended(const std::string& operation, std::optional<unsigned> status
     Durations& durations = m_durations[operation];
     ++durations.counts.at(static_cast<std::size_t>(bound - BOUNDS.begin()));
     durations.sum += time.count();
+    m_statements[operation] += statements;
 }
 
 void Metrics::refused(unsigned status)
@@ -111,6 +113,9 @@ std::string Metrics::text(const httpd::Counters& server, const Levels& levels) c
         writer.sample(label("operation", operation), number(durations.sum), "_sum");
         writer.sample(label("operation", operation), sum, "_count");
     }
+    writer.family("kinloomd_database_statements_total", "counter", "Statements that the database ran for requests, by operation.");
+    for (const auto& [operation, count] : m_statements)
+        writer.sample(label("operation", operation), count);
     for (const ServerCount& count : SERVER_COUNTS) {
         writer.family(count.name, count.type, count.help);
         writer.sample({}, (server.*count.value).load());

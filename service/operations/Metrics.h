@@ -26,8 +26,10 @@ public:
         std::uint64_t made = 0;  ///< contents whose thumbnails were made so far
     };
 
-    /// A request has ended. \param operation of the table of operations, or another word for what was asked.
-    void ended(const std::string& operation, std::optional<unsigned> status, std::chrono::duration<double> time);
+    /// A request has ended. \param operation of the table of operations, or another word for what was asked. \param statements that
+    /// the database ran for it
+    void ended(const std::string& operation, std::optional<unsigned> status, std::chrono::duration<double> time,
+               std::uint64_t statements);
     /// A request was refused before it was looked at.
     void refused(unsigned status);
     /// A request has not proven who it comes from.
@@ -48,6 +50,7 @@ private:
     std::map<std::string, std::map<unsigned, std::uint64_t>>
         m_requests;                                       ///< by operation and status, 0 for none; guarded by m_mutex
     std::map<std::string, Durations> m_durations;         ///< by operation; guarded by m_mutex
+    std::map<std::string, std::uint64_t> m_statements;    ///< by operation; guarded by m_mutex
     std::map<unsigned, std::uint64_t> m_refused;          ///< by status; guarded by m_mutex
     std::map<std::string, std::uint64_t> m_failedSignIns; ///< by the service's own code; guarded by m_mutex
 };

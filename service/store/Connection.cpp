@@ -3,7 +3,19 @@
 
 #include "core/Text.h"
 
+#include <utility>
+
 namespace kinloomd {
+
+namespace {
+
+thread_local std::uint64_t statementCount = 0;
+
+} // namespace
+
+std::uint64_t takeStatementCount() { return std::exchange(statementCount, 0); }
+
+void Query::count() { ++statementCount; }
 
 void Query::requireText(std::string_view value)
 {

@@ -76,6 +76,9 @@ private:
     std::array<std::unique_ptr<PreparedStatement>, static_cast<std::size_t>(Sql::COUNT)> m_statements;
 };
 
+/// How many statements of the table this thread has run since it was asked last. Beginnings and ends of transactions do not count.
+std::uint64_t takeStatementCount();
+
 /// One use of a prepared statement. The statement goes back to its connection, reset, at the end of its life. Texts bound to it
 /// must outlive it.
 class Query {
@@ -85,6 +88,7 @@ public:
     {
         if (!m_statement)
             m_statement = connection.prepare(sql);
+        count();
     }
     ~Query()
     {
@@ -112,6 +116,7 @@ public:
     bool isNull(int column) const { return m_statement->isNull(column); }
 
 private:
+    static void count();
     /// Throws NotText for bytes that not every engine takes.
     static void requireText(std::string_view value);
 

@@ -58,32 +58,39 @@ Sql feedStatement(FeedBase base, FeedDirection direction, ContentType type)
                             (type == ContentType::ANY ? 0 : 1));
 }
 
-std::optional<Marker> markerOf(DatabaseConnection& connection, Id group, Id content, FeedBase base)
+FeedEntry enterFeed(DatabaseConnection& connection, Id group, Id person, Id content, FeedBase base)
 {
-    Query query(connection, Sql::CONTENT_MARKER);
-    query.bind(content, group);
+    FeedEntry entry;
+    Query query(connection, Sql::FEED_ENTRY);
+    query.bind(group, person, content);
     if (!query.step())
-        return std::nullopt;
-    return Marker{query.integer(base == FeedBase::UPLOAD_TIME ? 1 : 0), content};
+        return entry;
+    entry.role = query.integer(0) != 0 ? Role::MASTER : Role::MEMBER;
+    const int time = base == FeedBase::UPLOAD_TIME ? 2 : 1;
+    if (!query.isNull(time))
+        entry.marker = Marker{query.integer(time), content};
+    return entry;
 }
 
 bool readFeed(DatabaseConnection& connection, FeedPage& page, const Taker<Content>& take)
 {
-    const std::int64_t epoch = mediaEpochOf(connection, page.group);
-    return readInParts(page.count, [&](std::int64_t count) {
-        Query query(connection, feedStatement(page.base, page.direction, page.type));
-        if (page.type == ContentType::ANY)
-            query.bind(page.group, page.from.time, page.from.id, count);
-        else
-            query.bind(page.group, page.from.time, page.from.id, count, static_cast<int>(page.type));
-        return takeRows(query, [&] {
-            Content content = readContent(query);
-            content.mediaEpoch = epoch;
-            page.from = {page.base == FeedBase::UPLOAD_TIME ? content.uploaded : content.created, content.id};
-            --page.count;
-            return take(content);
-        });
-    });
+    return readInParts(
+        page.count,
+        [&](std::int64_t count) {
+            Query query(connection, feedStatement(page.base, page.direction, page.type));
+            if (page.type == ContentType::ANY)
+                query.bind(page.group, page.from.time, page.from.id, count);
+            else
+                query.bind(page.group, page.from.time, page.from.id, count, static_cast<int>(page.type));
+            return takeRows(query, [&] {
+                Content content = readContent(query);
+                content.mediaEpoch = query.integer(15);
+                page.from = {page.base == FeedBase::UPLOAD_TIME ? content.uploaded : content.created, content.id};
+                --page.count;
+                return take(content);
+            });
+        },
+        page.rowsAtOnce);
 }
 
 std::optional<Content> findContent(DatabaseConnection& connection, Id id)
@@ -163,13 +170,18 @@ std::int64_t countBetween(DatabaseConnection& connection, Id group, Millis from,
     return query.integer(0);
 }
 
-std::optional<Marker> contentAt(DatabaseConnection& connection, Id group, std::int64_t index)
+PagePlace enterPage(DatabaseConnection& connection, Id group, Id person, std::int64_t index)
 {
-    Query query(connection, Sql::CONTENT_AT_INDEX);
-    query.bind(group, index);
+    PagePlace entry;
+    Query query(connection, Sql::PAGE_ENTRY);
+    query.bind(group, person, index);
     if (!query.step())
-        return std::nullopt;
-    return Marker{query.integer(0), query.integer(1)};
+        return entry;
+    entry.role = query.integer(0) != 0 ? Role::MASTER : Role::MEMBER;
+    entry.total = query.integer(1);
+    if (!query.isNull(3))
+        entry.place = Marker{query.integer(2), query.integer(3)};
+    return entry;
 }
 
 std::int64_t indexOf(DatabaseConnection& connection, Id group, const Marker& content)

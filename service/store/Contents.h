@@ -4,6 +4,7 @@
 #define KINLOOMD_STORE_CONTENTS_H
 
 #include "store/Database.h"
+#include "store/Parts.h"
 #include "store/Records.h"
 
 #include <limits>
@@ -57,8 +58,12 @@ struct Marker {
 inline constexpr Marker BEHIND_NEWEST = {std::numeric_limits<Millis>::max(), std::numeric_limits<Id>::max()};
 inline constexpr Marker BEFORE_OLDEST = {std::numeric_limits<Millis>::min(), 0};
 
-/// The place of a content of the group, deleted ones included; nothing for any other.
-std::optional<Marker> markerOf(DatabaseConnection& connection, Id group, Id content, FeedBase base);
+/// Who reads a feed, and from where.
+struct FeedEntry {
+    Role role = Role::STRANGER;
+    std::optional<Marker> marker; ///< the place of the content, deleted ones included; nothing for one that is not of the group
+};
+FeedEntry enterFeed(DatabaseConnection& connection, Id group, Id person, Id content, FeedBase base);
 
 /// A page of a group's feed, or what is left of it.
 struct FeedPage {
@@ -68,6 +73,7 @@ struct FeedPage {
     ContentType type = ContentType::ANY;
     Marker from;
     std::int64_t count = 0; ///< contents at most
+    std::int64_t rowsAtOnce = ROWS_AT_ONCE;
 };
 
 /// Reads on in a page, and moves it past each content that is taken, so that contents which come or go between two calls neither
@@ -102,8 +108,13 @@ std::optional<Id> findByDigest(DatabaseConnection& connection, Id group, const s
 std::optional<Millis> newestBefore(DatabaseConnection& connection, Id group, Millis before);
 /// How many contents were made from one time on and before another one.
 std::int64_t countBetween(DatabaseConnection& connection, Id group, Millis from, Millis before);
-/// The content at a place.
-std::optional<Marker> contentAt(DatabaseConnection& connection, Id group, std::int64_t index);
+/// Who looks at a group, how much is in it, and which content is at a place.
+struct PagePlace {
+    Role role = Role::STRANGER;
+    std::int64_t total = 0;
+    std::optional<Marker> place;
+};
+PagePlace enterPage(DatabaseConnection& connection, Id group, Id person, std::int64_t index);
 /// The place of a content.
 std::int64_t indexOf(DatabaseConnection& connection, Id group, const Marker& content);
 /// The file of a content, for those who fetch many.

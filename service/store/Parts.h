@@ -13,6 +13,7 @@
 namespace kinloomd {
 
 inline constexpr std::int64_t ROWS_AT_ONCE = 250;
+inline constexpr std::int64_t ROWS_OF_PAGE = 1000; ///< of lists that are in memory as a whole anyway
 inline constexpr std::int64_t ALL_ROWS = std::numeric_limits<std::int64_t>::max();
 
 /// What has come of a part.
@@ -32,12 +33,12 @@ template <typename Take> PartRead takeRows(Query& query, const Take& take)
     return part;
 }
 
-/// Reads up to so many rows. \param readPart reads the next of them, at most as many as it is told. \return whether nothing is
-/// left.
-template <typename ReadPart> bool readInParts(std::int64_t count, const ReadPart& readPart)
+/// Reads up to so many rows. \param readPart reads the next of them, at most as many as it is told: \p atOnce. \return whether
+/// nothing is left.
+template <typename ReadPart> bool readInParts(std::int64_t count, const ReadPart& readPart, std::int64_t atOnce = ROWS_AT_ONCE)
 {
     while (count > 0) {
-        const std::int64_t wanted = std::min(count, ROWS_AT_ONCE);
+        const std::int64_t wanted = std::min(count, atOnce);
         const PartRead part = readPart(wanted);
         if (!part.more)
             return false;

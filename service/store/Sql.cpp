@@ -111,12 +111,13 @@ static_assert(isDigitOf(TYPE_PHOTO, ContentType::PHOTO) && isDigitOf(TYPE_VIDEO,
     "SELECT m.group_id FROM member m CROSS JOIN member o ON o.person_id = ?4 AND o.group_id = m.group_id "                         \
     "WHERE m.person_id = ?1 ORDER BY " index " LIMIT ?2 OFFSET ?3"
 
+#define FEED_EPOCH "(SELECT media_epoch FROM family WHERE id = ?1)"
 #define FEED_PAGE(type, key, comparison, direction)                                                                                \
-    "SELECT " CONTENT_COLUMNS " FROM content c CROSS JOIN person p ON p.id = c.creator_id "                                        \
+    "SELECT " CONTENT_COLUMNS ", " FEED_EPOCH " FROM content c CROSS JOIN person p ON p.id = c.creator_id "                        \
     "WHERE c.group_id = ?1 AND c.state = " STATE_STORED " " type "AND (c." key ", c.id) " comparison " (?2, ?3) "                  \
     "ORDER BY c." key " " direction ", c.id " direction " LIMIT ?4"
 #define FEED_PAGE_BY_ID(type, comparison, direction)                                                                               \
-    "SELECT " CONTENT_COLUMNS " FROM content c CROSS JOIN person p ON p.id = c.creator_id "                                        \
+    "SELECT " CONTENT_COLUMNS ", " FEED_EPOCH " FROM content c CROSS JOIN person p ON p.id = c.creator_id "                        \
     "WHERE c.group_id = ?1 AND c.state = " STATE_STORED " " type "AND ?2 IS NOT NULL AND c.id " comparison                         \
     " ?3 ORDER BY c.id " direction " LIMIT ?4"
 #define OF_TYPE "AND c.type = ?5 "
@@ -183,6 +184,20 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::GROUP_ROLE, false,
      "SELECT " IS("f.master_id",
                   "?2") " FROM family f CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id WHERE f.id = ?1"},
+    // What a person is to a group, and the place of a content in its feed, with nothing where there is none.
+    {Sql::FEED_ENTRY, false,
+     "SELECT " IS("f.master_id", "?2") ", c.created, c.uploaded FROM family f "
+                                       "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id "
+                                       "LEFT JOIN content c ON c.id = ?3 AND c.group_id = f.id AND c.state <> " STATE_RESERVED
+                                       " WHERE f.id = ?1"},
+    // The same with how many contents there are, and the content at a place among them, which counts from 0, the newest first.
+    {Sql::PAGE_ENTRY, false,
+     "SELECT " IS("f.master_id",
+                  "?2") ", f.total_count, c.created, c.id FROM family f "
+                        "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id LEFT JOIN (SELECT created, id FROM content "
+                        "WHERE group_id = ?1 AND state = " STATE_STORED
+                        " ORDER BY created DESC, id DESC LIMIT 1 OFFSET ?3) c ON c.id > 0 "
+                        "WHERE f.id = ?1"},
     {Sql::GROUP_USED, false, "UPDATE member SET used = ?2 WHERE group_id = ?1"},
     {Sql::GROUP_NEW_EPOCH, false, "UPDATE family SET media_epoch = media_epoch + 1 WHERE id = ?1"},
     {Sql::GROUP_EPOCH, false, "SELECT media_epoch FROM family WHERE id = ?1"},
@@ -240,8 +255,6 @@ constexpr SqlEntry STATEMENTS[] = {
          "c.creator_id",
          "?2") " FROM content c CROSS JOIN family f ON f.id = c.group_id "
                "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
-    {Sql::CONTENT_MARKER, false,
-     "SELECT created, uploaded FROM content WHERE id = ?1 AND group_id = ?2 AND state <> " STATE_RESERVED},
     {Sql::CONTENT_ORIGINALS, true,
      "SELECT id, attempt FROM content WHERE state IN (" STATE_STORED ", " STATE_TRASHED ") ORDER BY id"},
     {Sql::CONTENT_SENT_BEFORE, false,
@@ -253,9 +266,6 @@ constexpr SqlEntry STATEMENTS[] = {
      "SELECT created FROM content WHERE group_id = ?1 AND state = " STATE_STORED " AND created < ?2 ORDER BY created DESC LIMIT 1"},
     {Sql::CONTENT_COUNT_BETWEEN, false,
      "SELECT count(*) FROM content WHERE group_id = ?1 AND state = " STATE_STORED " AND created >= ?2 AND created < ?3"},
-    {Sql::CONTENT_AT_INDEX, false,
-     "SELECT created, id FROM content WHERE group_id = ?1 AND state = " STATE_STORED
-     " ORDER BY created DESC, id DESC LIMIT 1 OFFSET ?2"},
     {Sql::CONTENT_INDEX, false,
      "SELECT count(*) FROM content WHERE group_id = ?1 AND state = " STATE_STORED " AND (created, id) > (?2, ?3)"},
     {Sql::CONTENT_FILES_BETWEEN, false,

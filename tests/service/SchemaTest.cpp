@@ -92,7 +92,8 @@ TEST_F(Schema, OfTheFirstVersionIsBroughtForwardWithAllThatIsInIt)
     EXPECT_EQ(findMedia(connection, 4)->thumbnails, Thumbnails::MADE) << "they were made before the reply once";
     EXPECT_TRUE(listPendingContents(connection).empty());
     EXPECT_FALSE(findContent(connection, 7));
-    EXPECT_TRUE(markerOf(connection, 3, 7, FeedBase::UPLOAD_TIME)) << "feeds can still be paged from a content that was deleted";
+    EXPECT_TRUE(enterFeed(connection, 3, 1, 7, FeedBase::UPLOAD_TIME).marker)
+        << "feeds can still be paged from a content that was deleted";
     EXPECT_EQ(secretSetting(connection, "media_secret"), "secret");
     const RecentSigners recent = takeSigners(connection);
     EXPECT_TRUE(recent.signers.empty()) << "an old sign-in says nothing about others of its address";

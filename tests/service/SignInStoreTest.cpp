@@ -192,13 +192,13 @@ TEST_F(SignIns, ContentsAreFoundByTheirPlace)
     page.count = 100;
     readFeed(connection, page, [&](const Content& content) {
         newestFirst.push_back(content.id);
-        const auto place = contentAt(connection, group, static_cast<std::int64_t>(newestFirst.size()) - 1);
+        const auto place = enterPage(connection, group, anna, static_cast<std::int64_t>(newestFirst.size()) - 1).place;
         EXPECT_EQ(place ? place->id : 0, content.id);
         EXPECT_EQ(indexOf(connection, group, {content.created, content.id}), static_cast<std::int64_t>(newestFirst.size()) - 1);
         return true;
     });
     EXPECT_EQ(newestFirst.size(), ids.size());
-    EXPECT_FALSE(contentAt(connection, group, 50));
+    EXPECT_FALSE(enterPage(connection, group, anna, 50).place);
 }
 
 TEST_F(SignIns, MonthsHoldEachContentOnce)

@@ -455,7 +455,7 @@ TEST_P(Feed, ShowsEachContentExactlyOnceAtAnyPageSize)
                 seen.push_back(content.id);
             if (page.empty())
                 break;
-            marker = *markerOf(connection, group, page.back().id, base);
+            marker = *enterFeed(connection, group, anna.id, page.back().id, base).marker;
         }
         EXPECT_EQ(seen.size(), expected.size()) << count;
         EXPECT_EQ(std::set<Id>(seen.begin(), seen.end()), expected) << count;
@@ -477,7 +477,7 @@ TEST_F(Store, GoesOnFromAMarkerThatWasDeleted)
     const Id third = newContent(connection, group, anna.id);
     trashContent(connection, second, anna.id);
     for (const FeedBase base : {FeedBase::CREATED_TIME, FeedBase::UPLOAD_TIME, FeedBase::CONTENT_ID}) {
-        const auto marker = markerOf(connection, group, second, base);
+        const auto marker = enterFeed(connection, group, anna.id, second, base).marker;
         ASSERT_TRUE(marker);
         const auto before = listFeed(connection, {group, base, FeedDirection::BEFORE, ContentType::ANY, *marker, 10});
         const auto after = listFeed(connection, {group, base, FeedDirection::AFTER, ContentType::ANY, *marker, 10});
@@ -486,7 +486,7 @@ TEST_F(Store, GoesOnFromAMarkerThatWasDeleted)
         ASSERT_EQ(after.size(), 1U);
         EXPECT_EQ(after[0].id, third);
     }
-    EXPECT_FALSE(markerOf(connection, group, third + 1, FeedBase::CONTENT_ID));
+    EXPECT_FALSE(enterFeed(connection, group, anna.id, third + 1, FeedBase::CONTENT_ID).marker);
 }
 
 TEST_F(Store, GoesOnWhereAPageWasLeft)

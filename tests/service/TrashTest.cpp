@@ -320,7 +320,7 @@ TEST_F(Trash, IsEmptiedWithItsFiles)
     const auto connection = m_database.write();
     EXPECT_THAT(listTrash(connection), IsEmpty());
     EXPECT_FALSE(findFile(connection, first));
-    EXPECT_TRUE(markerOf(connection, group, first, FeedBase::UPLOAD_TIME)) << "feeds can still be paged from it";
+    EXPECT_TRUE(enterFeed(connection, group, anna.id, first, FeedBase::UPLOAD_TIME).marker) << "feeds can still be paged from it";
     expectTrueTotals(connection);
 }
 

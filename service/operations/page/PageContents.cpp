@@ -12,6 +12,8 @@
 #include "store/Contents.h"
 #include "store/Groups.h"
 
+#include <algorithm>
+
 namespace kinloomd {
 
 namespace {
@@ -28,20 +30,15 @@ Role requireMember(DatabaseConnection& connection, Id group, Id person)
 }
 
 /// Up to so many contents from a place on, the newest first.
-Json readContents(DatabaseConnection& connection, const PageRecords& records, Id group, std::int64_t index, std::int64_t count,
+Json readContents(DatabaseConnection& connection, const PageRecords& records, Id group, const Marker& from, std::int64_t count,
                   Role role)
 {
     FeedPage page;
     page.group = group;
     page.count = count;
-    page.from = BEHIND_NEWEST;
+    page.from = from;
+    page.rowsAtOnce = ROWS_OF_PAGE;
     Json contents = Json::array();
-    if (index > 0) {
-        const auto before = contentAt(connection, group, index - 1);
-        if (!before)
-            return contents;
-        page.from = *before;
-    }
     readFeed(connection, page, [&](const Content& content) {
         contents.push_back(records.content(content, role));
         return true;
@@ -119,11 +116,14 @@ Reply handlePageContents(Service& service, Request& request)
         throw ServiceError(Failure::BAD_PARAMETER, "count is above " + std::to_string(MOST_CONTENTS) + ".");
     const auto connection = service.database().readInTurn();
     const Snapshot snapshot(connection);
-    const Role role = requireMember(connection, group, request.caller.person.id);
+    const PagePlace entry = enterPage(connection, group, request.caller.person.id, std::max<std::int64_t>(index - 1, 0));
+    requirePermission(Action::READ_FEED, entry.role);
     const PageRecords records(service, request.caller.person.id);
-    return jsonReply({{"total", totalOf(connection, group)},
-                      {"index", index},
-                      {"contents", readContents(connection, records, group, index, count, role)}});
+    Json contents = Json::array();
+    // Behind the last one there is nothing.
+    if (index == 0 || entry.place)
+        contents = readContents(connection, records, group, index == 0 ? BEHIND_NEWEST : *entry.place, count, entry.role);
+    return jsonReply({{"total", entry.total}, {"index", index}, {"contents", std::move(contents)}});
 }
 
 Reply handlePageContent(Service& service, Request& request)

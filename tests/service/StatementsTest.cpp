@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// How many statements the database runs for what is asked most often. Each is a way to another computer where the database is not
+// on this one, so none is added unnoticed.
+#include "ServiceFixture.h"
+#include "TestPictures.h"
+#include "support/Wait.h"
+
+namespace {
+
+using namespace kinloomd_test;
+
+class Statements : public ServiceFixture {
+protected:
+    void SetUp() override
+    {
+        start();
+        m_group = anna().createGroup("Family");
+        for (int i = 0; i < 3; ++i)
+            m_photos.push_back(anna().uploadPhoto(m_group, numberedPicture(i)));
+    }
+
+    static TestPicture numberedPicture(int number)
+    {
+        TestPicture picture = smallPicture();
+        picture.bytes += std::to_string(number);
+        return picture;
+    }
+
+    /// A number among the metrics; 0 where there is none yet.
+    unsigned long metric(const std::string& name)
+    {
+        Wire wire(port());
+        wire.send("GET /metrics HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        const std::string text = wire.receive().body;
+        const auto place = text.find("\n" + name + " ");
+        return place == std::string::npos ? 0 : std::stoul(text.substr(place + name.size() + 2));
+    }
+
+    /// Does something that is one request of an operation. \return how many statements that took.
+    template <typename Action> unsigned long statementsOf(const std::string& operation, const Action& action)
+    {
+        const std::string statements = "kinloomd_database_statements_total{operation=\"" + operation + "\"}";
+        const std::string requests = "kinloomd_requests_total{operation=\"" + operation + "\",status=\"200\"}";
+        const unsigned long before = metric(statements);
+        const unsigned long asked = metric(requests);
+        EXPECT_EQ(action().status, 200);
+        // It is counted when it has been answered.
+        EXPECT_TRUE(test::comesTrue([&] { return metric(requests) == asked + 1; }));
+        return metric(statements) - before;
+    }
+
+    unsigned long statementsOfFeed(const std::string& query)
+    {
+        return statementsOf("feeds", [&] { return anna().get(ServiceClient::path(m_group + "/feeds?" + query)); });
+    }
+
+    std::string m_group;
+    std::vector<std::string> m_photos;
+};
+
+TEST_F(Statements, OfAPageOfTheFeedAreThree)
+{
+    for (const char* base : {"created_time", "upload_time", "content_id"}) {
+        const std::string order = std::string("&search_count=100&search_base=") + base;
+        EXPECT_EQ(statementsOfFeed("search_before=latest" + order), 3U) << base;
+        EXPECT_EQ(statementsOfFeed("search_before=" + m_photos[2] + order), 3U) << base;
+        EXPECT_EQ(statementsOfFeed("search_after=" + m_photos[0] + order), 3U) << base;
+    }
+}
+
+} // namespace
