@@ -11,16 +11,15 @@
 
 namespace kinloomd {
 
-Comment writeComment(Service& service, Id person, Id content, const std::string& text)
+Comment writeComment(Service& service, const Person& person, Id content, const std::string& text)
 {
     if (text.empty())
         throw ServiceError(Failure::MISSING_PARAMETER, "A comment needs a text.");
     return service.database().change([&](DatabaseConnection& connection) {
-        lockGroupOfContent(connection, content);
-        const Standing standing = standingAtContent(connection, content, person);
-        requirePermission(Action::WRITE_COMMENT, standing.role);
-        const Id id = addComment(connection, standing.group, content, person, text);
-        return *findComment(connection, id);
+        const Id group = lockGroupOfContent(connection, content);
+        const auto comment = writeComment(connection, group, content, person, text);
+        requirePermission(Action::WRITE_COMMENT, comment ? Role::MEMBER : Role::STRANGER);
+        return *comment;
     });
 }
 

@@ -15,7 +15,7 @@ namespace kinloomd {
 class Service;
 
 /// \param text as it was checked by checkedText
-Comment writeComment(Service& service, Id person, Id content, const std::string& text);
+Comment writeComment(Service& service, const Person& person, Id content, const std::string& text);
 
 /// Makes a group for a person. \param owner what the caller is to that person.
 Group createGroup(Service& service, Id person, Role owner, const std::string& name, const std::string& description);

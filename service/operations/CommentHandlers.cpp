@@ -50,7 +50,7 @@ Reply handleCommentCreate(Service& service, Request& request)
 {
     const Id content = requireId(request.subject);
     const std::string text = textParameter(request.form, "commentText", TEXT_CHARACTERS);
-    return service.documentsFor(request).comment(writeComment(service, request.caller.person.id, content, text));
+    return service.documentsFor(request).comment(writeComment(service, request.caller.person, content, text));
 }
 
 Reply handleCommentList(Service& service, Request& request)

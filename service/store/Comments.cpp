@@ -8,6 +8,8 @@
 #include "store/Parts.h"
 #include "store/People.h"
 
+#include <utility>
+
 namespace kinloomd {
 
 namespace {
@@ -21,6 +23,28 @@ Comment readComment(const Query& query)
     comment.created = query.integer(3);
     comment.author = readShortPerson(query, 4);
     return comment;
+}
+
+/// \return its identifier; 0 when it may not be written.
+Id writeAtOnce(DatabaseConnection& connection, const Comment& comment)
+{
+    Query query(connection, Sql::COMMENT_WRITE);
+    query.bind(comment.content, comment.author.id, comment.text, comment.created, static_cast<int>(EntityKind::COMMENT),
+               static_cast<int>(ChangeKind::COMMENT));
+    return query.step() ? query.integer(0) : 0;
+}
+
+/// The same.
+Id writeStepByStep(DatabaseConnection& connection, Id group, const Comment& comment)
+{
+    if (standingAtContent(connection, comment.content, comment.author.id).role == Role::STRANGER)
+        return 0;
+    const Id id = addEntity(connection, EntityKind::COMMENT);
+    Query(connection, Sql::COMMENT_ADD).bind(id, comment.content, comment.author.id, comment.text, comment.created).run();
+    countComments(connection, group, comment.content, 1);
+    noteUse(connection, group, comment.created);
+    addChange(connection, {0, ChangeKind::COMMENT, group, comment.content, id});
+    return id;
 }
 
 } // namespace
@@ -64,18 +88,21 @@ Standing standingAtComment(DatabaseConnection& connection, Id comment, Id person
     return {role, query.integer(0), query.integer(3)};
 }
 
+std::optional<Comment> writeComment(DatabaseConnection& connection, Id group, Id content, const Person& author,
+                                    const std::string& text)
+{
+    Comment comment{0, content, text, now(), author};
+    comment.id = connection.writesToManyTables() ? writeAtOnce(connection, comment) : writeStepByStep(connection, group, comment);
+    return comment.id != 0 ? std::optional<Comment>(std::move(comment)) : std::nullopt;
+}
+
 Id addComment(DatabaseConnection& connection, Id group, Id content, Id author, const std::string& text)
 {
     lockGroup(connection, group);
-    if (standingAtContent(connection, content, author).role == Role::STRANGER)
-        return 0;
-    const Id id = addEntity(connection, EntityKind::COMMENT);
-    const Millis present = now();
-    Query(connection, Sql::COMMENT_ADD).bind(id, content, author, text, present).run();
-    countComments(connection, group, content, 1);
-    noteUse(connection, group, present);
-    addChange(connection, {0, ChangeKind::COMMENT, group, content, id});
-    return id;
+    Person person;
+    person.id = author;
+    const auto comment = writeComment(connection, group, content, person, text);
+    return comment ? comment->id : 0;
 }
 
 void countComments(DatabaseConnection& connection, Id group, Id content, int change)

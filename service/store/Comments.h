@@ -26,7 +26,11 @@ Standing standingAtComment(DatabaseConnection& connection, Id comment, Id person
 
 // Within a transaction:
 
-/// Adds a comment and counts it. \return its identifier; 0 when the content is gone.
+/// Adds a comment and counts it, with its group locked. \return nothing when the content is gone, or its author is no member of the
+/// group.
+std::optional<Comment> writeComment(DatabaseConnection& connection, Id group, Id content, const Person& author,
+                                    const std::string& text);
+/// The same, and locks the group. \return the comment's identifier; 0 for none.
 Id addComment(DatabaseConnection& connection, Id group, Id content, Id author, const std::string& text);
 /// Adds to the numbers of comments of a content and its group.
 void countComments(DatabaseConnection& connection, Id group, Id content, int change);

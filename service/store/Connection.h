@@ -62,6 +62,9 @@ public:
     virtual void commit() = 0;
     virtual void rollback() noexcept = 0;
 
+    /// \return whether one statement can write to several tables.
+    virtual bool writesToManyTables() const = 0;
+
     /// Runs statements that stand in no table: those of the schema and of tests. \return the rows that they give.
     virtual TextRows execute(const std::string& text) = 0;
 

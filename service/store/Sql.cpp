@@ -308,6 +308,19 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::FEED_BY_ID_AFTER_OF_TYPE, false, FEED_PAGE_BY_ID(OF_TYPE, ">", "ASC")},
 
     {Sql::COMMENT_ADD, false, "INSERT INTO comment (id, content_id, author_id, text, created) VALUES (?1, ?2, ?3, ?4, ?5)"},
+    // All that a comment writes, unless its author is no member or the content is gone. The group is locked.
+    {Sql::COMMENT_WRITE, false, "",
+     "WITH place AS (SELECT c.id, c.group_id FROM content c JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id "
+     "WHERE c.id = ?1 AND c.state = " STATE_STORED "), "
+     "thing AS (INSERT INTO entity (kind) SELECT CAST(?5 AS bigint) FROM place RETURNING id), "
+     "added AS (INSERT INTO comment (id, content_id, author_id, text, created) "
+     "SELECT thing.id, place.id, CAST(?2 AS bigint), CAST(?3 AS text), CAST(?4 AS bigint) FROM place, thing RETURNING id), "
+     "counted AS (UPDATE content SET comment_count = comment_count + 1 FROM place WHERE content.id = place.id), "
+     "grouped AS (UPDATE family SET comment_count = comment_count + 1 FROM place WHERE family.id = place.group_id), "
+     "used AS (UPDATE member SET used = CAST(?4 AS bigint) FROM place WHERE member.group_id = place.group_id), "
+     "told AS (INSERT INTO change (kind, group_id, content_id, comment_id, at) "
+     "SELECT CAST(?6 AS bigint), place.group_id, place.id, added.id, CAST(?4 AS bigint) FROM place, added) "
+     "SELECT id FROM added"},
     {Sql::COMMENT_BY_ID, false,
      "SELECT " COMMENT_COLUMNS " FROM comment k CROSS JOIN person p ON p.id = k.author_id WHERE k.id = ?1 AND k.trashed = 0"},
     {Sql::COMMENT_ROLE, false,

@@ -113,6 +113,7 @@ enum class Sql : std::size_t {
     FEED_BY_ID_AFTER_OF_TYPE,
 
     COMMENT_ADD,
+    COMMENT_WRITE,
     COMMENT_BY_ID,
     COMMENT_ROLE,
     COMMENTS_OF_CONTENT,
@@ -229,7 +230,7 @@ struct SqlEntry {
     /// index of its own, and once a second at most, while somebody waits for changes, the sessions, which are a few for each
     /// person.
     bool wholeTable;
-    const char* text;                 ///< as SQLite takes it
+    const char* text;                 ///< as SQLite takes it; empty for what it takes several statements for
     const char* postgresql = nullptr; ///< where PostgreSQL must be told otherwise; parameters and joins aside
 };
 

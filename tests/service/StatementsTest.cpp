@@ -68,4 +68,10 @@ TEST_F(Statements, OfAPageOfTheFeedAreThree)
     }
 }
 
+TEST_F(Statements, OfACommentAreFewWhereOneCanWriteToSeveralTables)
+{
+    // Who signs, and on which connection, this service knows by itself; the group is locked, and all is written.
+    EXPECT_EQ(statementsOf("comment", [&] { return anna().comment(m_photos[0], "lovely"); }), onPostgresql() ? 3U : 9U);
+}
+
 } // namespace

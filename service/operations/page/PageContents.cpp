@@ -169,7 +169,8 @@ Reply handlePageComment(Service& service, Request& request)
 {
     const Json body = bodyOf(request);
     const Id caller = request.caller.person.id;
-    const Comment comment = writeComment(service, caller, requireId(request.pieces[0]), textMember(body, "text", TEXT_CHARACTERS));
+    const Comment comment =
+        writeComment(service, request.caller.person, requireId(request.pieces[0]), textMember(body, "text", TEXT_CHARACTERS));
     // Whose text it is may take it away again, whatever else he or she is to the group.
     return jsonReply(PageRecords(service, caller).comment(comment, Role::MEMBER), 201);
 }

@@ -31,6 +31,7 @@ public:
     void begin(Purpose purpose) override;
     void commit() override;
     void rollback() noexcept override;
+    bool writesToManyTables() const override { return true; }
     TextRows execute(const std::string& text) override;
 
     /// \return whether the connection can be used for something new. Looks whether the other side has closed it; asks nothing.

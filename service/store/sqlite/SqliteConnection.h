@@ -24,6 +24,7 @@ public:
     void begin(Purpose purpose) override;
     void commit() override;
     void rollback() noexcept override;
+    bool writesToManyTables() const override { return false; }
     TextRows execute(const std::string& text) override;
 
     /// For those who know what keeps the database.
