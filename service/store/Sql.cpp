@@ -194,10 +194,9 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::PAGE_ENTRY, false,
      "SELECT " IS("f.master_id",
                   "?2") ", f.total_count, c.created, c.id FROM family f "
-                        "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id LEFT JOIN (SELECT created, id FROM content "
-                        "WHERE group_id = ?1 AND state = " STATE_STORED
-                        " ORDER BY created DESC, id DESC LIMIT 1 OFFSET ?3) c ON c.id > 0 "
-                        "WHERE f.id = ?1"},
+                        "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = f.id LEFT JOIN content c ON c.id = "
+                        "(SELECT o.id FROM content o WHERE o.group_id = ?1 AND o.state = " STATE_STORED
+                        " ORDER BY o.created DESC, o.id DESC LIMIT 1 OFFSET ?3) WHERE f.id = ?1"},
     {Sql::GROUP_USED, false, "UPDATE member SET used = ?2 WHERE group_id = ?1"},
     {Sql::GROUP_NEW_EPOCH, false, "UPDATE family SET media_epoch = media_epoch + 1 WHERE id = ?1"},
     {Sql::GROUP_EPOCH, false, "SELECT media_epoch FROM family WHERE id = ?1"},
