@@ -87,7 +87,7 @@ void Thumbnailer::add(const PendingContent& content, Millis until)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_known.insert(content.original.content).second)
-        enqueue({content, until, 0, false}, false);
+        enqueue({content, until, 0, false});
 }
 
 std::size_t Thumbnailer::waiting()
@@ -97,10 +97,9 @@ std::size_t Thumbnailer::waiting()
                            [](std::size_t sum, const auto& jobs) { return sum + jobs.second.size(); });
 }
 
-void Thumbnailer::enqueue(const Job& job, bool first)
+void Thumbnailer::enqueue(const Job& job)
 {
-    std::deque<Job>& jobs = job.patient ? m_slow : m_jobs[job.content.creator];
-    jobs.insert(first ? jobs.begin() : jobs.end(), job);
+    (job.patient ? m_slow : m_jobs[job.content.creator]).push_back(job);
     m_wake.notify_all();
 }
 
@@ -338,7 +337,7 @@ void Thumbnailer::put(Job job, pictures::PictureOutcome outcome)
     case pictures::PictureOutcome::DIED:
         if (++job.deaths < MOST_DEATHS) {
             const std::lock_guard<std::mutex> lock(m_mutex);
-            enqueue(job, false);
+            enqueue(job);
             return;
         }
         break;
@@ -346,7 +345,7 @@ void Thumbnailer::put(Job job, pictures::PictureOutcome outcome)
         if (!job.patient) {
             job.patient = true;
             const std::lock_guard<std::mutex> lock(m_mutex);
-            enqueue(job, false);
+            enqueue(job);
             return;
         }
         break;

@@ -91,14 +91,13 @@ private:
     bool take(Job& job, bool patient);
     std::optional<Job> next(bool patient);
     bool isOurs(Job& job);
-    void enqueue(const Job& job, bool first);
+    void enqueue(const Job& job);
     void bringForward(Id content);
     void lookAround();
     void take(std::size_t room, Millis free, const std::vector<Id>& awaited);
     void takeAwaited(DatabaseConnection& connection, Id content);
     std::vector<Id> awaitedFromOthers() const;
     void giveBack() noexcept;
-
     void put(Job job, pictures::PictureOutcome outcome);
     pictures::PictureOutcome make(const Job& job, pictures::PictureProcess& process);
     void leave(Id content);
