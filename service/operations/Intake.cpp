@@ -11,19 +11,28 @@
 
 namespace kinloomd {
 
-SlotUse::SlotUse(Service& service, Id slot) : m_service(service), m_slot(slot)
+SlotUse::SlotUse(Service& service, Id slot, Id person)
+    : m_service(service), m_slot(slot), m_person(person), m_alone(service.beginUpload(slot, person))
 {
-    if (!service.beginUpload(slot))
+}
+
+SlotUse::~SlotUse()
+{
+    if (m_alone)
+        m_service.endUpload(m_slot, m_person);
+}
+
+void SlotUse::requireAlone() const
+{
+    if (!m_alone)
         throw ServiceError(Failure::CONFLICT, "The content is being sent already.");
 }
 
-SlotUse::~SlotUse() { m_service.endUpload(m_slot); }
-
-Intake::Intake(Service& service, const Caller& caller, const Slot& slot, Twins twins)
+Intake::Intake(Service& service, const Caller& caller, const Slot& slot, const Same& same)
     : m_service(service),
       m_caller(caller),
       m_slot(slot),
-      m_twins(std::move(twins)),
+      m_same(same),
       m_original(service.media().newName(slot.id)),
       m_draft(service.media().newOriginal(m_original))
 {
@@ -50,7 +59,7 @@ void Intake::requirePlace(std::int64_t size)
         return;
     if (!m_largestTwin) {
         const auto connection = m_service.database().read();
-        m_largestTwin = m_twins.largest(connection);
+        m_largestTwin = largestTwin(connection, m_slot.group, twinsNow());
     }
     if (size > *m_largestTwin)
         requireRoom(limits, m_slot.usedBytes, size);
@@ -85,6 +94,8 @@ void Intake::examine(Format announced, const std::string& fileName, std::optiona
         m_uploaded.device = m_caller.device;
 }
 
+Twins Intake::twinsNow() const { return {m_same.device, now() - m_same.lately.count()}; }
+
 std::optional<Content> Intake::twin() const
 {
     const auto connection = m_service.database().read();
@@ -93,7 +104,7 @@ std::optional<Content> Intake::twin() const
 
 std::optional<Content> Intake::findContentOf(DatabaseConnection& connection) const
 {
-    const auto id = m_twins.find(connection, m_uploaded);
+    const auto id = findTwin(connection, m_slot.group, m_uploaded.digest, twinsNow());
     return id ? findContent(connection, *id) : std::nullopt;
 }
 
@@ -128,8 +139,11 @@ Content Intake::keepFileAndRecord()
 
 Content Intake::record(DatabaseConnection& connection) const
 {
-    lockGroup(connection, m_slot.group);
-    lockPerson(connection, m_caller.person.id);
+    lockGroupAndPerson(connection, m_slot.group, m_caller.person.id);
+    const std::int64_t quota = m_service.options().limits.quotaBytes;
+    if (auto content = commitUploadAtOnce(connection, m_slot, m_uploaded, m_caller.person, twinsNow(), quota))
+        return *std::move(content);
+    // Step by step, or to find out what is in the way.
     if (auto twin = findContentOf(connection))
         return *twin;
     // The group, the membership or the slot may have gone while the file was on its way.

@@ -8,7 +8,7 @@
 #include "operations/Request.h"
 #include "store/Contents.h"
 
-#include <functional>
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -19,18 +19,22 @@ class Service;
 /// What who sends to a slot is told that has its file.
 inline constexpr const char* SENT_ALREADY = "The content has been sent already.";
 
-/// Marks a slot as being sent to, as long as it lives.
+/// Marks a slot as being sent to by a person, as long as it lives. Of others, who may not do so, it takes no notice.
 class SlotUse {
 public:
-    /// Throws CONFLICT when someone sends to it already.
-    SlotUse(Service& service, Id slot);
+    SlotUse(Service& service, Id slot, Id person);
     SlotUse(const SlotUse&) = delete;
     SlotUse& operator=(const SlotUse&) = delete;
     ~SlotUse();
 
+    /// Throws CONFLICT when the person sends to the slot already.
+    void requireAlone() const;
+
 private:
     Service& m_service;
     Id m_slot;
+    Id m_person;
+    bool m_alone;
 };
 
 /// Takes the file of one content, from a device or from the page. It is a draft until it is whole and its header has proved to be a
@@ -39,15 +43,13 @@ private:
 /// A client that did not see the reply sends the file again: bytes that are known are answered with the content that they are.
 class Intake {
 public:
-    /// Knows the contents that bytes which come may be already.
-    struct Twins {
-        /// The content that a file is already.
-        std::function<std::optional<Id>(DatabaseConnection& connection, const UploadedFile& file)> find;
-        /// The size of the largest of these contents.
-        std::function<std::int64_t(DatabaseConnection& connection)> largest;
+    /// Which contents bytes that come may be already.
+    struct Same {
+        Id device = 0;                       ///< those that it has sent; 0 for those of anybody
+        std::chrono::milliseconds lately{0}; ///< within that time
     };
 
-    Intake(Service& service, const Caller& caller, const Slot& slot, Twins twins);
+    Intake(Service& service, const Caller& caller, const Slot& slot, const Same& same);
 
     /// Takes the next bytes. Throws ServiceError beyond the limits.
     void take(std::string_view bytes);
@@ -61,8 +63,7 @@ public:
 
     /// The content that the bytes are already.
     std::optional<Content> twin() const;
-    /// Makes the content appear. When this returns, it is there for good. \return it, or the one that the same bytes, sent at the
-    /// same time, have become just now.
+    /// Makes the content appear, unless the bytes are one already. When this returns, it is there for good. \return whichever it is
     Content keep();
 
 private:
@@ -70,11 +71,12 @@ private:
     Content keepFileAndRecord();
     Content record(DatabaseConnection& connection) const;
     std::optional<Content> findContentOf(DatabaseConnection& connection) const;
+    Twins twinsNow() const;
 
     Service& m_service;
     Caller m_caller;
     Slot m_slot;
-    Twins m_twins;
+    Same m_same;
     std::optional<std::int64_t> m_largestTwin;
     OriginalName m_original;
     std::unique_ptr<MediaDraft> m_draft;

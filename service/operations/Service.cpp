@@ -106,16 +106,16 @@ std::string Service::creditedSigner(const httpd::RequestHead& head)
     return m_sharedSigners ? m_sharedSigners->credited(head) : m_signers.credited(head);
 }
 
-bool Service::beginUpload(Id slot)
+bool Service::beginUpload(Id slot, Id person)
 {
     const std::lock_guard<std::mutex> lock(m_uploadsMutex);
-    return m_uploads.insert(slot).second;
+    return m_uploads.emplace(slot, person).second;
 }
 
-void Service::endUpload(Id slot)
+void Service::endUpload(Id slot, Id person)
 {
     const std::lock_guard<std::mutex> lock(m_uploadsMutex);
-    m_uploads.erase(slot);
+    m_uploads.erase({slot, person});
 }
 
 std::size_t Service::uploadsUnderWay()

@@ -72,9 +72,9 @@ public:
     const WebFiles& web() const { return m_web; }
     ChangeWatch& changes() { return m_changes; }
 
-    /// Enters an upload to a slot; nobody else may send to the same one meanwhile. \return false when someone does.
-    bool beginUpload(Id slot);
-    void endUpload(Id slot);
+    /// Enters an upload of a person to a slot. \return false when the same person sends to the same one already.
+    bool beginUpload(Id slot, Id person);
+    void endUpload(Id slot, Id person);
     std::size_t uploadsUnderWay();
 
 private:
@@ -96,7 +96,7 @@ private:
     LogThrottle m_signInThrottle{60, std::chrono::seconds(10)};
     StopSignal m_stop;
     std::mutex m_uploadsMutex;
-    std::set<Id> m_uploads;                       // guarded by m_uploadsMutex
+    std::set<std::pair<Id, Id>> m_uploads;        // by slot and person; guarded by m_uploadsMutex
     Signers m_signers;                            ///< of the only service
     std::optional<SharedSigners> m_sharedSigners; ///< where there may be several
     Thumbnailer m_thumbnailer;

@@ -28,20 +28,6 @@ std::optional<std::int64_t> announcedSize(const Parameters& form)
     return size == 0 ? std::nullopt : size;
 }
 
-/// An upload that came after this may come again.
-Millis sentBeforeLimit(const Service& service) { return now() - service.options().limits.sentBeforeTime.count(); }
-
-/// What the device has sent to the group a while ago.
-Intake::Twins sentBefore(const Service& service, Id device, Id group)
-{
-    return {[&service, device, group](DatabaseConnection& connection, const UploadedFile& file) {
-                return findSentBefore(connection, device, group, file.digest, sentBeforeLimit(service));
-            },
-            [&service, device, group](DatabaseConnection& connection) {
-                return largestSentBefore(connection, device, group, sentBeforeLimit(service));
-            }};
-}
-
 /// Takes the file of one content, within a body of several parts.
 class Upload : public BodySink, private PartListener {
 public:
@@ -50,7 +36,7 @@ public:
           m_slot(slot),
           m_use(std::move(use)),
           m_documents(service.documentsFor(request)),
-          m_intake(service, request.caller, slot, sentBefore(service, request.caller.device, slot.group)),
+          m_intake(service, request.caller, slot, {request.caller.device, service.options().limits.sentBeforeTime}),
           m_parser(boundary, *this)
     {
     }
@@ -64,14 +50,15 @@ public:
         if (!m_seen)
             throw ServiceError(Failure::MISSING_PARAMETER, "The body holds no file.");
         m_intake.examine(m_format, m_fileName, std::nullopt);
-        if (const auto content = m_intake.twin()) {
-            if (!m_slot.filled)
-                release();
-            return answer(*content);
-        }
-        if (m_slot.filled)
+        if (m_slot.filled) {
+            if (const auto content = m_intake.twin())
+                return answer(*content);
             throw ServiceError(Failure::CONFLICT, SENT_ALREADY);
-        return answer(m_intake.keep());
+        }
+        const Content content = m_intake.keep();
+        if (content.id != m_slot.id)
+            release();
+        return answer(content);
     }
 
 private:
@@ -142,12 +129,11 @@ Reply handleReserveUpload(Service& service, Request& request)
 std::unique_ptr<BodySink> openUpload(Service& service, Request& request)
 {
     const Id id = requireId(request.subject);
-    requirePermission(Action::SEND_UPLOAD, currentSlot(service, id, request) ? Role::AUTHOR : Role::STRANGER);
-    auto use = std::make_unique<SlotUse>(service, id);
-    // Looked at again: another upload to the slot may have ended just before this one took it.
+    // Marked first: what is read of the slot then holds until it is sent to, unless another service sends to it.
+    auto use = std::make_unique<SlotUse>(service, id, request.caller.person.id);
     const auto slot = currentSlot(service, id, request);
-    if (!slot)
-        throw ServiceError(Failure::NOT_FOUND);
+    requirePermission(Action::SEND_UPLOAD, slot ? Role::AUTHOR : Role::STRANGER);
+    use->requireAlone();
     const auto boundary = MultipartParser::boundaryOf(request.header("Content-Type").value_or(""));
     if (!boundary)
         throw ServiceError(Failure::MALFORMED_REQUEST, "The body must be multipart/form-data with a boundary.");

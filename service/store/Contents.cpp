@@ -142,11 +142,21 @@ std::optional<Slot> findSlot(DatabaseConnection& connection, Id id, Id person)
     return slot;
 }
 
-std::optional<Id> findSentBefore(DatabaseConnection& connection, Id device, Id group, const std::string& digest, Millis since)
+std::optional<Id> findTwin(DatabaseConnection& connection, Id group, const std::string& digest, const Twins& twins)
 {
+    if (twins.device == 0)
+        return findByDigest(connection, group, digest);
     Query query(connection, Sql::CONTENT_SENT_BEFORE);
-    query.bind(device, group, digest, since);
+    query.bind(twins.device, group, digest, twins.since);
     return query.step() ? std::optional<Id>(query.integer(0)) : std::nullopt;
+}
+
+std::int64_t largestTwin(DatabaseConnection& connection, Id group, const Twins& twins)
+{
+    if (twins.device == 0)
+        return 0;
+    Query query(connection, Sql::CONTENT_LARGEST_SENT_BEFORE);
+    return query.bind(twins.device, group, twins.since).step() && !query.isNull(0) ? query.integer(0) : 0;
 }
 
 std::optional<Id> findByDigest(DatabaseConnection& connection, Id group, const std::string& digest)
@@ -199,12 +209,6 @@ std::vector<NamedFile> filesBetween(DatabaseConnection& connection, Id group, Mi
     while (query.step())
         files.push_back({{query.integer(0), query.integer(1)}, query.text(2), query.integer(3), query.integer(4)});
     return files;
-}
-
-std::int64_t largestSentBefore(DatabaseConnection& connection, Id device, Id group, Millis since)
-{
-    Query query(connection, Sql::CONTENT_LARGEST_SENT_BEFORE);
-    return query.bind(device, group, since).step() && !query.isNull(0) ? query.integer(0) : 0;
 }
 
 void noteAnswered(DatabaseConnection& connection, Id slot, const std::string& digest)
@@ -320,6 +324,34 @@ bool commitUpload(DatabaseConnection& connection, const Slot& slot, const Upload
     noteUse(connection, slot.group, *uploaded);
     addChange(connection, {0, ChangeKind::CONTENT, slot.group, slot.id, 0});
     return true;
+}
+
+std::optional<Content> commitUploadAtOnce(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file,
+                                          const Person& creator, const Twins& twins, std::int64_t quota)
+{
+    if (!connection.writesToManyTables())
+        return std::nullopt;
+    Query query(connection, Sql::UPLOAD_WRITE);
+    query.bind(slot.id, creator.id, file.fileName, static_cast<int>(file.format), file.size, file.width, file.height, file.taken,
+               static_cast<int>(file.thumbnails), file.digest, file.device, file.attempt, file.taker.number, now(), quota,
+               twins.device, twins.since, file.taker.until, static_cast<int>(ChangeKind::CONTENT));
+    if (!query.step())
+        return std::nullopt;
+    Content content;
+    content.id = slot.id;
+    content.group = slot.group;
+    content.type = slot.type;
+    content.description = query.text(0);
+    content.fileName = file.fileName;
+    content.format = file.format;
+    content.size = file.size;
+    content.width = file.width;
+    content.height = file.height;
+    content.uploaded = query.integer(1);
+    content.created = query.integer(2);
+    content.creator = creator;
+    content.mediaEpoch = query.integer(3);
+    return content;
 }
 
 void countBytes(DatabaseConnection& connection, Id person, std::int64_t step)

@@ -97,8 +97,16 @@ std::optional<MediaInfo> findMedia(DatabaseConnection& connection, Id id);
 Standing standingAtContent(DatabaseConnection& connection, Id content, Id person);
 /// The slot with that identifier, when that person has reserved it and is still a member of its group.
 std::optional<Slot> findSlot(DatabaseConnection& connection, Id id, Id person);
-/// The content that these bytes became when the device sent them to the group before, since that time.
-std::optional<Id> findSentBefore(DatabaseConnection& connection, Id device, Id group, const std::string& digest, Millis since);
+/// Which contents of a group bytes that come may be already.
+struct Twins {
+    Id device = 0;    ///< that has sent them; 0 for any
+    Millis since = 0; ///< a device has sent them since that time
+};
+/// The content that these bytes are already.
+std::optional<Id> findTwin(DatabaseConnection& connection, Id group, const std::string& digest, const Twins& twins);
+/// The size of the largest content that the device sent to the group since that time; 0 when there is none, and for any device: its
+/// contents are asked for before they are sent.
+std::int64_t largestTwin(DatabaseConnection& connection, Id group, const Twins& twins);
 /// The oldest content of a group that holds these bytes.
 std::optional<Id> findByDigest(DatabaseConnection& connection, Id group, const std::string& digest);
 
@@ -127,8 +135,6 @@ struct NamedFile {
 /// The files of the contents made from one time on and before another one, the oldest first.
 std::vector<NamedFile> filesBetween(DatabaseConnection& connection, Id group, Millis from, Millis before);
 
-/// The size of the largest content that the device sent to the group since that time; 0 when there is none.
-std::int64_t largestSentBefore(DatabaseConnection& connection, Id device, Id group, Millis since);
 /// Notes that what was sent to a slot is a content already. Within a transaction.
 void noteAnswered(DatabaseConnection& connection, Id slot, const std::string& digest);
 /// Removes the slots of a person that are of no use any more since what was sent to them is a content already. Within a
@@ -179,6 +185,11 @@ void dropSlot(DatabaseConnection& connection, Id slot);
 /// \return false when the slot is gone or filled, or the group in the
 /// trash.
 bool commitUpload(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file);
+/// Does all that commitUpload does where one statement can, for bytes that are no content yet and have room.
+/// \param quota of its creator, in bytes; 0 for none
+/// \return the content; nothing when that cannot be done, for whatever reason
+std::optional<Content> commitUploadAtOnce(DatabaseConnection& connection, const Slot& slot, const UploadedFile& file,
+                                          const Person& creator, const Twins& twins, std::int64_t quota);
 /// Adds to the bytes that the files of a person's contents take together, or, with less than 0, takes some away.
 void countBytes(DatabaseConnection& connection, Id person, std::int64_t step);
 /// Adds a content with its comments to the totals of its group, or, with -1, takes it away.

@@ -11,6 +11,11 @@ Id lockGroupOfContent(DatabaseConnection& connection, Id content)
     return query.bind(content).step() ? query.integer(0) : 0;
 }
 
+void lockGroupAndPerson(DatabaseConnection& connection, Id group, Id person)
+{
+    Query(connection, Sql::UPLOAD_LOCK).bind(group, person).step();
+}
+
 void lockPerson(DatabaseConnection& connection, Id person) { Query(connection, Sql::PERSON_LOCK).bind(person).step(); }
 
 } // namespace kinloomd

@@ -27,6 +27,8 @@ void lockGroup(DatabaseConnection& connection, Id group);
 /// Locks the group of a content. \return it; 0 when there is no such content.
 Id lockGroupOfContent(DatabaseConnection& connection, Id content);
 void lockPerson(DatabaseConnection& connection, Id person);
+/// Locks both of an upload, in this order.
+void lockGroupAndPerson(DatabaseConnection& connection, Id group, Id person);
 
 } // namespace kinloomd
 

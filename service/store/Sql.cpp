@@ -237,6 +237,31 @@ constexpr SqlEntry STATEMENTS[] = {
      ", file_name = ?2, format = ?3, size = ?4, width = ?5, height = ?6, created = ?7, uploaded = ?8, thumbnails = ?9, "
      "digest = ?10, device_id = ?11, attempt = ?12, taker = ?13, taken_until = ?14 WHERE id = ?1 AND state = " STATE_RESERVED
      " RETURNING creator_id"},
+    // All that an upload writes, unless something is in its way: the slot is filled or gone, its owner is no member any more or has
+    // no room, or the bytes are a content already. Group and person are locked.
+    {Sql::UPLOAD_WRITE, false, "",
+     "WITH place AS (SELECT c.id, c.group_id, c.creator_id, c.type FROM content c "
+     "JOIN family f ON f.id = c.group_id AND f.trashed = 0 JOIN person p ON p.id = c.creator_id "
+     "JOIN member m ON m.person_id = c.creator_id AND m.group_id = c.group_id "
+     "WHERE c.id = ?1 AND c.creator_id = ?2 AND c.state = " STATE_RESERVED
+     " AND (CAST(?15 AS bigint) = 0 OR p.used_bytes + ?5 <= CAST(?15 AS bigint)) "
+     "AND NOT EXISTS (SELECT 1 FROM content t WHERE t.group_id = c.group_id AND t.digest = ?10 AND t.state = " STATE_STORED
+     " AND (CAST(?16 AS bigint) = 0 OR (t.device_id = CAST(?16 AS bigint) AND t.uploaded >= ?17)))), "
+     "counted AS (UPDATE family SET " GROUP_COUNTS(
+         "place.type",
+         "1") ", last_upload = greatest(CAST(?14 AS bigint), last_upload + 1) FROM place "
+              "WHERE family.id = place.group_id RETURNING last_upload, media_epoch), "
+              "filled AS (UPDATE content SET state = " STATE_STORED
+              ", file_name = ?3, format = ?4, size = ?5, width = ?6, height = ?7, "
+              "created = coalesce(CAST(?8 AS bigint), counted.last_upload), uploaded = counted.last_upload, thumbnails = ?9, "
+              "digest = ?10, "
+              "device_id = ?11, attempt = ?12, taker = ?13, taken_until = ?18 FROM place, counted WHERE content.id = place.id "
+              "RETURNING content.description, content.uploaded, content.created), "
+              "charged AS (UPDATE person SET used_bytes = used_bytes + ?5 FROM place WHERE person.id = place.creator_id), "
+              "used AS (UPDATE member SET used = counted.last_upload FROM place, counted WHERE member.group_id = place.group_id), "
+              "told AS (INSERT INTO change (kind, group_id, content_id, comment_id, at) "
+              "SELECT CAST(?19 AS bigint), place.group_id, place.id, 0, CAST(?14 AS bigint) FROM place) "
+              "SELECT filled.description, filled.uploaded, filled.created, counted.media_epoch FROM filled, counted"},
     {Sql::CONTENT_COUNTED, false,
      "UPDATE family SET " GROUP_COUNTS("?2", "?4") ", comment_count = comment_count + ?4 * ?3 WHERE id = ?1"},
     {Sql::CONTENT_BY_ID, false,
@@ -412,6 +437,8 @@ constexpr SqlEntry STATEMENTS[] = {
 
     {Sql::GROUP_LOCK, false, LOCKED("SELECT 1 FROM family WHERE id = ?1")},
     {Sql::GROUP_LOCK_OF_CONTENT, false, LOCKED("SELECT id FROM family WHERE id = (SELECT group_id FROM content WHERE id = ?1)")},
+    {Sql::UPLOAD_LOCK, false, "SELECT 1 FROM family f CROSS JOIN person p ON p.id = ?2 WHERE f.id = ?1",
+     "SELECT 1 FROM family f CROSS JOIN person p ON p.id = ?2 WHERE f.id = ?1 FOR NO KEY UPDATE OF f, p"},
     {Sql::PERSON_LOCK, false, LOCKED("SELECT 1 FROM person WHERE id = ?1")},
     {Sql::TRASH_LOCK, false, LOCKED("SELECT 1 FROM trash WHERE id = ?1")},
     {Sql::SET_ASIDE_LOCK_GROUPS, false,

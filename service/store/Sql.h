@@ -74,6 +74,7 @@ enum class Sql : std::size_t {
     SLOT_DROP,
     UPLOAD_COUNTED,
     CONTENT_COMMIT,
+    UPLOAD_WRITE,
     CONTENT_COUNTED,
     CONTENT_BY_ID,
     CONTENT_MEDIA,
@@ -170,6 +171,7 @@ enum class Sql : std::size_t {
     // Rows that a change locks before it looks at them.
     GROUP_LOCK,
     GROUP_LOCK_OF_CONTENT,
+    UPLOAD_LOCK,
     PERSON_LOCK,
     TRASH_LOCK,
     SET_ASIDE_LOCK_GROUPS,

@@ -68,6 +68,16 @@ TEST_F(Statements, OfAPageOfTheFeedAreThree)
     }
 }
 
+TEST_F(Statements, OfAnUploadAreFewWhereOneCanWriteToSeveralTables)
+{
+    const TestPicture picture = numberedPicture(100);
+    const HttpReply slot = anna().reserve(m_group, "type=photo&file_size=" + std::to_string(picture.bytes.size()));
+    const auto send = [&] { return anna().sendFile(field(slot, "uploadUrl"), picture); };
+    // Who sends, and to which slot; group and person are locked, and all is written.
+    EXPECT_EQ(statementsOf("upload.file", send), onPostgresql() ? 4U : 11U);
+    EXPECT_EQ(statementsOf("upload.file", send), 4U) << "who sends, to which slot, and which content it is already";
+}
+
 TEST_F(Statements, OfACommentAreFewWhereOneCanWriteToSeveralTables)
 {
     // Who signs, and on which connection, this service knows by itself; the group is locked, and all is written.

@@ -75,13 +75,8 @@ public:
           m_caller(request.caller),
           m_slot(slot),
           m_place(service, slot.id),
-          m_use(service, slot.id),
-          m_intake(service, request.caller, slot,
-                   {[group = slot.group](DatabaseConnection& connection, const UploadedFile& file) {
-                        return findByDigest(connection, group, file.digest);
-                    },
-                    // Doubles are asked for before they are sent.
-                    [](DatabaseConnection&) { return std::int64_t{0}; }}),
+          m_use(service, slot.id, request.caller.person.id),
+          m_intake(service, request.caller, slot, {}),
           m_name(request.query.get("name")),
           m_digest(announcedDigest(request.query)),
           m_changed(timeChanged(request.query))
@@ -94,8 +89,6 @@ public:
         m_intake.examine(Format::NONE, m_name, m_changed);
         if (!m_digest.empty() && m_digest != m_intake.digest())
             throw ServiceError(Failure::SIZE_MISMATCH, "The file has changed on its way.");
-        if (const auto content = m_intake.twin())
-            return answer(*content, 200);
         const Content content = m_intake.keep();
         const bool own = content.id == m_slot.id;
         if (own)
