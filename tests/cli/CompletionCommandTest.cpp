@@ -80,7 +80,7 @@ TEST_F(CompletionCommand, NamesWithinQuotesMeanNothingToBashButThemselves)
     bash.type("source " + FOLDER + "/kinloom.bash\n");
     int number = 0;
     for (const auto& [name, begin] : groups) {
-        for (const char* quote : {"", "\"", "'", "\"\"", "\"\"\""}) {
+        for (const char* quote : {"", "\"", "'", R"("")", R"(""")"}) {
             // Its exit code says whether it was the name of the group.
             const std::string count = std::to_string(++number);
             bash.type(std::string("kinloom feed ") + quote + begin + "\t");

@@ -164,7 +164,7 @@ protected:
                 return RawReply::status(302, "", {"Location: " + open.url("/groups")});
             const bool slot = target.find("/upload") != std::string::npos;
             return RawReply::ok(
-                "<?xml version=\"1.0\" encoding=\"UTF-8\"?><rsp><result><stat>ok</stat></result>" +
+                R"(<?xml version="1.0" encoding="UTF-8"?><rsp><result><stat>ok</stat></result>)" +
                     (slot ? "<data><contentId>9</contentId><uploadUrl>" + open.url("/slot/1") + "</uploadUrl></data>" : "") +
                     "</rsp>",
                 {"Content-Type: text/xml; charset=utf-8"});

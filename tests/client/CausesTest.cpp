@@ -192,7 +192,7 @@ TEST(ErrorDocument, ReadsElementsAndAttributes)
 {
     for (const char* body :
          {"<rsp><result><code>104</code><desc>No &quot;picture&quot; &amp; so on.</desc><stat>fail</stat></result></rsp>",
-          "<rsp><result code=\"104\" desc=\"No &quot;picture&quot; &amp; so on.\"><stat>fail</stat></result></rsp>",
+          R"(<rsp><result code="104" desc="No &quot;picture&quot; &amp; so on."><stat>fail</stat></result></rsp>)",
           "<rsp><result code='104' desc='No \"picture\" &amp; so on.'/></rsp>"}) {
         const ErrorDocument document = ErrorDocument::read(body);
         EXPECT_EQ(document.code, "104") << body;

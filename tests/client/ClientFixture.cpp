@@ -127,7 +127,7 @@ std::set<pid_t> childrenOf(pid_t parent)
     std::set<pid_t> children;
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc"), closedir);
     while (const dirent* entry = readdir(folder.get())) {
-        const pid_t pid = std::atoi(entry->d_name);
+        const auto pid = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
         std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
         std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
         const std::size_t name = text.rfind(')');

@@ -218,7 +218,7 @@ TEST_F(ConfigFileTest, NamesFileAndLineOfBadToml)
 
 TEST_F(ConfigFileTest, RefusesLineBreaksAndNulInValues)
 {
-    for (const char* value : {"\"a\\r\\nInjected: 1\"", "\"a\\n\"", "\"\\u0000\"", "\"\"\"\na\nb\"\"\""}) {
+    for (const char* value : {R"("a\r\nInjected: 1")", R"("a\n")", R"("\u0000")", "\"\"\"\na\nb\"\"\""}) {
         const auto [message, line] = refusalOf(std::string("[provider.Kinloom]\nAuthToken = ") + value + "\n");
         EXPECT_EQ(line, 2) << value;
         EXPECT_THAT(message, HasSubstr("AuthToken"));
@@ -317,7 +317,7 @@ TEST_F(ConfigFileTest, TakesDotsAndBracketsThatNestNothing)
         "x = \"" + dots + "\\\"" + dots + "\"",
         "x = '" + dots + "'",
         "# " + dots,
-        "x = \"\"\"\n" + dots + "\"" + dots + "\"\"\"\"\"",
+        "x = \"\"\"\n" + dots + "\"" + dots + R"(""""")",
         "x = '''" + dots + "'" + dots + "\n'''",
         "x = [" + repeated("1.5, ", 1000) + "]",
         "x = [" + repeated("[{a = 1}], ", 1000) + "]",
@@ -332,7 +332,7 @@ TEST_F(ConfigFileTest, TakesDotsAndBracketsThatNestNothing)
 TEST_F(ConfigFileTest, WritesNamesAndTextsOfAnyCharacters)
 {
     const std::string texts[] = {
-        "Bob's TV", "it's", "tab\there", "'''", "\"\"\"", "a\\'\"b", "", "\x1b\x7f", "\xc3\xa9\xe2\x80\xa8", "a.b", "[x]", "#"};
+        "Bob's TV", "it's", "tab\there", "'''", R"(""")", R"(a\'"b)", "", "\x1b\x7f", "\xc3\xa9\xe2\x80\xa8", "a.b", "[x]", "#"};
     ConfigFile file(path());
     for (const std::string& text : texts)
         file.setOption("it's " + text, "key " + text, text);

@@ -102,7 +102,7 @@ private:
 template <class Function> Function slot(const void* object, std::size_t place)
 {
     Function function;
-    static_assert(sizeof function == sizeof(void*), "");
+    static_assert(sizeof function == sizeof(void*));
     const void* const* const table = *static_cast<const void* const* const*>(object);
     std::memcpy(&function, &table[place], sizeof function);
     return function;
@@ -123,6 +123,6 @@ TEST(ContainerSlots, StandInTheOrderOfTheContract)
     EXPECT_EQ(recorder.last, "clear");
 }
 
-static_assert(std::has_virtual_destructor<WContainer<WGroup>>::value, "");
+static_assert(std::has_virtual_destructor_v<WContainer<WGroup>>);
 
 } // namespace

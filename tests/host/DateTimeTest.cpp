@@ -186,10 +186,8 @@ TEST(DateTime, ReadsNothingElse)
                              "Wed, 05 May 2010 07:04:09 GMT",
                              "1273043049",
                              "0x7da-05-05",
-                             "2010-05-05T07:04:09\xe2\x88\x92"
-                             "09:00",
-                             "\xef\xbc\x92"
-                             "010-05-05",
+                             "2010-05-05T07:04:09\u221209:00",
+                             "\uff12010-05-05",
                              "0000-01-01T00:00:00+00:01",
                              "9999-12-31T23:59:59-00:01"})
         EXPECT_FALSE(read(text).isSet()) << text;
@@ -221,8 +219,8 @@ TEST(DateTime, SurvivesEveryTruncationAndEveryByteInEveryPlace)
 
 TEST(DateTime, ReadsLongTextsInOnePass)
 {
-    EXPECT_FALSE(read(STRING(10'000'000, '2')).isSet());
-    EXPECT_TRUE(read("2010-05-05T07:04:09." + STRING(10'000'000, '3') + "Z").isSet());
+    EXPECT_FALSE(read(STRING(8'000'000, '2')).isSet());
+    EXPECT_TRUE(read("2010-05-05T07:04:09." + STRING(8'000'000, '3') + "Z").isSet());
     EXPECT_TRUE(read(STRING(1'000'000, ' ') + "2010-05-05" + STRING(1'000'000, '\n')).isSet());
 }
 

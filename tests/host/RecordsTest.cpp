@@ -12,28 +12,27 @@ namespace {
 const WDateTime DATE = WDateTime::fromString("2010-05-05T07:04:09Z", WDateTime::FORMAT_ISO8601, WDateTime::ZONE_UTC);
 const WContentProvider PROVIDER("Kinloom", WContentProvider::SERVICE_KINLOOM);
 
-static_assert(std::is_polymorphic<WResource>::value && std::has_virtual_destructor<WResource>::value, "");
-static_assert(std::is_polymorphic<WContentProvider>::value && std::has_virtual_destructor<WContentProvider>::value, "");
-static_assert(std::is_polymorphic<WExtendedProperty>::value && std::has_virtual_destructor<WExtendedProperty>::value, "");
-static_assert(std::is_polymorphic<WKLComment>::value && std::has_virtual_destructor<WKLComment>::value, "");
-static_assert(std::is_polymorphic<WKLMessage>::value && std::has_virtual_destructor<WKLMessage>::value, "");
-static_assert(std::is_polymorphic<WKLEvent>::value && std::has_virtual_destructor<WKLEvent>::value, "");
-static_assert(!std::is_polymorphic<WKLUser>::value, "the part of a person has no table of its own");
-static_assert(!std::is_polymorphic<WSize>::value && !std::is_polymorphic<WWhen>::value && !std::is_polymorphic<WDateTime>::value,
-              "");
-static_assert(std::is_base_of<WMediaResource, WContent>::value && std::is_base_of<WMediaResource, WGroup>::value, "");
-static_assert(std::is_base_of<WResource, WKLGallery>::value && !std::is_base_of<WMediaResource, WKLGallery>::value, "");
-static_assert(std::is_base_of<WKLUser, WPerson>::value && std::is_base_of<WKLComment, WComment>::value, "");
-static_assert(std::is_base_of<WKLMessage, WMessage>::value && std::is_base_of<WKLEvent, WEvent>::value, "");
-static_assert(std::has_virtual_destructor<WPlugin>::value && !std::is_copy_constructible<WPlugin>::value, "");
-static_assert(!std::is_copy_constructible<HttpRequest>::value && std::has_virtual_destructor<HttpRequest>::value, "");
+static_assert(std::is_polymorphic_v<WResource> && std::has_virtual_destructor_v<WResource>);
+static_assert(std::is_polymorphic_v<WContentProvider> && std::has_virtual_destructor_v<WContentProvider>);
+static_assert(std::is_polymorphic_v<WExtendedProperty> && std::has_virtual_destructor_v<WExtendedProperty>);
+static_assert(std::is_polymorphic_v<WKLComment> && std::has_virtual_destructor_v<WKLComment>);
+static_assert(std::is_polymorphic_v<WKLMessage> && std::has_virtual_destructor_v<WKLMessage>);
+static_assert(std::is_polymorphic_v<WKLEvent> && std::has_virtual_destructor_v<WKLEvent>);
+static_assert(!std::is_polymorphic_v<WKLUser>, "the part of a person has no table of its own");
+static_assert(!std::is_polymorphic_v<WSize> && !std::is_polymorphic_v<WWhen> && !std::is_polymorphic_v<WDateTime>);
+static_assert(std::is_base_of_v<WMediaResource, WContent> && std::is_base_of_v<WMediaResource, WGroup>);
+static_assert(std::is_base_of_v<WResource, WKLGallery> && !std::is_base_of_v<WMediaResource, WKLGallery>);
+static_assert(std::is_base_of_v<WKLUser, WPerson> && std::is_base_of_v<WKLComment, WComment>);
+static_assert(std::is_base_of_v<WKLMessage, WMessage> && std::is_base_of_v<WKLEvent, WEvent>);
+static_assert(std::has_virtual_destructor_v<WPlugin> && !std::is_copy_constructible_v<WPlugin>);
+static_assert(!std::is_copy_constructible_v<HttpRequest> && std::has_virtual_destructor_v<HttpRequest>);
 
 /// The enumerations that cross a seam hold any number.
-template <class Enumeration> constexpr bool holdsAnyNumber = std::is_same<std::underlying_type_t<Enumeration>, UINT32>::value;
-static_assert(holdsAnyNumber<KL_OPTION_SORT> && holdsAnyNumber<KL_OPTION_INCLUDE> && holdsAnyNumber<KL_SEARCH_BASE>, "");
-static_assert(holdsAnyNumber<KL_OPTION_ITEM> && holdsAnyNumber<KL_CONTENT_TYPE> && holdsAnyNumber<KL_SEARCH_DIRECTION>, "");
-static_assert(holdsAnyNumber<KL_OPTION_ORDER> && holdsAnyNumber<HTTP_REQUEST_TYPE> && holdsAnyNumber<HTTP_RESPONSE_CODE>, "");
-static_assert(holdsAnyNumber<SESSION_STATUS> && holdsAnyNumber<WContentProvider::ServiceType>, "");
+template <class Enumeration> constexpr bool holdsAnyNumber = std::is_same_v<std::underlying_type_t<Enumeration>, UINT32>;
+static_assert(holdsAnyNumber<KL_OPTION_SORT> && holdsAnyNumber<KL_OPTION_INCLUDE> && holdsAnyNumber<KL_SEARCH_BASE>);
+static_assert(holdsAnyNumber<KL_OPTION_ITEM> && holdsAnyNumber<KL_CONTENT_TYPE> && holdsAnyNumber<KL_SEARCH_DIRECTION>);
+static_assert(holdsAnyNumber<KL_OPTION_ORDER> && holdsAnyNumber<HTTP_REQUEST_TYPE> && holdsAnyNumber<HTTP_RESPONSE_CODE>);
+static_assert(holdsAnyNumber<SESSION_STATUS> && holdsAnyNumber<WContentProvider::ServiceType>);
 
 template <class Record> class EveryRecord : public ::testing::Test {
 };

@@ -3,7 +3,7 @@
 
 #include "httpd/Channel.h"
 
-#include <cstring>
+#include <algorithm>
 #include <thread>
 
 namespace {
@@ -57,7 +57,7 @@ TEST_F(Stream, IsSentInChunksUntilItsSourceEnds)
     startWithSource(std::nullopt, [&left](char* buffer, std::size_t, Connection&) -> std::int64_t {
         if (left-- == 0)
             return httpd::BodySource::END;
-        std::memcpy(buffer, "abc", 3);
+        std::copy_n("abc", 3, buffer);
         return 3;
     });
     HttpConnection client(address());

@@ -75,7 +75,7 @@ void bindKey(SQLite::Statement& statement, int place, const Key& key)
 }
 
 /// Not so much as a page of it is to be kept beyond what is asked: reads are few and short.
-constexpr const char* MANNERS = "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -4096; "
+constexpr const char* MANNERS = "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -1024; "
                                 "PRAGMA journal_size_limit = 8388608; PRAGMA temp_store = MEMORY;";
 
 } // namespace

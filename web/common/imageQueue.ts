@@ -14,6 +14,8 @@ const ATTEMPTS = 4;
 
 const waiting = new Map<HTMLImageElement, Wish>();
 const running = new Map<HTMLImageElement, Wish>();
+/** What an image is for, also once it has come or failed. */
+const latest = new WeakMap<HTMLImageElement, Wish>();
 let middle = 0;
 let planned = false;
 let held = false;
@@ -32,12 +34,15 @@ export function holdImages(hold: boolean): void {
 
 export function wantImage(image: HTMLImageElement, address: string, index: number): void {
   dropImage(image);
-  waiting.set(image, { image, address, index });
+  const wish = { image, address, index };
+  latest.set(image, wish);
+  waiting.set(image, wish);
   plan();
 }
 
 /** The picture is not wanted any more: its transfer ends. */
 export function dropImage(image: HTMLImageElement): void {
+  latest.delete(image);
   waiting.delete(image);
   if (running.delete(image)) {
     image.onload = null;
@@ -81,7 +86,7 @@ function start(wish: Wish, attempt = 1): void {
     end('failed');
     if (attempt >= ATTEMPTS) return;
     setTimeout(() => {
-      if (image.isConnected && image.dataset.state === 'failed' && !waiting.has(image) && !running.has(image)) start(wish, attempt + 1);
+      if (image.isConnected && latest.get(image) === wish) start(wish, attempt + 1);
     }, 1500 * attempt * (1 + Math.random()));
   };
   image.src = address;

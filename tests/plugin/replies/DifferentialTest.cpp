@@ -170,7 +170,7 @@ private:
         std::vector<STRING> names;
         for (const char* const identifier : IDENTIFIERS)
             if (isRecord(element) && oneIn(3))
-                names.push_back(identifier);
+                names.emplace_back(identifier);
         for (; count > 0; --count)
             names.push_back(nameIn(element));
         std::sort(names.begin(), names.end());

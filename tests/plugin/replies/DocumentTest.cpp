@@ -80,7 +80,7 @@ TEST(ReplyGuard, BoundsTheAttributesOfATag)
             text += attribute;
         return text + "/></rsp>" + STRING(5000, ' ');
     };
-    for (const char* const attribute : {" a=''", " abc=\"def\"", "\na =\n'>'", "\ta\t=\t\"'=\"", " a='\"=\"=\"='"}) {
+    for (const char* const attribute : {" a=''", " abc=\"def\"", "\na =\n'>'", "\ta\t=\t\"'=\"", R"( a='"="="=')"}) {
         EXPECT_TRUE(isParsable(tag(MAX_ATTRIBUTES, attribute))) << attribute;
         EXPECT_FALSE(isParsable(tag(MAX_ATTRIBUTES + 1, attribute))) << attribute;
     }

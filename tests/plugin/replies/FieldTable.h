@@ -17,7 +17,7 @@ template <class Record> struct Field {
     STRING otherText;
     STRING otherExpected;
     std::function<STRING(const Record&)> get;
-    STRING whenEmpty = ""; ///< what the record holds when the field is empty or missing
+    STRING whenEmpty{}; ///< what the record holds when the field is empty or missing
 };
 
 /// A kind of record: where it stands in a reply, how it is read, and its fields.

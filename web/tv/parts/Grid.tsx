@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Photos in rows of fixed height under their months. Only the rows on screen are in the document.
-import { Component } from 'preact';
 import { useEffect, useLayoutEffect, useRef } from 'preact/hooks';
 import { dropImage, holdImages, lookAt, wantImage } from '../../common/imageQueue';
 import { useSignal } from '../../common/signal';
@@ -10,21 +9,29 @@ import { flying, useStrokes } from '../core/input';
 import { monthName, photoName, t } from '../core/language';
 import { afterPaint, mark } from '../core/marks';
 import type { Item } from '../core/records';
+import { Slots } from '../core/slots';
 import type { GridState } from '../core/useGrid';
 import { Icon } from './Icon';
+import { still } from './still';
 
 /** Milliseconds that a photo has the focus before it is taken for one that may be opened. */
 const REST = 150;
 
+/** Without an identifier it is one that waits for its photo. */
 function Thumb({ id, place }: { id: string; place: number }) {
   const image = useRef<HTMLImageElement>(null);
   // It is asked for before the cell is painted: that takes longer than the picture's way.
   useLayoutEffect(() => {
     const element = image.current;
-    if (element === null) return undefined;
+    if (element === null || id === '') return undefined;
     element.dataset.content = id;
     wantImage(element, api.picture(id, 'grid'), place);
-    return () => dropImage(element);
+    return () => {
+      dropImage(element);
+      // The next photo of this cell must not begin with this one's picture.
+      element.removeAttribute('src');
+      delete element.dataset.state;
+    };
   }, [id]);
   return <img ref={image} class="thumb" alt="" draggable={false} />;
 }
@@ -39,37 +46,28 @@ interface CellProps {
   readonly isFocused: boolean;
 }
 
-/** Most cells are the same before and after a move: those are not looked at any further. */
-class Cell extends Component<CellProps> {
-  override shouldComponentUpdate(next: CellProps): boolean {
-    const now = this.props;
-    return (Object.keys(next) as Array<keyof CellProps>).some((key) => next[key] !== now[key]);
-  }
-
-  override render({ item, place, column, left, width, height, isFocused }: CellProps) {
-    return (
-      <div
-        role="gridcell"
-        class="cell"
-        aria-label={item === undefined ? t('loading') : photoName(item)}
-        aria-busy={item === undefined}
-        aria-colindex={column + 1}
-        tabIndex={isFocused ? 0 : -1}
-        data-place={place}
-        style={{ left: `${left}px`, width: `${width}px`, height: `${height}px` }}
-      >
-        {item !== undefined && <Thumb id={item.id} place={place} />}
-        {item !== undefined && (item.marked || item.comment_count > 0) && (
-          <span class="badges" aria-hidden="true">
-            {item.marked && <Icon name="mark" full />}
-            {item.comment_count > 0 && <Icon name="comment" />}
-            {item.comment_count > 0 && <i data-count={item.comment_count} />}
-          </span>
-        )}
-      </div>
-    );
-  }
-}
+/** Most cells are the same before and after a move. */
+const Cell = still(({ item, place, column, left, width, height, isFocused }: CellProps) => (
+  <div
+    role="gridcell"
+    class="cell"
+    aria-label={item === undefined ? t('loading') : photoName(item)}
+    aria-busy={item === undefined}
+    aria-colindex={column + 1}
+    tabIndex={isFocused ? 0 : -1}
+    data-place={place}
+    style={{ left: `${left}px`, width: `${width}px`, height: `${height}px` }}
+  >
+    <Thumb id={item?.id ?? ''} place={place} />
+    {item !== undefined && (item.marked || item.comment_count > 0) && (
+      <span class="badges" aria-hidden="true">
+        {item.marked && <Icon name="mark" full />}
+        {item.comment_count > 0 && <Icon name="comment" />}
+        {item.comment_count > 0 && <i data-count={item.comment_count} />}
+      </span>
+    )}
+  </div>
+));
 
 interface Props {
   readonly state: GridState;
@@ -90,6 +88,7 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
   const isFlying = useSignal(flying);
   const wasPainted = useRef(false);
   const before = useRef(scroll);
+  const slots = useRef(new Slots());
 
   const stretches = geometry.total === 0 ? [] : geometry.between(scroll, scroll + view);
   let first = Infinity;
@@ -141,7 +140,12 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
     if (item !== undefined) onOpen(item);
   };
 
+  const names: string[] = [];
+  for (const { month, firstRow, endRow } of stretches) for (let row = firstRow; row < endRow; ++row) names.push(`${month.month} ${row}`);
+  const places = slots.current.take(names, scroll);
+
   const rows = [];
+  let at = 0;
   for (const { month, top, firstRow, endRow } of stretches) {
     if (month.month !== '' && top + shape.heading > scroll) {
       rows.push(
@@ -150,7 +154,7 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
         </div>,
       );
     }
-    for (let row = firstRow; row < endRow; ++row) {
+    for (let row = firstRow; row < endRow; ++row, ++at) {
       const from = month.index + row * shape.columns;
       const count = Math.min(shape.columns, month.index + month.count - from);
       const cells = [];
@@ -170,8 +174,14 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
         );
       }
       const y = top + shape.heading + row * step - scroll;
+      const slot = places[at];
       rows.push(
-        <div key={`${month.month} ${row}`} role="row" class="photos" style={{ transform: `translate3d(0, ${y}px, 0)`, height: `${shape.tile}px` }}>
+        <div
+          key={slot?.slot}
+          role="row"
+          class={slot?.isNew === true ? 'photos new' : 'photos'}
+          style={{ transform: `translate3d(0, ${y}px, 0)`, height: `${shape.tile}px` }}
+        >
           {cells}
         </div>,
       );

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Years and months beside the grid: what has the focus here is where the grid is.
-import { useLayoutEffect, useMemo, useRef } from 'preact/hooks';
+import { useEffect, useLayoutEffect, useMemo, useRef, useState } from 'preact/hooks';
 import { monthName, shortMonth, t } from '../core/language';
 import { entryOf, railOf, windowAt } from '../core/rail';
 import type { Month } from '../core/records';
+import { still } from './still';
 
 interface Props {
   readonly months: readonly Month[];
@@ -17,9 +18,12 @@ interface Props {
   readonly onChoose: (entry: number) => void;
 }
 
-export function Rail({ months, current, focus, room, percent, onChoose }: Props) {
+function Entries({ months, current, focus, room, percent, onChoose }: Props) {
   const entries = useMemo(() => railOf(months), [months]);
   const list = useRef<HTMLDivElement>(null);
+  // Behind the first photos: on a slow processor both together are a long time in which no key is heard.
+  const [isDrawn, setDrawn] = useState(false);
+  useEffect(() => setDrawn(entries.length > 0), [entries.length > 0]);
   const here = entryOf(entries, current);
   const middle = focus >= 0 ? focus : Math.max(0, here);
   const size = Math.max(3, percent === null ? room : room - 4);
@@ -30,7 +34,7 @@ export function Rail({ months, current, focus, room, percent, onChoose }: Props)
   return (
     <nav class="rail" aria-label={t('months')}>
       <div ref={list}>
-        {entries.slice(start, start + size).map((entry, offset) => {
+        {(isDrawn ? entries.slice(start, start + size) : []).map((entry, offset) => {
           const at = start + offset;
           return (
             <button
@@ -52,3 +56,5 @@ export function Rail({ months, current, focus, room, percent, onChoose }: Props)
     </nav>
   );
 }
+
+export const Rail = still((props: Props) => <Entries {...props} />);

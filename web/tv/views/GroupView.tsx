@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A group: its photos by month, and the rail that jumps. The lists that the television keeps look alike.
-import { useEffect, useMemo, useRef, useState } from 'preact/hooks';
+import { useCallback, useEffect, useMemo, useRef, useState } from 'preact/hooks';
 import { useSignal } from '../../common/signal';
 import { groups, readGroups, wantGroups } from '../core/groups';
 import { toggleGuests } from '../core/guestsControl';
@@ -72,6 +72,14 @@ export function Photos({ source, name, hint, emptyTitle, emptyHint, bar, onOpen 
     const target = entries[to];
     if (target !== undefined) state.toMonth(target.month);
   };
+  const choose = useRef(jumpTo);
+  choose.current = (to) => {
+    setZone('rail');
+    setEntry(to);
+    jumpTo(to);
+  };
+  // The same one always, so that the rail is not drawn again for it.
+  const onChoose = useCallback((to: number): void => choose.current(to), []);
   const toBar = (): boolean => {
     setZone('bar');
     bars.current?.querySelector<HTMLElement>('[data-first], button')?.focus({ preventScroll: true });
@@ -171,11 +179,7 @@ export function Photos({ source, name, hint, emptyTitle, emptyHint, bar, onOpen 
                 focus={zone === 'rail' ? entry : -1}
                 room={Math.floor(room.height / (room.rem * 2.1))}
                 percent={percent}
-                onChoose={(to) => {
-                  setZone('rail');
-                  setEntry(to);
-                  jumpTo(to);
-                }}
+                onChoose={onChoose}
               />
               <Grid key={source.key} state={state} name={name} group={source.group} across={shape.across} view={room.height} active={zone === 'grid'} onOpen={onOpen} />
             </>
