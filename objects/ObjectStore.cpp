@@ -110,8 +110,8 @@ void ObjectStore::makeBucket()
         document.addTo(call);
     try {
         m_exchange->ask(call);
-    } catch (const StoreRefused&) {
-        // Another program may have been quicker.
+    } catch (const ObjectError&) {
+        // Another program may have been quicker. Stores say so in several ways.
         try {
             m_exchange->ask(look);
             return;
