@@ -122,6 +122,14 @@ void ObjectStore::makeBucket()
     }
 }
 
+void ObjectStore::probe(std::chrono::milliseconds patience)
+{
+    const Call look{"HEAD", "/" + m_bucket, {}, {}, {}, "", nullptr, patience};
+    const Clock::time_point deadline = Clock::now() + patience;
+    Retries once = m_exchange->onceUntil(deadline);
+    Exchange::repeated(once, [&] { return m_exchange->send(look, deadline)->readAll(deadline); });
+}
+
 void ObjectStore::put(const std::string& key, const Payload& payload, const std::string& contentType)
 {
     const PayloadDigests digests = digestsOf(payload);
