@@ -153,11 +153,34 @@ WireRequest Exchange::signedRequest(const Call& call) const
     return wire;
 }
 
+/// A store that hangs keeps those who ask it waiting until their time is over. It must not keep so many that nobody is left for
+/// those who want nothing of it; one that is slow and answers may.
+class Exchange::Waiting {
+public:
+    explicit Waiting(Exchange& exchange) : m_exchange(exchange)
+    {
+        const bool many = m_exchange.m_waiting.fetch_add(1) >= exchange.limits().waiting;
+        if (!many || Clock::now() - m_exchange.m_heard.load() < exchange.limits().silence)
+            return;
+        --m_exchange.m_waiting;
+        throw StoreUnavailable("the store says nothing, and many wait for it already");
+    }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+    ~Waiting() { --m_exchange.m_waiting; }
+    void heard() { m_exchange.m_heard = Clock::now(); }
+
+private:
+    Exchange& m_exchange;
+};
+
 std::unique_ptr<Transfer> Exchange::send(const Call& call, Clock::time_point deadline)
 {
+    Waiting waiting(*this);
     const Pace pace{m_limits.connect, call.patience.value_or(m_limits.window), m_limits.leastBytes};
     auto transfer = std::make_unique<Transfer>(m_lanes, signedRequest(call), pace);
     const unsigned status = transfer->awaitHead(deadline);
+    waiting.heard();
     if (status < FIRST_REDIRECT)
         return transfer;
     throwComplaint(status, transfer->readAll(deadline), retryAfter(transfer->header("retry-after")));

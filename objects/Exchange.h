@@ -6,6 +6,7 @@
 #include "objects/ObjectStore.h"
 #include "objects/Transfer.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -43,10 +44,13 @@ public:
 
     /// Asks until the answer is a good one. Throws ObjectError.
     Answer ask(const Call& call);
-    /// Asks once. \return what brings the answer, when it is a good one so far. Throws ObjectError and TransferFailed.
+    /// Asks once. \return what brings the answer, when it is a good one so far. Throws ObjectError and TransferFailed. When many
+    /// wait for a store that says nothing at all, the others do not begin to.
     std::unique_ptr<Transfer> send(const Call& call, Clock::time_point deadline);
     /// The attempts of one request.
     Retries retriesUntil(Clock::time_point deadline) { return {m_limits.retries, m_budget, deadline, m_lanes.stopped()}; }
+    /// The only attempt of one.
+    Retries onceUntil(Clock::time_point deadline) { return {ONCE, m_budget, deadline, m_lanes.stopped()}; }
     /// Calls until it throws no TransferFailed, in so far as there are retries. Throws ObjectError in its place.
     template <class Attempt> static auto repeated(Retries& retries, Attempt attempt);
     /// When a request must have its answer.
@@ -58,6 +62,11 @@ public:
     void stop() { m_lanes.stop(); }
 
 private:
+    static constexpr RetryLimits ONCE{1};
+
+    /// One who waits for the head of an answer.
+    class Waiting;
+
     WireRequest signedRequest(const Call& call) const;
 
     Endpoint m_endpoint;
@@ -67,6 +76,8 @@ private:
     StoreLimits m_limits;
     RetryBudget m_budget;
     Lanes m_lanes;
+    std::atomic<unsigned> m_waiting{0};
+    std::atomic<Clock::time_point> m_heard{Clock::time_point()}; ///< when an answer came last
 };
 
 /// Throws what an answer means that is none of success. \param text of its body

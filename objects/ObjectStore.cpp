@@ -110,8 +110,8 @@ void ObjectStore::makeBucket()
         document.addTo(call);
     try {
         m_exchange->ask(call);
-    } catch (const StoreRefused&) {
-        // Another program may have been quicker.
+    } catch (const ObjectError&) {
+        // Another program may have been quicker. Stores say so in several ways.
         try {
             m_exchange->ask(look);
             return;
@@ -120,6 +120,14 @@ void ObjectStore::makeBucket()
         }
         throw;
     }
+}
+
+void ObjectStore::probe(std::chrono::milliseconds patience)
+{
+    const Call look{"HEAD", "/" + m_bucket, {}, {}, {}, "", nullptr, patience};
+    const Clock::time_point deadline = Clock::now() + patience;
+    Retries once = m_exchange->onceUntil(deadline);
+    Exchange::repeated(once, [&] { return m_exchange->send(look, deadline)->readAll(deadline); });
 }
 
 void ObjectStore::put(const std::string& key, const Payload& payload, const std::string& contentType)

@@ -45,6 +45,8 @@ struct StoreLimits {
     std::int64_t leastBytes = 20 * 1024;       ///< or the attempt is given up
     std::chrono::milliseconds whole{60'000};   ///< of a request with all attempts, beside the time that its bytes may take
     std::chrono::milliseconds ending{180'000}; ///< of the end of an upload in parts, for which stores put the parts together
+    unsigned waiting = 64;                     ///< requests, while the store says nothing; others are given up at once
+    std::chrono::milliseconds silence{3'000};  ///< without any answer, until that counts as saying nothing
     RetryLimits retries;
 };
 
@@ -92,6 +94,8 @@ public:
 
     /// Makes the bucket unless it is there.
     void makeBucket();
+    /// Asks whether the store answers for the bucket: once, and no longer than that.
+    void probe(std::chrono::milliseconds patience);
 
     /// Stores an object, over what was there. When this returns the store has it, with the digest that its bytes have here.
     void put(const std::string& key, const Payload& payload, const std::string& contentType);

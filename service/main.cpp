@@ -77,6 +77,7 @@ struct Arguments {
     std::uint64_t idleMs = 0;
     std::uint64_t headerMs = 0;
     std::uint64_t slotSeconds = 0;
+    std::uint64_t collectSeconds = std::chrono::seconds(COLLECTED_AGE).count();
 
     DataPlace& data() { return serve.service.data; }
 };
@@ -245,6 +246,17 @@ void defineCheck(Command program, Arguments& arguments, Action& action)
     app.whenChosen([&] { action = [&arguments] { return check(arguments.serve.service.data); }; });
 }
 
+void defineCollect(Command program, Arguments& arguments, Action& action)
+{
+    const Command app = program.command("collect", "remove media that have no record, as the service does once a day");
+    dataOption(app, arguments.data());
+    app.option("--older-than", arguments.collectSeconds, "only what is so old; 0 takes all, while no service takes uploads")
+        .typeName("SECONDS")
+        .showDefault();
+    app.whenChosen(
+        [&] { action = done([&] { collect(arguments.serve.service.data, std::chrono::seconds(arguments.collectSeconds)); }); });
+}
+
 void defineBackup(Command program, Arguments& arguments, Action& action)
 {
     DataPlace& data = arguments.data();
@@ -281,6 +293,7 @@ int main(int argc, char** argv)
     defineContent(top, arguments, action);
     defineEvent(top, arguments, action);
     defineCheck(top, arguments, action);
+    defineCollect(top, arguments, action);
     defineBackup(top, arguments, action);
     try {
         const std::vector<std::string> words(argv + 1, argv + argc);

@@ -9,6 +9,8 @@
 #include "httpd/Settings.h"
 #include "operations/Options.h"
 
+#include <chrono>
+
 namespace kinloomd {
 
 /// The exit codes of the program.
@@ -100,6 +102,12 @@ void emptyTrash(const DataPlace& data, unsigned olderThanDays, const Deletion& d
 
 /// Compares records, files and totals, of a service's folder or of a backup. \return EXIT_DONE or EXIT_INCONSISTENT.
 int check(const DataPlace& data);
+
+/// How old a medium without a record is at least when it is removed unasked: its record may still be on its way.
+inline constexpr std::chrono::hours COLLECTED_AGE{25};
+/// Removes media that have no record and are older than that; zero takes those of any age, and is only for when no service takes
+/// uploads. What is in the folder of one service is swept up when it begins.
+void collect(const DataPlace& data, std::chrono::seconds age);
 
 /// Brings a backup up to the present state of a service, which may be running. \return EXIT_DONE, or EXIT_INCONSISTENT when the
 /// service itself lacks files.

@@ -132,6 +132,8 @@ public:
 
     /// Makes what is missing before the first medium comes.
     virtual void prepare() const {}
+    /// Asks whether media can be had right now, for a few seconds at most. Throws when they cannot.
+    virtual void probe() const {}
     /// Ends what is waited for: the program is about to end.
     virtual void stop() {}
 };

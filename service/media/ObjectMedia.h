@@ -59,6 +59,7 @@ public:
     void collect(const KnownMedia& known, Millis before) const override;
     /// Makes the bucket, if it is missing.
     void prepare() const override { m_store->makeBucket(); }
+    void probe() const override { m_store->probe(std::chrono::seconds(3)); }
     void stop() override { m_store->stop(); }
 
 private:

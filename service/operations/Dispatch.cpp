@@ -22,26 +22,35 @@ namespace {
 
 constexpr std::uint64_t UPLOAD_DROP_LIMIT = 64 << 20;
 constexpr std::size_t COMPLAINT_BYTES = 1000;
-constexpr unsigned STORE_RETRY_SECONDS = 30; ///< of clients, when the store of media is away
+
+// When clients should come again.
+constexpr unsigned DATABASE_RETRY_SECONDS = 2; ///< when a connection to it was lost, others are made at once
+constexpr unsigned STORE_RETRY_SECONDS = 30;   ///< when the store of media is away
+constexpr unsigned DISK_RETRY_SECONDS = 30;    ///< when somebody has to make room
+
+ServiceError passing(Failure failure, unsigned retrySeconds)
+{
+    return ServiceError(failure, describe(failure).description, retrySeconds);
+}
 
 /// The failure that a client should be told of when the database refuses.
 ServiceError failureOf(const DatabaseError& error)
 {
-    constexpr unsigned RETRY_SECONDS = 2;
     if (dynamic_cast<const DatabaseFull*>(&error) != nullptr)
-        return ServiceError(Failure::DISK_FULL);
+        return passing(Failure::DISK_FULL, DISK_RETRY_SECONDS);
     if (dynamic_cast<const NotText*>(&error) != nullptr)
         return ServiceError(Failure::BAD_PARAMETER);
     if (dynamic_cast<const DatabaseUnavailable*>(&error) != nullptr)
-        return ServiceError(Failure::UNAVAILABLE, describe(Failure::UNAVAILABLE).description, RETRY_SECONDS);
+        return passing(Failure::UNAVAILABLE, DATABASE_RETRY_SECONDS);
     return ServiceError(Failure::INTERNAL);
 }
 
 /// The same of a file that cannot be written: no space, no permission, a failing disk.
-Failure failureOf(const std::system_error& error)
+ServiceError failureOf(const std::system_error& error)
 {
     const int number = error.code().value();
-    return number == ENOSPC || number == EDQUOT || number == EFBIG ? Failure::DISK_FULL : Failure::UNAVAILABLE;
+    const bool full = number == ENOSPC || number == EDQUOT || number == EFBIG;
+    return passing(full ? Failure::DISK_FULL : Failure::UNAVAILABLE, DISK_RETRY_SECONDS);
 }
 
 void complain(const char* what) { writeLog(Priority::FAILURE, loggable(what, COMPLAINT_BYTES)); }
@@ -92,13 +101,13 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
         return failed(error);
     } catch (const objects::ObjectError& error) {
         complain(error.what());
-        return failed(ServiceError(Failure::UNAVAILABLE, describe(Failure::UNAVAILABLE).description, STORE_RETRY_SECONDS));
+        return failed(passing(Failure::UNAVAILABLE, STORE_RETRY_SECONDS));
     } catch (const DatabaseError& error) {
         complain(error.what());
         return failed(failureOf(error));
     } catch (const std::system_error& error) {
         complain(error.what());
-        return failed(ServiceError(failureOf(error)));
+        return failed(failureOf(error));
     } catch (const std::exception& error) {
         complain(error.what());
         return failed(ServiceError(Failure::INTERNAL));

@@ -45,12 +45,14 @@ void askDisk(Service& service)
     writeAll(file.get(), std::string(PROBE_BYTES, '\0'), path);
 }
 
+void askMedia(Service& service) { service.media().probe(); }
+
 struct Probe {
     const char* name;
     void (*ask)(Service&);
 };
 
-constexpr Probe PROBES[] = {{"database", &askDatabase}, {"disk", &askDisk}};
+constexpr Probe PROBES[] = {{"database", &askDatabase}, {"disk", &askDisk}, {"store of media", &askMedia}};
 
 Reply healthReply(Service& service, const httpd::Counters&)
 {

@@ -7,6 +7,7 @@
 #include <ostream>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -243,6 +244,43 @@ TEST_F(StoreSlowness, OfOneThatTricklesEnds)
                     }
                 }),
                 HasSubstr("too slowly"));
+}
+
+objects::StoreLimits withRoomForTwo()
+{
+    objects::StoreLimits limits = shortLimits();
+    limits.waiting = 2;
+    limits.silence = 1ms;
+    return limits;
+}
+
+class StoreSilence : public StoreFault {
+protected:
+    StoreSilence() : StoreFault(withRoomForTwo()) {}
+};
+
+TEST_F(StoreSilence, KeepsNoMoreWaitingThanThereMayBe)
+{
+    m_server.onRequest([](const RawRequest&) { return RawReply().stall(); });
+    std::vector<std::thread> waiting;
+    waiting.reserve(2);
+    for (int i = 0; i < 2; ++i)
+        waiting.emplace_back([&] { EXPECT_THROW(putHello(), StoreUnavailable); });
+    EXPECT_TRUE(m_server.waitForWaiting(2));
+    EXPECT_THAT(sentenceOf<StoreUnavailable>([&] { putHello(); }), HasSubstr("many wait for it already"));
+    EXPECT_EQ(m_server.requestCount(), 2U) << "it is not even asked";
+    m_store.stop();
+    for (std::thread& thread : waiting)
+        thread.join();
+}
+
+TEST_F(StoreFault, IsFoundByAProbeOnceAndInTime)
+{
+    EXPECT_NO_THROW(m_store.probe(10s));
+    EXPECT_EQ(m_server.last().line(), "HEAD /photos HTTP/1.1");
+    m_server.onRequest([](const RawRequest&) { return RawReply().stall(); });
+    EXPECT_THROW(m_store.probe(50ms), StoreUnavailable);
+    EXPECT_EQ(m_server.requestCount(), 2U);
 }
 
 TEST_F(StoreFault, EndsWithTheProgram)

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 
 namespace {
@@ -58,6 +59,13 @@ protected:
     unsigned short storePort() const
     {
         return static_cast<unsigned short>(std::stoi(m_engine.endpoint.substr(m_engine.endpoint.rfind(':') + 1)));
+    }
+    /// What the service says of itself.
+    std::string health()
+    {
+        Wire wire(port());
+        wire.send("GET /healthz HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        return wire.receive().body;
     }
     HttpReply originalOf(const HttpReply& upload) { return request(port(), "GET", targetOf(field(upload, "contentUrl"))); }
     test::TestStore m_engine = test::TestStore::ofEnvironment();
@@ -177,6 +185,38 @@ TEST_F(StoreMedia, IsNotToBeHadWhileTheStoreIsAway)
     EXPECT_TRUE(originalOf(upload).body == picture.bytes);
 }
 
+TEST_F(StoreMedia, OfAStoreThatHangsKeepsOnlySomeWaiting)
+{
+    constexpr unsigned THREADS = 64; // that may wait
+    const HttpReply upload = anna().upload(m_group, makePicture(640, 480));
+    ASSERT_EQ(request(port(), "GET", targetOf(field(upload, "contentThumbnail_116X87"))).status, 200);
+    EXPECT_EQ(health(), "well\n");
+    m_front.holdReplies();
+    std::vector<std::future<HttpReply>> waiting;
+    waiting.reserve(THREADS);
+    for (unsigned i = 0; i < THREADS; ++i)
+        waiting.push_back(std::async(std::launch::async, [&] { return originalOf(upload); }));
+    EXPECT_THAT(health(), HasSubstr("the store of media does not answer"));
+    // From the moment on at which all of them wait, and the store has been silent for a while, others are not kept.
+    const auto isRefusedAtOnce = [&] {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(originalOf(upload).status, 503);
+        return std::chrono::steady_clock::now() - begin < std::chrono::seconds(5);
+    };
+    EXPECT_TRUE(test::comesTrue(isRefusedAtOnce));
+    EXPECT_EQ(contents(), 1U);
+    m_front.setAway(true);
+    for (std::future<HttpReply>& each : waiting) {
+        const HttpReply reply = each.get();
+        EXPECT_EQ(reply.status, 503);
+        EXPECT_NE(reply.header("retry-after"), "");
+    }
+    m_front.holdReplies(false);
+    m_front.setAway(false);
+    EXPECT_TRUE(originalOf(upload).body == makePicture(640, 480).bytes) << "everything goes on by itself";
+    EXPECT_EQ(health(), "well\n");
+}
+
 TEST_F(StoreMedia, IsCutOffWhenTheStoreGoesAwayBehindTheHead)
 {
     const HttpReply upload = anna().upload(m_group, largePicture());
@@ -224,7 +264,12 @@ TEST_F(StoreMedia, WhoseRecordNeverCameIsFoundAndCollected)
     const CommandResult found = command({"check"});
     EXPECT_EQ(found.exitCode, 3);
     EXPECT_THAT(found.out, HasSubstr("file without record: family/media/"));
-    collectAllUnknown(m_data);
+    // Young as it is, its record could still come.
+    EXPECT_EQ(command({"collect"}).exitCode, 0);
+    EXPECT_EQ(command({"check"}).exitCode, 3);
+    const CommandResult collected = command({"collect", "--older-than", "0"});
+    EXPECT_EQ(collected.exitCode, 0);
+    EXPECT_THAT(collected.err, HasSubstr("collected 1 objects without a record"));
     expectConsistent();
 }
 

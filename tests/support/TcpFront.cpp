@@ -197,10 +197,10 @@ void TcpFront::goAwayAfterReceived(std::uint64_t bytes)
     m_state->receivedLeft = bytes;
 }
 
-void TcpFront::holdReplies()
+void TcpFront::holdReplies(bool hold)
 {
     const std::lock_guard<std::mutex> lock(m_state->mutex);
-    m_state->hold = true;
+    m_state->hold = hold;
 }
 
 bool TcpFront::waitForHeld(std::chrono::milliseconds patience) const

@@ -29,8 +29,8 @@ public:
     /// It goes away once clients have sent so many more bytes, or were sent so many.
     void goAwayAfterSent(std::uint64_t bytes);
     void goAwayAfterReceived(std::uint64_t bytes);
-    /// From now on the server's word is kept back.
-    void holdReplies();
+    /// From now on the server's word is kept back; or what is said on connections to come is passed on again.
+    void holdReplies(bool hold = true);
     /// \return false when nothing was kept back in time.
     bool waitForHeld(std::chrono::milliseconds patience = PATIENCE) const;
 

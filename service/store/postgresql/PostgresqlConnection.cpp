@@ -163,7 +163,10 @@ PostgresqlConnection::PostgresqlConnection(const std::string& address)
     PQsetNoticeReceiver(m_connection.get(), &ignoreNotice, nullptr);
     if (PQsetnonblocking(m_connection.get(), 1) != 0)
         throwLost();
+    // The server may stand still since it was connected to.
+    m_transactionEnds = Clock::now() + STATEMENT_TIME;
     execute(SESSION);
+    m_transactionEnds = Clock::time_point::max();
 }
 
 PostgresqlConnection::~PostgresqlConnection() { forgetStatements(); }
