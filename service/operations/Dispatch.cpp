@@ -37,6 +37,16 @@ ServiceError failureOf(const DatabaseError& error)
     return ServiceError(Failure::INTERNAL);
 }
 
+/// The same while the records are moved.
+ServiceError failureOf(const DatabaseReadOnly& error)
+{
+    constexpr unsigned RETRY_SECONDS = 60;
+    return ServiceError(Failure::UNAVAILABLE,
+                        error.isForGood() ? "The family's photos were moved: this service only shows how they were."
+                                          : "The family's photos are being moved: they can be seen, and changed again soon.",
+                        RETRY_SECONDS);
+}
+
 /// The same of a file that cannot be written: no space, no permission, a failing disk.
 Failure failureOf(const std::system_error& error)
 {
@@ -93,6 +103,8 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
     } catch (const objects::ObjectError& error) {
         complain(error.what());
         return failed(ServiceError(Failure::UNAVAILABLE, describe(Failure::UNAVAILABLE).description, STORE_RETRY_SECONDS));
+    } catch (const DatabaseReadOnly& error) {
+        return failed(failureOf(error));
     } catch (const DatabaseError& error) {
         complain(error.what());
         return failed(failureOf(error));
