@@ -29,10 +29,10 @@ FolderLock::FolderLock(const std::string& path, Kind kind) : m_fd(openLockFile(p
     }
 }
 
-bool FolderLock::tryExclusive(const std::string& path, FolderLock& lock)
+bool FolderLock::tryLock(const std::string& path, Kind kind, FolderLock& lock)
 {
     UniqueFd fd = openLockFile(path);
-    if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (::flock(fd.get(), (kind == SHARED ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK)
             return false;
         throwSystemError("lock", path);

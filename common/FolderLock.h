@@ -18,10 +18,14 @@ public:
     /// Waits for the lock.
     FolderLock(const std::string& path, Kind kind);
     /// Takes the lock when it is free. \return whether it was.
-    static bool tryExclusive(const std::string& path, FolderLock& lock);
+    static bool tryExclusive(const std::string& path, FolderLock& lock) { return tryLock(path, EXCLUSIVE, lock); }
+    /// The same for one of several. \return whether nobody has it alone.
+    static bool tryShared(const std::string& path, FolderLock& lock) { return tryLock(path, SHARED, lock); }
     FolderLock() = default;
 
 private:
+    static bool tryLock(const std::string& path, Kind kind, FolderLock& lock);
+
     UniqueFd m_fd;
 };
 

@@ -28,12 +28,15 @@ std::string checkDatabase(const std::string& address)
     return isPostgresqlAddress(address) ? "" : "needs an address such as postgresql://db.example/kinloom";
 }
 
+void databaseOption(commandline::Command command, const char* name, std::string& address, const char* description)
+{
+    command.option(name, address, description).typeName("URL").check(checkDatabase);
+}
+
 void dataOption(commandline::Command command, DataPlace& data)
 {
     command.option("--data", data.folder, "the folder that holds everything").required().typeName("DIR");
-    command.option("--database", data.database, "a PostgreSQL database that holds the records [the folder does]")
-        .typeName("URL")
-        .check(checkDatabase);
+    databaseOption(command, "--database", data.database, "a PostgreSQL database that holds the records [the folder does]");
 }
 
 void Administration::define(commandline::Program& program)

@@ -26,6 +26,9 @@ template <typename Run> Action done(Run run)
 /// Says what is wrong with the scheme and host of a service; empty when nothing is.
 std::string checkPublicUrl(const std::string& url);
 
+/// Adds an option that takes the address of a database.
+void databaseOption(commandline::Command command, const char* name, std::string& address, const char* description);
+
 /// Adds "--data" and "--database" to a command.
 void dataOption(commandline::Command command, DataPlace& data);
 

@@ -4,6 +4,7 @@
 #include "commandline/Command.h"
 #include "commandline/Mistake.h"
 #include "commands/Commands.h"
+#include "commands/Migrate.h"
 #include "core/Text.h"
 #include "core/TimeZone.h"
 #include "httpd/Listener.h"
@@ -73,6 +74,8 @@ struct Arguments {
     EventArguments event;
     ContentArguments content;
     std::string backup; ///< its folder
+    MoveTarget moveTo;
+    bool cancelMove = false;
     int replyShape = static_cast<int>(ReplyShape::ELEMENTS);
     std::uint64_t idleMs = 0;
     std::uint64_t headerMs = 0;
@@ -123,6 +126,17 @@ void timeZoneOption(Command app, std::string& name)
         .check(checkTimeZone);
 }
 
+/// A bucket, and what must be known of its store. \param name what the bucket's option is called
+void bucketOptions(Command app, const char* name, MediaPlace& media, const char* description)
+{
+    app.option(name, media.media, description).typeName("s3://BUCKET[/PREFIX]");
+    app.option("--s3-endpoint", media.endpoint, "where the store is").typeName("URL");
+    app.option("--s3-region", media.region, "the store's region [us-east-1]").typeName("NAME");
+    app.option("--s3-credentials", media.credentialsFile,
+               "a file with the keys to the store [AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY]")
+        .typeName("FILE");
+}
+
 void defineServe(Command program, Arguments& arguments, Action& action)
 {
     const Command app = program.command("serve", "serve until SIGTERM or SIGINT; SIGHUP reads the certificate again");
@@ -131,14 +145,8 @@ void defineServe(Command program, Arguments& arguments, Action& action)
     httpd::Limits& http = arguments.serve.http.limits;
     dataOption(app, arguments.data());
     MediaPlace& media = options.media;
-    app.option("--media", media.media, "a bucket of an object store for photos and thumbnails [the folder]")
-        .typeName("s3://BUCKET[/PREFIX]");
-    app.option("--s3-endpoint", media.endpoint, "where the store is").typeName("URL");
+    bucketOptions(app, "--media", media, "a bucket of an object store for photos and thumbnails [the folder]");
     app.option("--s3-public-endpoint", media.publicEndpoint, "where devices reach the store [--s3-endpoint]").typeName("URL");
-    app.option("--s3-region", media.region, "the store's region [us-east-1]").typeName("NAME");
-    app.option("--s3-credentials", media.credentialsFile,
-               "a file with the keys to the store [AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY]")
-        .typeName("FILE");
     app.flag("--media-redirect", media.redirect, "send devices to the store for media");
     app.option("--listen", arguments.serve.listenAddress, "where to listen; port 0 takes a free one")
         .typeName("ADDR:PORT")
@@ -271,6 +279,35 @@ void defineBackup(Command program, Arguments& arguments, Action& action)
     fetch.whenChosen([&] { action = [&] { return restore(arguments.backup, data.folder); }; });
 }
 
+int moveAsAsked(Arguments& arguments)
+{
+    const DataPlace& from = arguments.data();
+    const MoveTarget& to = arguments.moveTo;
+    if (const std::string complaint = checkMediaPlace(to.media, "--to-media"); !complaint.empty())
+        throw UsageError(complaint);
+    if (arguments.cancelMove)
+        return cancelMove(from, to);
+    if (!to.isNamed())
+        throw UsageError("migrate needs --to, --to-database or --to-media: where to");
+    return migrate(from, to);
+}
+
+void defineMigrate(Command program, Arguments& arguments, Action& action)
+{
+    const Command app = program.command("migrate", "move records and media to another place, while the service shows them");
+    DataPlace& from = arguments.data();
+    MoveTarget& to = arguments.moveTo;
+    app.option("--from", from.folder, "the folder of the service").required().typeName("DIR");
+    databaseOption(app, "--from-database", from.database,
+                   "its PostgreSQL database, where that holds the records [the folder does]");
+    app.option("--to", to.folder, "the folder that all is moved to which no other option names a place for [the same one]")
+        .typeName("DIR");
+    databaseOption(app, "--to-database", to.database, "the PostgreSQL database that the records are moved to");
+    bucketOptions(app, "--to-media", to.media, "the bucket that photos and thumbnails are moved to");
+    app.flag("--cancel", arguments.cancelMove, "give a move up: what is at the source can be changed again");
+    app.whenChosen([&] { action = [&arguments] { return moveAsAsked(arguments); }; });
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -295,6 +332,7 @@ int main(int argc, char** argv)
     defineCheck(top, arguments, action);
     defineCollect(top, arguments, action);
     defineBackup(top, arguments, action);
+    defineMigrate(top, arguments, action);
     try {
         const std::vector<std::string> words(argv + 1, argv + argc);
         const commandline::Reading reading = program.read(words);
@@ -306,8 +344,8 @@ int main(int argc, char** argv)
             return EXIT_DONE;
         }
         administration.requireFormOfList();
-        if (holdsPassword(arguments.data().database))
-            std::fprintf(stderr, "kinloomd: every user of this computer can read the password in --database; PGPASSWORD or a "
+        if (holdsPassword(arguments.data().database) || holdsPassword(arguments.moveTo.database))
+            std::fprintf(stderr, "kinloomd: every user of this computer can read the password of the database; PGPASSWORD or a "
                                  "password file keep it\n");
         const int status = action();
         requirePrinted();

@@ -73,11 +73,10 @@ int complainOf(const MissingFiles& missing, const char* where)
 /// Throws when the folder holds the backup of another service: that may be the only one there is.
 void requireSameService(Database& database, const DataFolder& backupPlace)
 {
-    constexpr const char* IDENTITY = "identity";
-    const std::string own = database.change([](DatabaseConnection& connection) { return secretSetting(connection, IDENTITY); });
+    const std::string own = secretSetting(database, IDENTITY_SETTING);
     if (!openForReading(backupPlace.database()))
         return; // none was ever finished there
-    const std::string other = findSetting(*SqliteConnection::ofCopy(backupPlace.database()), IDENTITY);
+    const std::string other = findSetting(*SqliteConnection::ofCopy(backupPlace.database()), IDENTITY_SETTING);
     if (other != own)
         throw std::runtime_error(backupPlace.path() + " holds the backup of another service; each needs a folder of its own");
 }
@@ -92,7 +91,7 @@ FileList bringState(Database& database, const FolderMedia& source, const FolderM
         std::optional<Database::Lease> writing;
         std::optional<Transaction> standstill;
         if (attempt == ATTEMPTS)
-            standstill.emplace(writing.emplace(database, DatabaseConnection::Purpose::WRITE));
+            standstill.emplace(writing.emplace(database, Database::Purpose::WRITE), Database::Purpose::MOVE);
         removeFile(copy);
         copyDatabase(database.read(), copy);
         FileList files = filesIn(copy);

@@ -115,6 +115,13 @@ int backup(const DataPlace& data, const std::string& to);
 /// Makes a service's folder of a backup. \return EXIT_DONE, or EXIT_INCONSISTENT when the backup lacks files.
 int restore(const std::string& from, const std::string& data);
 
+struct MoveTarget;
+/// Moves records and media to another place, goes on with that, or looks once more at what was moved. \return EXIT_DONE, or
+/// EXIT_INCONSISTENT when something was wrong at the source already.
+int migrate(const DataPlace& from, const MoveTarget& to);
+/// Gives a move up: what is at the source can be changed again.
+int cancelMove(const DataPlace& from, const MoveTarget& to);
+
 } // namespace kinloomd
 
 #endif

@@ -21,6 +21,7 @@ using common::FolderLock;
 ///     people/         pictures of people
 ///     tmp/            uploads on their way
 ///     serve.lock      held by the running service
+///     migrate.lock    held by whoever moves the records or media away, or gives that up
 ///     media.lock      held shared by programs that are adding files, and alone by the sweep for files without record
 ///
 /// A backup has database, media and people, and as its mark "backup.lock", held by whoever writes it. A folder with "restore.lock"
@@ -50,6 +51,7 @@ public:
     std::string mediaLock() const { return m_path + "/media.lock"; }
     std::string backupLock() const { return m_path + "/backup.lock"; }
     std::string restoreLock() const { return m_path + "/restore.lock"; }
+    std::string moveLock() const { return m_path + "/migrate.lock"; }
 
 private:
     DataFolder() = default;

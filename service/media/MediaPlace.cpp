@@ -8,7 +8,9 @@
 #include "store/Contents.h"
 #include "store/People.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
 
 namespace kinloomd {
@@ -53,6 +55,39 @@ objects::StoreLimits storeLimits()
     return limits;
 }
 
+MediaPlace rememberedPlace(DatabaseConnection& connection)
+{
+    MediaPlace place;
+    for (const auto& each : REMEMBERED)
+        place.*each.member = findSetting(connection, each.setting);
+    return place;
+}
+
+std::string placeName(const MediaPlace& place) { return place.isBucket() ? place.media : "its folder"; }
+
+bool isRemembered(Database& database, const MediaPlace& place)
+{
+    const MediaPlace before = rememberedPlace(database.read());
+    return std::all_of(std::begin(REMEMBERED), std::end(REMEMBERED),
+                       [&](const auto& each) { return before.*each.member == place.*each.member; });
+}
+
+void remember(Database& database, const MediaPlace& place)
+{
+    if (isRemembered(database, place))
+        return;
+    database.change([&place](DatabaseConnection& connection) {
+        const MediaPlace before = rememberedPlace(connection);
+        const bool moved = before.media != place.media;
+        if (moved && !(keptOriginals(connection).empty() && keptPersonImages(connection).empty()))
+            throw std::runtime_error("the media of these records are in " + placeName(before) + ", and not in " + placeName(place) +
+                                     (before.isBucket() ? ": name it with --media" : ": leave --media out"));
+        rememberMedia(connection, place);
+    });
+}
+
+} // namespace
+
 std::unique_ptr<MediaStore> mediaAt(const DataFolder& folder, const MediaPlace& place)
 {
     if (!place.isBucket())
@@ -69,41 +104,32 @@ std::unique_ptr<MediaStore> mediaAt(const DataFolder& folder, const MediaPlace& 
         folder.temporary());
 }
 
-MediaPlace rememberedPlace(DatabaseConnection& connection)
+MediaPlace rememberedMedia(Database& database) { return rememberedPlace(database.read()); }
+
+void rememberMedia(DatabaseConnection& connection, const MediaPlace& place)
 {
-    MediaPlace place;
-    for (const auto& each : REMEMBERED)
-        place.*each.member = findSetting(connection, each.setting);
+    const MediaPlace before = rememberedPlace(connection);
+    for (const auto& each : REMEMBERED) {
+        if (before.*each.member != place.*each.member)
+            changeSetting(connection, each.setting, place.*each.member);
+    }
+}
+
+MediaPlace lastingPlace(MediaPlace place)
+{
+    if (!place.credentialsFile.empty())
+        place.credentialsFile = std::filesystem::absolute(place.credentialsFile).string();
     return place;
 }
 
-std::string placeName(const MediaPlace& place) { return place.isBucket() ? place.media : "its folder"; }
-
-void remember(Database& database, const MediaPlace& place)
-{
-    database.change([&place](DatabaseConnection& connection) {
-        const MediaPlace before = rememberedPlace(connection);
-        const bool moved = before.media != place.media;
-        if (moved && !(keptOriginals(connection).empty() && keptPersonImages(connection).empty()))
-            throw std::runtime_error("the media of these records are in " + placeName(before) + ", and not in " + placeName(place) +
-                                     (before.isBucket() ? ": name it with --media" : ": leave --media out"));
-        for (const auto& each : REMEMBERED) {
-            if (before.*each.member != place.*each.member)
-                changeSetting(connection, each.setting, place.*each.member);
-        }
-    });
-}
-
-} // namespace
-
-std::string checkMediaPlace(const MediaPlace& place)
+std::string checkMediaPlace(const MediaPlace& place, const std::string& option)
 {
     if (!place.isBucket())
-        return place.endpoint.empty() && !place.redirect ? "" : "what is said of a store needs --media s3://BUCKET";
+        return place.endpoint.empty() && !place.redirect ? "" : "what is said of a store needs " + option + " s3://BUCKET";
     if (place.media.rfind(SCHEME, 0) != 0 || !objects::isBucketName(bucketNamed(place.media).bucket))
-        return "--media needs a bucket and perhaps a prefix, such as s3://photos/family";
+        return option + " needs a bucket and perhaps a prefix, such as s3://photos/family";
     if (place.endpoint.empty())
-        return "--media needs --s3-endpoint, where the store is";
+        return option + " needs --s3-endpoint, where the store is";
     try {
         for (const std::string& endpoint : {place.endpoint, place.publicEndpoint}) {
             if (!endpoint.empty())
@@ -117,10 +143,7 @@ std::string checkMediaPlace(const MediaPlace& place)
 
 std::unique_ptr<MediaStore> openMediaToServe(const DataFolder& folder, Database& database, const MediaPlace& place)
 {
-    MediaPlace lasting = place;
-    // Commands are begun in other folders.
-    if (!place.credentialsFile.empty())
-        lasting.credentialsFile = std::filesystem::absolute(place.credentialsFile).string();
+    const MediaPlace lasting = lastingPlace(place);
     auto media = mediaAt(folder, lasting);
     remember(database, lasting);
     try {
@@ -134,18 +157,12 @@ std::unique_ptr<MediaStore> openMediaToServe(const DataFolder& folder, Database&
 
 std::unique_ptr<MediaStore> openMedia(const DataFolder& folder, Database& database)
 {
-    MediaPlace place;
-    {
-        const auto connection = database.read();
-        place = rememberedPlace(connection);
-    }
-    return mediaAt(folder, place);
+    return mediaAt(folder, rememberedMedia(database));
 }
 
 void requireMediaInFolder(Database& database, const char* command)
 {
-    const auto connection = database.read();
-    const MediaPlace place = rememberedPlace(connection);
+    const MediaPlace place = rememberedMedia(database);
     if (place.isBucket())
         throw std::runtime_error(std::string(command) + " is for media in the data folder; these are in " + place.media +
                                  ": copy the bucket by its own means, and the database beside it");

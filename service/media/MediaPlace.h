@@ -24,13 +24,22 @@ struct MediaPlace {
     bool isBucket() const { return !media.empty(); }
 };
 
-/// \return why a place cannot be; empty when it can.
-std::string checkMediaPlace(const MediaPlace& place);
+/// \return why a place cannot be; empty when it can. \param option that names it
+std::string checkMediaPlace(const MediaPlace& place, const std::string& option = "--media");
 
 /// The media of a service that begins. Its records remember the place, and a place that is not theirs is refused with
 /// std::runtime_error, since half of the media would be in another one. A bucket that is missing is made; one that cannot be asked
 /// right now is asked later.
 std::unique_ptr<MediaStore> openMediaToServe(const DataFolder& folder, Database& database, const MediaPlace& place);
+
+/// The media at a place. What is missing there is not made.
+std::unique_ptr<MediaStore> mediaAt(const DataFolder& folder, const MediaPlace& place);
+/// Where the media of records are, as they remember it.
+MediaPlace rememberedMedia(Database& database);
+/// Lets records remember another place, whatever they remember. Within a transaction.
+void rememberMedia(DatabaseConnection& connection, const MediaPlace& place);
+/// The place as it can be remembered: whatever folder a command is begun in.
+MediaPlace lastingPlace(MediaPlace place);
 
 /// The media that the records of a folder remember, for commands. Keys come from where the service takes them.
 std::unique_ptr<MediaStore> openMedia(const DataFolder& folder, Database& database);

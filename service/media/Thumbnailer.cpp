@@ -176,8 +176,15 @@ bool Thumbnailer::isOurs(Job& job)
         return true;
     const ThumbnailTaker taker{m_number, now() + (job.patient ? TAKEN_WITH_PATIENCE : TAKEN)};
     job.until = taker.until;
-    const auto connection = m_database.write();
-    return takeOneForThumbnails(connection, taker, now(), job.content.original.content).has_value();
+    return takeOne(taker, job.content.original.content).has_value();
+}
+
+/// \return nothing also while the records are moved.
+std::optional<PendingContent> Thumbnailer::takeOne(const ThumbnailTaker& taker, Id content)
+{
+    std::optional<PendingContent> taken;
+    m_database.note([&](DatabaseConnection& connection) { taken = takeOneForThumbnails(connection, taker, now(), content); });
+    return taken;
 }
 
 /// Another service makes the thumbnails of a content, or it was deleted: who waits for them hears of it as of any other.
@@ -193,8 +200,8 @@ void Thumbnailer::leave(Id content)
 
 void Thumbnailer::putOff(const Job& job) noexcept
 try {
-    const auto connection = m_database.write();
-    putOffThumbnails(connection, m_number, job.content.original.content);
+    m_database.note(
+        [&](DatabaseConnection& connection) { putOffThumbnails(connection, m_number, job.content.original.content); });
 } catch (const std::exception& error) {
     // Others find it when its time has passed; the only service does so at its next start.
     complain(job.content.original.content, error.what());
@@ -246,27 +253,28 @@ std::vector<Id> Thumbnailer::awaitedFromOthers() const
 
 void Thumbnailer::take(std::size_t room, Millis free, const std::vector<Id>& awaited)
 {
-    const auto connection = m_database.write();
     for (const Id content : awaited)
-        takeAwaited(connection, content);
+        takeAwaited(content);
     if (room == 0)
         return;
     const ThumbnailTaker mine = taker();
-    const std::vector<PendingContent> taken = takeForThumbnails(connection, mine, free, static_cast<std::int64_t>(room));
+    const std::vector<PendingContent> taken = m_database.change([&](DatabaseConnection& connection) {
+        return takeForThumbnails(connection, mine, free, static_cast<std::int64_t>(room));
+    });
     for (const PendingContent& content : taken)
         add(content, mine.until);
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_moreToTake = taken.size() == room;
 }
 
-void Thumbnailer::takeAwaited(DatabaseConnection& connection, Id content)
+void Thumbnailer::takeAwaited(Id content)
 {
     const ThumbnailTaker mine = taker();
-    if (const auto taken = takeOneForThumbnails(connection, mine, now(), content)) {
+    if (const auto taken = takeOne(mine, content)) {
         add(*taken, mine.until);
         const std::lock_guard<std::mutex> lock(m_mutex);
         bringForward(content);
-    } else if (!areThumbnailsPending(connection, content)) {
+    } else if (!areThumbnailsPending(m_database.read(), content)) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         ring(content);
     }
@@ -287,8 +295,7 @@ void Thumbnailer::bringForward(Id content)
 
 void Thumbnailer::giveBack() noexcept
 try {
-    const auto connection = m_database.write();
-    giveBackThumbnails(connection, m_number);
+    m_database.note([this](DatabaseConnection& connection) { giveBackThumbnails(connection, m_number); });
 } catch (const std::exception& error) {
     writeLog(Priority::WARNING, std::string("contents without thumbnails are left to others only after a while: ") + error.what());
 }
@@ -371,7 +378,7 @@ void Thumbnailer::done(Id content)
 
 void Thumbnailer::note(Id content, Thumbnails thumbnails)
 {
-    m_database.change([&](DatabaseConnection& connection) { setThumbnails(connection, content, thumbnails); });
+    m_database.note([&](DatabaseConnection& connection) { setThumbnails(connection, content, thumbnails); });
 }
 
 /// Notes in the records what was made. A content that has none any more was deleted meanwhile, and takes its thumbnails with it.
@@ -392,6 +399,8 @@ try {
     });
     for (const Id content : gone)
         m_media.removeThumbnails(content);
+} catch (const DatabaseReadOnly&) {
+    return; // the records are moved without the notes
 } catch (const std::exception& error) {
     // Only the notes are lost: the next start, or another service, finds what was made.
     writeLog(Priority::WARNING, std::string("thumbnails are not noted: ") + error.what());

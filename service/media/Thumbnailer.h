@@ -95,7 +95,8 @@ private:
     void bringForward(Id content);
     void lookAround();
     void take(std::size_t room, Millis free, const std::vector<Id>& awaited);
-    void takeAwaited(DatabaseConnection& connection, Id content);
+    std::optional<PendingContent> takeOne(const ThumbnailTaker& taker, Id content);
+    void takeAwaited(Id content);
     std::vector<Id> awaitedFromOthers() const;
     void giveBack() noexcept;
     void put(Job job, pictures::PictureOutcome outcome);

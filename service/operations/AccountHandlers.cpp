@@ -17,7 +17,7 @@ bool isNoted(const Caller& caller) { return caller.signedIn && now() - *caller.s
 Reply handleAuth(Service& service, Request& request)
 {
     if (!isNoted(request.caller)) {
-        service.database().change([&](DatabaseConnection& connection) { noteSignIn(connection, request.caller.device, now()); });
+        service.database().note([&](DatabaseConnection& connection) { noteSignIn(connection, request.caller.device, now()); });
     }
     return service.documentsFor(request).account(request.caller.person);
 }
@@ -25,8 +25,7 @@ Reply handleAuth(Service& service, Request& request)
 Reply handleRegister(Service& service, Request& request)
 {
     if (!request.caller.registered) {
-        service.database().change(
-            [&](DatabaseConnection& connection) { markRegistered(connection, request.caller.device, now()); });
+        service.database().note([&](DatabaseConnection& connection) { markRegistered(connection, request.caller.device, now()); });
     }
     return service.documentsFor(request).account(request.caller.person);
 }

@@ -45,6 +45,16 @@ ServiceError failureOf(const DatabaseError& error)
     return ServiceError(Failure::INTERNAL);
 }
 
+/// The same while the records are moved.
+ServiceError failureOf(const DatabaseReadOnly& error)
+{
+    constexpr unsigned RETRY_SECONDS = 60;
+    return ServiceError(Failure::UNAVAILABLE,
+                        error.isForGood() ? "The family's photos were moved: this service only shows how they were."
+                                          : "The family's photos are being moved: they can be seen, and changed again soon.",
+                        RETRY_SECONDS);
+}
+
 /// The same of a file that cannot be written: no space, no permission, a failing disk.
 ServiceError failureOf(const std::system_error& error)
 {
@@ -102,6 +112,8 @@ template <typename Step> auto Dispatch::guarded(Step step) -> decltype(step())
     } catch (const objects::ObjectError& error) {
         complain(error.what());
         return failed(passing(Failure::UNAVAILABLE, STORE_RETRY_SECONDS));
+    } catch (const DatabaseReadOnly& error) {
+        return failed(failureOf(error));
     } catch (const DatabaseError& error) {
         complain(error.what());
         return failed(failureOf(error));

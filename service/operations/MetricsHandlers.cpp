@@ -6,6 +6,7 @@
 #include "core/Log.h"
 #include "operations/LocalAccess.h"
 #include "operations/Service.h"
+#include "store/Moving.h"
 #include "store/People.h"
 
 #include <cstdlib>
@@ -32,6 +33,13 @@ void askDatabase(Service& service)
 {
     const auto connection = service.database().read();
     findPerson(connection, 0);
+}
+
+/// What a service that is well cannot do all the same.
+std::string limitsOf(Service& service)
+{
+    const auto connection = service.database().read();
+    return findMoveMark(connection).state == MoveState::NONE ? "" : "nothing can be changed: the records are moved\n";
 }
 
 /// Writes where uploads are written.
@@ -65,7 +73,7 @@ Reply healthReply(Service& service, const httpd::Counters&)
             failed += std::string("the ") + probe.name + " does not answer\n";
         }
     }
-    return failed.empty() ? textReply(200, "well\n") : textReply(503, failed);
+    return failed.empty() ? textReply(200, "well\n" + limitsOf(service)) : textReply(503, failed);
 }
 
 Reply metricsReply(Service& service, const httpd::Counters& server)

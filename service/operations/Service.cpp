@@ -3,6 +3,7 @@
 
 #include "core/Log.h"
 #include "store/Contents.h"
+#include "store/Moving.h"
 #include "store/People.h"
 
 #include <algorithm>
@@ -24,9 +25,11 @@ std::optional<FolderLock> lockForServing(const DataFolder& folder, bool shared)
     return std::nullopt;
 }
 
-std::string mediaSecret(Database& database)
+/// The media of a service that may begin on these records.
+std::unique_ptr<MediaStore> mediaOf(const Options& options, const DataFolder& folder, Database& database)
 {
-    return database.change([](DatabaseConnection& connection) { return secretSetting(connection, "media_secret"); });
+    requireServable(database.read());
+    return openMediaToServe(folder, database, options.media);
 }
 
 FollowerLimits followerLimits(const Limits& limits)
@@ -42,7 +45,10 @@ RecentSigners earlierSigners(Database& database, bool shared)
 {
     if (shared)
         return {};
-    return database.change([](DatabaseConnection& connection) { return takeSigners(connection); });
+    RecentSigners signers;
+    signers.whole = false;
+    database.note([&signers](DatabaseConnection& connection) { signers = takeSigners(connection); });
+    return signers;
 }
 
 } // namespace
@@ -53,8 +59,8 @@ Service::Service(Options options)
       m_folder(m_options.data),
       m_serveLock(lockForServing(m_folder, isShared())),
       m_database(m_folder.database()),
-      m_media(openMediaToServe(m_folder, m_database, m_options.media)),
-      m_mediaSecret(mediaSecret(m_database)),
+      m_media(mediaOf(m_options, m_folder, m_database)),
+      m_mediaSecret(secretSetting(m_database, "media_secret")),
       m_signers(earlierSigners(m_database, isShared())),
       m_thumbnailer(m_database, *m_media, m_options.limits.pixels, isShared()),
       m_purge(m_database, *m_media, m_options.limits.slotTime),
@@ -78,7 +84,7 @@ Service::~Service()
     // One that is killed keeps none, and the next service knows that some are missing.
     const RecentSigners signers = m_signers.recent();
     try {
-        m_database.change([&](DatabaseConnection& connection) { keepSigners(connection, signers); });
+        m_database.note([&](DatabaseConnection& connection) { keepSigners(connection, signers); });
     } catch (const std::exception& error) {
         writeLog(Priority::WARNING, std::string("who has signed is not handed on: ") + error.what());
     }
@@ -129,14 +135,20 @@ void Service::noteAddress()
 {
     if (m_options.ownAddress.empty())
         return;
-    m_database.change([this](DatabaseConnection& connection) { changeSetting(connection, ADDRESS_SETTING, m_options.ownAddress); });
+    m_database.note([this](DatabaseConnection& connection) { changeSetting(connection, ADDRESS_SETTING, m_options.ownAddress); });
 }
 
-/// Sweeps up what was left, as long as no other service uses the folder: to its uploads nothing must happen.
+/// Sweeps up what was left, unless the records are being moved, and as long as no other service uses the folder: to its uploads
+/// nothing must happen.
 void Service::enterFolder()
 {
-    if (m_serveLock)
-        sweep();
+    if (m_serveLock) {
+        try {
+            sweep();
+        } catch (const DatabaseReadOnly& error) {
+            writeLog(Priority::NOTICE, error.what());
+        }
+    }
     if (isShared()) {
         m_serveLock.reset();
         m_serveLock.emplace(m_folder.serveLock(), FolderLock::SHARED);

@@ -74,11 +74,10 @@ void SharedSigners::note(const httpd::RequestHead& head, const std::string& duid
     const std::vector<Signer> traces = due(head, duid, now());
     if (traces.empty())
         return;
-    {
-        const auto connection = m_database.write();
+    m_database.note([&traces](DatabaseConnection& connection) {
         for (const Signer& trace : traces)
             noteSigner(connection, trace);
-    }
+    });
     remember(traces, head);
 }
 

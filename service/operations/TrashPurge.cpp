@@ -65,6 +65,8 @@ void TrashPurge::work()
         try {
             forgetOld(m_database);
             purgeTrash(m_database, m_media, now() - TRASH_TIME, [this] { return m_stop.isGiven(); });
+        } catch (const DatabaseReadOnly&) {
+            continue; // what is being moved, or was, stays as it is
         } catch (const std::exception& error) {
             // A full disk, a database that stays locked: tomorrow it may go.
             writeLog(Priority::WARNING, std::string("the trash was not emptied: ") + error.what());

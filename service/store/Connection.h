@@ -49,7 +49,10 @@ public:
     /// What a transaction is for.
     enum class Purpose {
         READ,  ///< it sees one state of the database
-        WRITE, ///< it sees, statement by statement, what others have committed and what it has written itself
+        WRITE, ///< it sees, statement by statement, what others have committed and what it has written itself; it is refused with
+               ///< DatabaseReadOnly while the records are moved (store/Moving.h)
+        MOVE,  ///< the same for those who move records or make tables: it is never refused
+        ALONE, ///< the same as MOVE; it waits until every change that was begun before has ended, and lets none begin meanwhile
     };
 
     DatabaseConnection() = default;
@@ -67,6 +70,13 @@ public:
 
     /// Runs statements that stand in no table: those of the schema and of tests. \return the rows that they give.
     virtual TextRows execute(const std::string& text) = 0;
+    /// Prepares a statement that stands in no table, whose parameters are $1, $2 and so on in this order. It must end before the
+    /// connection is given back.
+    virtual std::unique_ptr<PreparedStatement> statement(const std::string& text) = 0;
+
+    /// The last number that a table has given to a row; 0 for none. For tables that number their rows.
+    virtual std::int64_t lastNumber(const std::string& table) = 0;
+    virtual void setLastNumber(const std::string& table, std::int64_t number) = 0;
 
 protected:
     virtual std::unique_ptr<PreparedStatement> prepare(Sql sql) = 0;
@@ -148,9 +158,10 @@ private:
 /// the engine wants it once more.
 class Transaction {
 public:
-    explicit Transaction(DatabaseConnection& connection) : m_connection(connection)
+    explicit Transaction(DatabaseConnection& connection, DatabaseConnection::Purpose purpose = DatabaseConnection::Purpose::WRITE)
+        : m_connection(connection)
     {
-        connection.begin(DatabaseConnection::Purpose::WRITE);
+        connection.begin(purpose);
     }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;

@@ -259,6 +259,16 @@ bool haveContent(const std::vector<OriginalName>& originals, Id content)
     return found != originals.end() && found->content == content;
 }
 
+std::vector<KeptOriginal> keptOriginalsBehind(DatabaseConnection& connection, Id content, int count)
+{
+    std::vector<KeptOriginal> originals;
+    Query query(connection, Sql::CONTENT_KEPT_BEHIND);
+    query.bind(content, count);
+    while (query.step())
+        originals.push_back({{query.integer(0), query.integer(1)}, query.integer(2), query.text(3)});
+    return originals;
+}
+
 bool readEvents(DatabaseConnection& connection, EventPage& page, const Taker<Event>& take)
 {
     return readInParts(ALL_ROWS, [&](std::int64_t count) {

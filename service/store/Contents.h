@@ -160,6 +160,15 @@ std::vector<OriginalName> keptOriginals(DatabaseConnection& connection);
 /// \return whether one of these, which are in rising order, is that content's.
 bool haveContent(const std::vector<OriginalName>& originals, Id content);
 
+/// An original as its record knows it.
+struct KeptOriginal {
+    OriginalName name;
+    std::int64_t size = 0;
+    std::string digest; ///< SHA-256 of its bytes, in hexadecimal digits; empty when nobody knows it
+};
+/// The originals of contents behind one of them, those in the trash too, in rising order: so many at most.
+std::vector<KeptOriginal> keptOriginalsBehind(DatabaseConnection& connection, Id content, int count);
+
 /// The events of a content behind one of them; 0 is before all.
 struct EventPage {
     Id content = 0;

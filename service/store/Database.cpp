@@ -39,7 +39,7 @@ Database::~Database() = default;
 
 milliseconds Database::longestChange() const { return m_engine->longestChange(); }
 
-Database::Lease::Lease(Database& database, DatabaseConnection::Purpose purpose)
+Database::Lease::Lease(Database& database, Purpose purpose)
     : m_engine(*database.m_engine), m_purpose(purpose), m_connection(m_engine.lend(purpose))
 {
 }
@@ -62,13 +62,13 @@ Database::Turn::Place::~Place()
     database.m_turnEnded.notify_one();
 }
 
-void Database::changeBy(const std::function<void(DatabaseConnection&)>& work)
+void Database::changeBy(const std::function<void(DatabaseConnection&)>& work, Purpose purpose)
 {
     const auto end = std::chrono::steady_clock::now() + CHANGE_TIME;
     for (unsigned attempt = 1;; ++attempt) {
         try {
             const Lease connection = write();
-            Transaction transaction(connection);
+            Transaction transaction(connection, purpose);
             work(connection);
             transaction.commit();
             return;

@@ -22,6 +22,8 @@ class Engine;
 /// The database of a service. Safe for several threads; other processes may use the same database.
 class Database {
 public:
+    using Purpose = DatabaseConnection::Purpose;
+
     /// Opens the database at an address ("postgresql://..."), or in a file, which is made when it is not there, and brings it to
     /// the present layout. Throws std::runtime_error when a newer program has brought it to one that this
     /// one does not understand.
@@ -33,7 +35,7 @@ public:
     /// A connection lent for a while.
     class Lease {
     public:
-        Lease(Database& database, DatabaseConnection::Purpose purpose);
+        Lease(Database& database, Purpose purpose);
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
         ~Lease();
@@ -42,7 +44,7 @@ public:
 
     private:
         Engine& m_engine;
-        DatabaseConnection::Purpose m_purpose;
+        Purpose m_purpose;
         std::unique_ptr<DatabaseConnection> m_connection;
     };
 
@@ -65,11 +67,11 @@ public:
         Lease m_lease;
     };
 
-    Lease read() { return Lease(*this, DatabaseConnection::Purpose::READ); }
+    Lease read() { return Lease(*this, Purpose::READ); }
     /// Waits for a turn to read. Only for a thread that holds no connection.
     Turn readInTurn() { return Turn(*this); }
     /// A connection that may write, each statement for itself. What belongs together is changed with \c change.
-    Lease write() { return Lease(*this, DatabaseConnection::Purpose::WRITE); }
+    Lease write() { return Lease(*this, Purpose::WRITE); }
 
     /// Does work in a transaction, and commits it; what the work throws undoes it. When this returns, the changes are there for
     /// good. Only for a thread that holds no connection.
@@ -78,16 +80,29 @@ public:
     /// database. Files, notes to others and answers follow afterwards. An error that \c mayBeDone has come when the end of the
     /// transaction had begun: whether it was committed is unknown.
     ///
+    /// While the records are moved this throws DatabaseReadOnly, unless the purpose is that of a mover.
+    ///
     /// \return what the work returns.
-    template <typename Work> auto change(const Work& work)
+    template <typename Work> auto change(const Work& work, Purpose purpose = Purpose::WRITE)
     {
         using Outcome = std::invoke_result_t<const Work&, DatabaseConnection&>;
         if constexpr (std::is_void_v<Outcome>) {
-            changeBy(work);
+            changeBy(work, purpose);
         } else {
             std::optional<Outcome> outcome;
-            changeBy([&](DatabaseConnection& connection) { outcome.emplace(work(connection)); });
+            changeBy([&](DatabaseConnection& connection) { outcome.emplace(work(connection)); }, purpose);
             return std::move(*outcome);
+        }
+    }
+
+    /// Changes something that nobody waits for and nothing depends on, such as when somebody was here last: while the records are
+    /// moved that is left out.
+    template <typename Work> void note(const Work& work)
+    {
+        try {
+            changeBy(work, Purpose::WRITE);
+        } catch (const DatabaseReadOnly&) {
+            return;
         }
     }
 
@@ -95,7 +110,7 @@ public:
     std::chrono::milliseconds longestChange() const;
 
 private:
-    void changeBy(const std::function<void(DatabaseConnection&)>& work);
+    void changeBy(const std::function<void(DatabaseConnection&)>& work, Purpose purpose);
 
     std::unique_ptr<Engine> m_engine;
     std::mutex m_mutex;

@@ -4,6 +4,7 @@
 #define KINLOOMD_STORE_DATABASEERROR_H
 
 #include <stdexcept>
+#include <string>
 
 namespace kinloomd {
 
@@ -36,6 +37,17 @@ public:
 class NotText : public DatabaseError {
 public:
     using DatabaseError::DatabaseError;
+};
+
+/// The records are being moved to another place, or were: they can be read, and not changed.
+class DatabaseReadOnly : public DatabaseError {
+public:
+    /// \param forGood whether they will not be changed here any more
+    DatabaseReadOnly(const std::string& what, bool forGood) : DatabaseError(what), m_forGood(forGood) {}
+    bool isForGood() const { return m_forGood; }
+
+private:
+    bool m_forGood;
 };
 
 /// There is no room left for what was to be written.

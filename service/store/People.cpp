@@ -249,6 +249,8 @@ RecentSigners takeSigners(DatabaseConnection& connection)
     return recent;
 }
 
+void missSigners(DatabaseConnection& connection) { changeSetting(connection, SIGNERS_IN_USE, ""); }
+
 void noteSigner(DatabaseConnection& connection, const Signer& signer)
 {
     Query(connection, Sql::SIGNER_ADD).bind(signer.address, signer.duid, signer.at).run();
@@ -274,6 +276,14 @@ std::string secretSetting(DatabaseConnection& connection, const std::string& nam
     const std::string candidate = toHex(randomBytes(SECRET_BYTES));
     Query(connection, Sql::SETTING_SET).bind(name, candidate).run();
     return findSetting(connection, name);
+}
+
+std::string secretSetting(Database& database, const std::string& name)
+{
+    std::string secret = findSetting(database.read(), name);
+    if (secret.empty())
+        secret = database.change([&name](DatabaseConnection& connection) { return secretSetting(connection, name); });
+    return secret;
 }
 
 void changeSetting(DatabaseConnection& connection, const std::string& name, const std::string& value)

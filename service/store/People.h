@@ -103,6 +103,11 @@ void keepSigners(DatabaseConnection& connection, const RecentSigners& recent);
 /// The signers that were kept, the oldest first; they are kept no longer. Some are missing when the service before ended without
 /// keeping them. Within a transaction.
 RecentSigners takeSigners(DatabaseConnection& connection);
+/// Lets the next service know that some signers are missing. Within a transaction.
+void missSigners(DatabaseConnection& connection);
+
+/// The setting that tells one service from another, wherever its records are. A secret setting.
+inline constexpr const char* IDENTITY_SETTING = "identity";
 
 // What several services tell one another. The place of a signer is an address, or a connection.
 
@@ -115,6 +120,8 @@ void forgetSigners(DatabaseConnection& connection, Millis before);
 void changeSetting(DatabaseConnection& connection, const std::string& name, const std::string& value);
 /// A secret of the service, made when it is asked for first.
 std::string secretSetting(DatabaseConnection& connection, const std::string& name);
+/// The same, in a transaction of its own where it is not there yet.
+std::string secretSetting(Database& database, const std::string& name);
 /// The value of a setting; empty when there is none.
 std::string findSetting(DatabaseConnection& connection, const std::string& name);
 

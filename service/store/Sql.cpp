@@ -281,6 +281,9 @@ constexpr SqlEntry STATEMENTS[] = {
                "CROSS JOIN member m ON m.person_id = ?2 AND m.group_id = c.group_id WHERE c.id = ?1 AND c.state = " STATE_STORED},
     {Sql::CONTENT_ORIGINALS, true,
      "SELECT id, attempt FROM content WHERE state IN (" STATE_STORED ", " STATE_TRASHED ") ORDER BY id"},
+    {Sql::CONTENT_KEPT_BEHIND, false,
+     "SELECT id, attempt, size, digest FROM content WHERE id > ?1 AND state IN (" STATE_STORED ", " STATE_TRASHED
+     ") ORDER BY id LIMIT ?2"},
     {Sql::CONTENT_SENT_BEFORE, false,
      "SELECT id FROM content WHERE device_id = ?1 AND group_id = ?2 AND digest = ?3 AND state = " STATE_STORED
      " AND uploaded >= ?4 ORDER BY uploaded DESC LIMIT 1"},

@@ -136,7 +136,7 @@ Caller authenticateBrowser(Service& service, Request& request)
     if (!session)
         throw ServiceError(Failure::SIGNED_OUT);
     if (now() - session->used > USE_PRECISION || now() < session->used) {
-        service.database().change(
+        service.database().note(
             [&](DatabaseConnection& connection) { noteSessionUse(connection, session->id, request.head.address); });
         request.cookie = renewedCookie(request.head);
     }

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "store/postgresql/PostgresqlConnection.h"
 
+#include "store/Moving.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <functional>
 #include <libpq-fe.h>
 #include <poll.h>
 #include <string_view>
@@ -72,7 +75,8 @@ std::string messageOf(const char* message)
 /// Keeps its rows until it is used again.
 class PostgresqlStatement : public PreparedStatement {
 public:
-    PostgresqlStatement(PostgresqlConnection& connection, Sql sql) : m_connection(connection), m_sql(sql) {}
+    using Run = std::function<PostgresqlConnection::Result(const std::vector<PostgresqlConnection::Parameter>&)>;
+    explicit PostgresqlStatement(Run run) : m_run(std::move(run)) {}
 
     void bind(int index, std::int64_t value) override { parameter(index) = {INT8_TYPE, false, std::to_string(value)}; }
     void bind(int index, std::string_view value) override { parameter(index) = {TEXT_TYPE, false, std::string(value)}; }
@@ -81,13 +85,13 @@ public:
     bool step() override
     {
         if (!m_result)
-            m_result = m_connection.run(m_sql, m_parameters);
+            m_result = m_run(m_parameters);
         return ++m_row < PQntuples(m_result.get());
     }
 
     int run() override
     {
-        m_result = m_connection.run(m_sql, m_parameters);
+        m_result = m_run(m_parameters);
         const std::string_view count = PQcmdTuples(m_result.get());
         int changed = 0;
         std::from_chars(count.data(), count.data() + count.size(), changed);
@@ -126,14 +130,48 @@ private:
         return {PQgetvalue(m_result.get(), m_row, column), static_cast<std::size_t>(PQgetlength(m_result.get(), m_row, column))};
     }
 
-    PostgresqlConnection& m_connection;
-    Sql m_sql;
+    Run m_run;
     std::vector<PostgresqlConnection::Parameter> m_parameters;
     PostgresqlConnection::Result m_result;
     int m_row = -1;
 };
 
+/// Parameters as libpq takes them. Borrows their texts.
+struct Values {
+    explicit Values(const std::vector<PostgresqlConnection::Parameter>& parameters)
+    {
+        types.reserve(parameters.size());
+        texts.reserve(parameters.size());
+        for (const PostgresqlConnection::Parameter& parameter : parameters) {
+            types.push_back(parameter.type);
+            texts.push_back(parameter.null ? nullptr : parameter.text.c_str());
+        }
+    }
+
+    std::vector<Oid> types;
+    std::vector<const char*> texts;
+};
+
 std::string nameOnServer(Sql sql) { return "kinloomd_" + std::to_string(static_cast<std::size_t>(sql)); }
+
+/// The statements that a transaction begins with, in one go. Each change has read the table in which the mark of a move stands, and
+/// so holds a lock on the table, which keeps out nobody but those who want the table alone: these have waited for all changes.
+std::string beginningOf(DatabaseConnection::Purpose purpose)
+{
+    const std::string change = "BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE";
+    switch (purpose) {
+    case DatabaseConnection::Purpose::READ:
+        return "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY";
+    case DatabaseConnection::Purpose::WRITE:
+        return change + "; " + MOVE_MARK_QUERY;
+    case DatabaseConnection::Purpose::MOVE:
+        return change;
+    case DatabaseConnection::Purpose::ALONE:
+        break;
+    }
+    return change +
+           "; SET LOCAL lock_timeout = '45s'; SET LOCAL statement_timeout = '45s'; LOCK TABLE setting IN ACCESS EXCLUSIVE MODE";
+}
 
 void ignoreNotice(void*, const PGresult*) {}
 
@@ -264,14 +302,16 @@ void PostgresqlConnection::begin(Purpose purpose)
 {
     if (!m_connection)
         throwLost();
+    const bool alone = purpose == Purpose::ALONE;
     // From here on a connection that is lost takes nothing along.
     m_inTransaction = true;
-    m_transactionEnds = Clock::now() + TRANSACTION_TIME;
+    m_transactionEnds = Clock::now() + (alone ? milliseconds(LONGEST_CHANGE) : TRANSACTION_TIME);
     try {
-        execute(purpose == Purpose::WRITE ? "BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE"
-                                          : "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+        const TextRows mark = execute(beginningOf(purpose));
+        if (purpose == Purpose::WRITE && !mark.empty())
+            throwMoving(mark.front().front());
     } catch (...) {
-        endTransaction();
+        rollback();
         throw;
     }
 }
@@ -337,12 +377,9 @@ bool PostgresqlConnection::isUsable() noexcept
 
 void PostgresqlConnection::prepareOnServer(Sql sql, const std::vector<Parameter>& parameters)
 {
-    std::vector<Oid> types;
-    types.reserve(parameters.size());
-    for (const Parameter& parameter : parameters)
-        types.push_back(parameter.type);
+    const Values values(parameters);
     requireSent(PQsendPrepare(m_connection.get(), nameOnServer(sql).c_str(), postgresqlTextOf(sql).c_str(),
-                              static_cast<int>(types.size()), types.data()));
+                              static_cast<int>(values.types.size()), values.types.data()));
     await(STATEMENT_TIME);
     m_prepared[static_cast<std::size_t>(sql)] = true;
 }
@@ -353,18 +390,41 @@ PostgresqlConnection::Result PostgresqlConnection::run(Sql sql, const std::vecto
         throwLost();
     if (!m_prepared[static_cast<std::size_t>(sql)])
         prepareOnServer(sql, parameters);
-    std::vector<const char*> values;
-    values.reserve(parameters.size());
-    for (const Parameter& parameter : parameters)
-        values.push_back(parameter.null ? nullptr : parameter.text.c_str());
-    requireSent(PQsendQueryPrepared(m_connection.get(), nameOnServer(sql).c_str(), static_cast<int>(values.size()), values.data(),
-                                    nullptr, nullptr, 0));
+    const Values values(parameters);
+    requireSent(PQsendQueryPrepared(m_connection.get(), nameOnServer(sql).c_str(), static_cast<int>(values.texts.size()),
+                                    values.texts.data(), nullptr, nullptr, 0));
     return await(entryOf(sql).wholeTable ? WHOLE_TABLE_TIME : STATEMENT_TIME);
 }
 
 std::unique_ptr<PreparedStatement> PostgresqlConnection::prepare(Sql sql)
 {
-    return std::make_unique<PostgresqlStatement>(*this, sql);
+    return std::make_unique<PostgresqlStatement>([this, sql](const auto& parameters) { return run(sql, parameters); });
+}
+
+PostgresqlConnection::Result PostgresqlConnection::run(const std::string& text, const std::vector<Parameter>& parameters)
+{
+    if (!m_connection)
+        throwLost();
+    const Values values(parameters);
+    requireSent(PQsendQueryParams(m_connection.get(), text.c_str(), static_cast<int>(values.texts.size()), values.types.data(),
+                                  values.texts.data(), nullptr, nullptr, 0));
+    return await(WHOLE_TABLE_TIME);
+}
+
+std::unique_ptr<PreparedStatement> PostgresqlConnection::statement(const std::string& text)
+{
+    return std::make_unique<PostgresqlStatement>([this, text](const auto& parameters) { return run(text, parameters); });
+}
+
+std::int64_t PostgresqlConnection::lastNumber(const std::string& table)
+{
+    return std::stoll(execute("SELECT CASE WHEN is_called THEN last_value ELSE 0 END FROM " + table + "_id_seq").front().front());
+}
+
+void PostgresqlConnection::setLastNumber(const std::string& table, std::int64_t number)
+{
+    // Its numbers begin with 1: where none was given, that is the next one.
+    execute("SELECT setval('" + table + "_id_seq', " + (number > 0 ? std::to_string(number) : "1, false") + ")");
 }
 
 } // namespace kinloomd

@@ -33,6 +33,9 @@ public:
     void rollback() noexcept override;
     bool writesToManyTables() const override { return true; }
     TextRows execute(const std::string& text) override;
+    std::unique_ptr<PreparedStatement> statement(const std::string& text) override;
+    std::int64_t lastNumber(const std::string& table) override;
+    void setLastNumber(const std::string& table, std::int64_t number) override;
 
     /// \return whether the connection can be used for something new. Looks whether the other side has closed it; asks nothing.
     bool isUsable() noexcept;
@@ -50,6 +53,8 @@ public:
     };
     /// Runs a statement of the table.
     Result run(Sql sql, const std::vector<Parameter>& parameters);
+    /// Runs a statement that stands in no table.
+    Result run(const std::string& text, const std::vector<Parameter>& parameters);
 
 protected:
     std::unique_ptr<PreparedStatement> prepare(Sql sql) override;

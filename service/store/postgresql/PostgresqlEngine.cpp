@@ -33,6 +33,17 @@ struct FreeOptions {
     void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }
 };
 
+/// What an address says of something; empty when it says nothing.
+std::string partOf(const std::string& address, const char* keyword)
+{
+    const std::unique_ptr<PQconninfoOption, FreeOptions> options(PQconninfoParse(address.c_str(), nullptr));
+    for (const PQconninfoOption* option = options.get(); option != nullptr && option->keyword != nullptr; ++option) {
+        if (std::strcmp(option->keyword, keyword) == 0)
+            return option->val == nullptr ? "" : option->val;
+    }
+    return {};
+}
+
 } // namespace
 
 bool isPostgresqlAddress(const std::string& location)
@@ -41,14 +52,15 @@ bool isPostgresqlAddress(const std::string& location)
     return begins("postgresql://") || begins("postgres://");
 }
 
-bool holdsPassword(const std::string& address)
+bool holdsPassword(const std::string& address) { return !partOf(address, "password").empty(); }
+
+std::string visibleAddress(const std::string& address)
 {
-    const std::unique_ptr<PQconninfoOption, FreeOptions> options(PQconninfoParse(address.c_str(), nullptr));
-    for (const PQconninfoOption* option = options.get(); option != nullptr && option->keyword != nullptr; ++option) {
-        if (std::strcmp(option->keyword, "password") == 0)
-            return option->val != nullptr;
-    }
-    return false;
+    const std::string host = partOf(address, "host");
+    const std::string port = partOf(address, "port");
+    const bool socket = !host.empty() && host.front() == '/';
+    return "postgresql://" + (socket ? std::string() : host + (port.empty() ? "" : ":" + port)) + "/" + partOf(address, "dbname") +
+           (socket ? "?host=" + host : "");
 }
 
 PostgresqlEngine::PostgresqlEngine(std::string address) : m_address(std::move(address))

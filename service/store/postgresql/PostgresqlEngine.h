@@ -19,6 +19,9 @@ bool isPostgresqlAddress(const std::string& location);
 /// \return whether the address holds a password, which every user of the computer could read off a command line.
 bool holdsPassword(const std::string& address);
 
+/// The address without what is nobody's business: which database it is, and where.
+std::string visibleAddress(const std::string& address);
+
 /// A bounded number of connections. A connection that was lost is replaced when one is needed; while the database cannot be
 /// reached, one thread tries now and then, and all others are told so at once.
 class PostgresqlEngine : public Engine {

@@ -293,7 +293,7 @@ bool isReady(PostgresqlConnection& connection, const SchemaSteps& steps)
 
 void bringForward(PostgresqlConnection& connection, const SchemaSteps& steps)
 {
-    Transaction transaction(connection);
+    Transaction transaction(connection, DatabaseConnection::Purpose::MOVE);
     connection.execute("SET LOCAL lock_timeout = '30s'");
     // Programs that start at once wait for one another here, and the second finds what the first has done.
     const Layout found = layoutOf(connection, " FOR UPDATE");

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "store/sqlite/SqliteConnection.h"
 
+#include "store/Moving.h"
+
 #include <sqlite3.h>
 
 namespace kinloomd {
@@ -41,10 +43,10 @@ void require(sqlite3* database, int code)
 
 class SqliteStatement : public PreparedStatement {
 public:
-    SqliteStatement(sqlite3* database, Sql sql) : m_database(database)
+    SqliteStatement(sqlite3* database, const char* text) : m_database(database)
     {
         sqlite3_stmt* statement = nullptr;
-        const int result = sqlite3_prepare_v3(database, textOf(sql), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+        const int result = sqlite3_prepare_v3(database, text, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
         m_statement.reset(statement);
         require(m_database, result);
     }
@@ -134,7 +136,11 @@ SqliteConnection::SqliteConnection(const std::string& file, bool create)
     execute(PRAGMAS);
 }
 
-SqliteConnection::~SqliteConnection() { forgetStatements(); }
+SqliteConnection::~SqliteConnection()
+{
+    m_moveMark.reset();
+    forgetStatements();
+}
 
 std::unique_ptr<SqliteConnection> SqliteConnection::ofCopy(const std::string& file)
 {
@@ -143,7 +149,30 @@ std::unique_ptr<SqliteConnection> SqliteConnection::ofCopy(const std::string& fi
 
 void SqliteConnection::Close::operator()(sqlite3* database) const { sqlite3_close(database); }
 
-void SqliteConnection::begin(Purpose purpose) { execute(purpose == Purpose::WRITE ? "BEGIN IMMEDIATE" : "BEGIN"); }
+void SqliteConnection::begin(Purpose purpose)
+{
+    // One change follows the other: whoever has begun is alone.
+    execute(purpose == Purpose::READ ? "BEGIN" : "BEGIN IMMEDIATE");
+    if (purpose != Purpose::WRITE)
+        return;
+    try {
+        requireNotMoving();
+    } catch (...) {
+        rollback();
+        throw;
+    }
+}
+
+void SqliteConnection::requireNotMoving()
+{
+    if (!m_moveMark)
+        m_moveMark = statement(MOVE_MARK_QUERY);
+    const bool marked = m_moveMark->step();
+    const std::string mark = marked ? m_moveMark->text(0) : std::string();
+    m_moveMark->reset();
+    if (marked)
+        throwMoving(mark);
+}
 
 void SqliteConnection::commit() { execute("COMMIT"); }
 
@@ -162,7 +191,24 @@ TextRows SqliteConnection::execute(const std::string& text)
 
 std::unique_ptr<PreparedStatement> SqliteConnection::prepare(Sql sql)
 {
-    return std::make_unique<SqliteStatement>(m_database.get(), sql);
+    return std::make_unique<SqliteStatement>(m_database.get(), textOf(sql));
+}
+
+std::unique_ptr<PreparedStatement> SqliteConnection::statement(const std::string& text)
+{
+    return std::make_unique<SqliteStatement>(m_database.get(), text.c_str());
+}
+
+std::int64_t SqliteConnection::lastNumber(const std::string& table)
+{
+    const TextRows rows = execute("SELECT seq FROM sqlite_sequence WHERE name = '" + table + "'");
+    return rows.empty() ? 0 : std::stoll(rows.front().front());
+}
+
+void SqliteConnection::setLastNumber(const std::string& table, std::int64_t number)
+{
+    execute("DELETE FROM sqlite_sequence WHERE name = '" + table + "'; INSERT INTO sqlite_sequence (name, seq) VALUES ('" + table +
+            "', " + std::to_string(number) + ")");
 }
 
 } // namespace kinloomd

@@ -26,6 +26,9 @@ public:
     void rollback() noexcept override;
     bool writesToManyTables() const override { return false; }
     TextRows execute(const std::string& text) override;
+    std::unique_ptr<PreparedStatement> statement(const std::string& text) override;
+    std::int64_t lastNumber(const std::string& table) override;
+    void setLastNumber(const std::string& table, std::int64_t number) override;
 
     /// For those who know what keeps the database.
     sqlite3* raw() const { return m_database.get(); }
@@ -35,11 +38,13 @@ protected:
 
 private:
     SqliteConnection(const std::string& file, int flags);
+    void requireNotMoving();
 
     struct Close {
         void operator()(sqlite3* database) const;
     };
     std::unique_ptr<sqlite3, Close> m_database;
+    std::unique_ptr<PreparedStatement> m_moveMark; ///< prepared when it is needed first
 };
 
 } // namespace kinloomd

@@ -40,7 +40,7 @@ std::unique_ptr<DatabaseConnection> SqliteEngine::lend(DatabaseConnection::Purpo
 {
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (purpose == DatabaseConnection::Purpose::WRITE) {
+        if (purpose != DatabaseConnection::Purpose::READ) {
             m_writerIsBack.wait(lock, [this] { return m_writer != nullptr; });
             return std::move(m_writer);
         }
@@ -56,7 +56,7 @@ std::unique_ptr<DatabaseConnection> SqliteEngine::lend(DatabaseConnection::Purpo
 void SqliteEngine::takeBack(DatabaseConnection::Purpose purpose, std::unique_ptr<DatabaseConnection> connection) noexcept
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (purpose == DatabaseConnection::Purpose::WRITE) {
+    if (purpose != DatabaseConnection::Purpose::READ) {
         m_writer = std::move(connection);
         m_writerIsBack.notify_one();
     } else if (m_idle.size() < IDLE_CONNECTIONS) {

@@ -385,7 +385,7 @@ void prepareSchema(SqliteConnection& connection, const SchemaSteps& steps)
         return;
     const LooseReferences loose(connection);
     // Two programs may find the same old folder at once; the second to get here must see what the first has done.
-    Transaction transaction(connection);
+    Transaction transaction(connection, DatabaseConnection::Purpose::MOVE);
     const Layout found = layoutOf(connection);
     requireUnderstood(found, steps);
     if (found.version >= versionOf(steps))
