@@ -56,6 +56,9 @@ public:
     MediaDraft& operator=(const MediaDraft&) = delete;
     virtual ~MediaDraft() = default;
 
+    /// Tells how large it is going to be, as far as anybody knows: what is kept in pieces can be kept in fewer. Before its first
+    /// byte.
+    virtual void expect(std::int64_t) {}
     /// Appends bytes.
     virtual void write(std::string_view bytes) = 0;
     /// A file to look at the bytes in, at the same places. Of a large original its middle may be zeros there.

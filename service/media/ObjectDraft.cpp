@@ -26,6 +26,11 @@ template <class Call> void ObjectDraft::asking(Call call)
 
 ObjectDraft::~ObjectDraft()
 {
+    try {
+        awaitPart();
+    } catch (const std::exception& error) {
+        writeLog(Priority::WARNING, std::string("a part of an upload that was given up was not sent: ") + error.what());
+    }
     // A store that has just kept everybody waiting is not waited for once more: the collector finds what is left.
     if (m_upload.empty() || m_lost)
         return;
@@ -41,7 +46,7 @@ void ObjectDraft::write(std::string_view bytes)
     while (!bytes.empty()) {
         // More follows, so what is there is not the last part.
         if (m_size == limit())
-            sendPart(PART);
+            handOver(m_part);
         const std::string_view piece = bytes.substr(0, static_cast<std::size_t>(limit() - m_size));
         m_file.write(piece);
         m_size += static_cast<std::int64_t>(piece.size());
@@ -49,15 +54,25 @@ void ObjectDraft::write(std::string_view bytes)
     }
 }
 
-void ObjectDraft::sendPart(std::int64_t size)
+/// Has a part sent, when the one before is through.
+void ObjectDraft::handOver(std::int64_t size)
 {
+    awaitPart();
     asking([&] {
         if (m_upload.empty())
             m_upload = m_store.beginUpload(m_key, m_mimeType);
-        const auto number = static_cast<unsigned>(m_tags.size() + 1);
-        m_tags.push_back(m_store.putPart(m_key, m_upload, number, objects::Payload(m_file.fd(), m_sent, size)));
     });
-    m_sent += size;
+    const auto number = static_cast<unsigned>(m_tags.size() + 1);
+    const objects::Payload part(m_file.fd(), m_handedOver, size);
+    m_sending = std::async(std::launch::async, [this, number, part] { return m_store.putPart(m_key, m_upload, number, part); });
+    m_handedOver += size;
+}
+
+void ObjectDraft::awaitPart()
+{
+    if (!m_sending.valid())
+        return;
+    asking([&] { m_tags.push_back(m_sending.get()); });
     freeRoom();
 }
 
@@ -65,18 +80,19 @@ void ObjectDraft::sendPart(std::int64_t size)
 /// room and nothing else.
 void ObjectDraft::freeRoom()
 {
-    if (m_sent > HEAD && ::fallocate(m_file.fd(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, HEAD, m_sent - HEAD) != 0 &&
-        errno != EOPNOTSUPP)
+    if (m_handedOver > HEAD &&
+        ::fallocate(m_file.fd(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, HEAD, m_handedOver - HEAD) != 0 && errno != EOPNOTSUPP)
         throwSystemError("give back room of", m_file.path());
 }
 
 void ObjectDraft::keep()
 {
-    if (m_tags.empty()) {
+    if (m_handedOver == 0) {
         m_store.put(m_key, objects::Payload(m_file.fd(), 0, m_size), m_mimeType);
         return;
     }
-    sendPart(m_size - m_sent);
+    handOver(m_size - m_handedOver);
+    awaitPart();
     asking([&] { m_store.completeUpload(m_key, m_upload, m_tags, m_size); });
     m_upload.clear();
 }

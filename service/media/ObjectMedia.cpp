@@ -188,6 +188,7 @@ void ObjectMedia::keepOriginal(TemporaryFile& file, const OriginalName& original
 {
     const auto draft = newOriginal(original);
     const std::int64_t size = sizeOf(file.fd(), file.path());
+    draft->expect(size);
     std::string block(BLOCK, '\0');
     for (std::int64_t done = 0; done < size;) {
         const std::size_t count = readAt(file.fd(), block.data(), block.size(), done, file.path());

@@ -37,6 +37,8 @@ Intake::Intake(Service& service, const Caller& caller, const Slot& slot, const S
       m_draft(service.media().newOriginal(m_original))
 {
     m_uploaded.attempt = m_original.attempt;
+    if (slot.announcedSize)
+        m_draft->expect(*slot.announcedSize);
 }
 
 void Intake::take(std::string_view bytes)
