@@ -9,7 +9,7 @@ namespace kinloomd {
 
 namespace {
 
-constexpr Millis DAY = 86'400'000;
+constexpr Millis CLOCK_DAY = 86'400'000;
 
 /// A name of the system's table. The library takes descriptions of zones and paths of files as well, which nobody means who writes
 /// "UTC+5": it is west of Greenwich.
@@ -52,8 +52,8 @@ Millis TimeZone::offsetAt(Millis time) const
 Millis TimeZone::whenClocksShow(Millis wall) const
 {
     // No zone is more than a day off, and none is changed twice within two days: one of these offsets is in force then.
-    const Millis before = wall - offsetAt(wall - DAY);
-    const Millis after = wall - offsetAt(wall + DAY);
+    const Millis before = wall - offsetAt(wall - CLOCK_DAY);
+    const Millis after = wall - offsetAt(wall + CLOCK_DAY);
     if (before + offsetAt(before) == wall)
         return before;
     return after + offsetAt(after) == wall ? after : before;
