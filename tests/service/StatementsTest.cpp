@@ -5,6 +5,8 @@
 #include "TestPictures.h"
 #include "support/Wait.h"
 
+#include <map>
+
 namespace {
 
 using namespace kinloomd_test;
@@ -17,6 +19,7 @@ protected:
         m_group = anna().createGroup("Family");
         for (int i = 0; i < 3; ++i)
             m_photos.push_back(anna().uploadPhoto(m_group, numberedPicture(i)));
+        m_asked["upload.file"] = m_photos.size();
     }
 
     static TestPicture numberedPicture(int number)
@@ -41,11 +44,13 @@ protected:
     {
         const std::string statements = "kinloomd_database_statements_total{operation=\"" + operation + "\"}";
         const std::string requests = "kinloomd_requests_total{operation=\"" + operation + "\",status=\"200\"}";
+        // A request is counted when it has been answered.
+        const auto allAreCounted = [&] { return metric(requests) == m_asked[operation]; };
+        EXPECT_TRUE(test::comesTrue(allAreCounted));
         const unsigned long before = metric(statements);
-        const unsigned long asked = metric(requests);
         EXPECT_EQ(action().status, 200);
-        // It is counted when it has been answered.
-        EXPECT_TRUE(test::comesTrue([&] { return metric(requests) == asked + 1; }));
+        ++m_asked[operation];
+        EXPECT_TRUE(test::comesTrue(allAreCounted));
         return metric(statements) - before;
     }
 
@@ -56,6 +61,7 @@ protected:
 
     std::string m_group;
     std::vector<std::string> m_photos;
+    std::map<std::string, unsigned long> m_asked; // how often, by operation
 };
 
 TEST_F(Statements, OfAPageOfTheFeedAreThree)
