@@ -86,7 +86,7 @@ TEST(Complaint, IsReadWhereThereIsOne)
         objects::readComplaint("<Error><Code>SlowDown</Code><Message>Wait.</Message></Error>");
     EXPECT_EQ(complaint.code, "SlowDown");
     EXPECT_EQ(complaint.message, "Wait.");
-    for (const char* text : {"", "<html><body>Bad Gateway</body></html>", "<Error", "{\"Code\":\"SlowDown\"}"})
+    for (const char* text : {"", "<html><body>Bad Gateway</body></html>", "<Error", R"({"Code":"SlowDown"})"})
         EXPECT_EQ(objects::readComplaint(text).code, "") << text;
 }
 

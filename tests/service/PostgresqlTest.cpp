@@ -56,8 +56,10 @@ TEST_F(Postgresql, IsMadeOnceByManyThatStartAtOnce)
 {
     const std::string address = databaseOf(m_folder / "another");
     PostgresqlConnection(address).execute("DROP SCHEMA public CASCADE; CREATE SCHEMA public");
+    constexpr std::size_t MANY = 6;
     std::vector<std::future<void>> starts;
-    for (int i = 0; i < 6; ++i)
+    starts.reserve(MANY);
+    for (std::size_t i = 0; i < MANY; ++i)
         starts.push_back(std::async(std::launch::async, [&] { const Database database(address); }));
     for (std::future<void>& start : starts)
         EXPECT_NO_THROW(start.get());

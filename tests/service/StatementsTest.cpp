@@ -42,7 +42,7 @@ protected:
     /// Does something that is one request of an operation. \return how many statements that took.
     template <typename Action> unsigned long statementsOf(const std::string& operation, const Action& action)
     {
-        const std::string statements = "kinloomd_database_statements_total{operation=\"" + operation + "\"}";
+        const std::string statements = R"(kinloomd_database_statements_total{operation=")" + operation + R"("})";
         const std::string requests = "kinloomd_requests_total{operation=\"" + operation + "\",status=\"200\"}";
         // A request is counted when it has been answered.
         const auto allAreCounted = [&] { return metric(requests) == m_asked[operation]; };
