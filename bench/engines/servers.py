@@ -19,6 +19,7 @@ from device import Device
 from rows import PostgresqlRecords
 
 DISK = os.environ.get("KINLOOM_BENCH_DISK", "/var/tmp")
+MEMORY = os.environ.get("KINLOOM_BENCH_MEMORY", "/dev/shm")
 TICKS = os.sysconf("SC_CLK_TCK")
 
 
@@ -33,9 +34,9 @@ def source(path):
 
 
 @contextlib.contextmanager
-def folder():
-    """A folder on the disk, which others may look into, as the users that servers run as must."""
-    with tempfile.TemporaryDirectory(dir=DISK, prefix="kinloom-bench-") as path:
+def folder(parent=DISK):
+    """A folder, on the disk unless told otherwise, which others may look into, as the users that servers run as must."""
+    with tempfile.TemporaryDirectory(dir=parent, prefix="kinloom-bench-") as path:
         os.chmod(path, 0o755)
         yield pathlib.Path(path)
 
