@@ -146,7 +146,7 @@ def main():
     parser.add_argument("file", type=pathlib.Path)
     parser.add_argument("--quick", action="store_true", help="less of everything")
     arguments = parser.parse_args()
-    contents, share, count = (5_000, 20, 5_000) if arguments.quick else (100_000, 1, 200_000)
+    contents, share, count = (5_000, 20, 5_000) if arguments.quick else (50_000, 2, 50_000)
     found = {"photo": PHOTO_BYTES, "members": MEMBERS, "operations": {}, "records": {}}
     # Processor time does not tell how fast a disk is.
     with folder(MEMORY) as where, contextlib.ExitStack() as stack:

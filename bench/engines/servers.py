@@ -11,6 +11,7 @@ import re
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 import urllib.request
@@ -21,6 +22,10 @@ from rows import PostgresqlRecords
 DISK = os.environ.get("KINLOOM_BENCH_DISK", "/var/tmp")
 MEMORY = os.environ.get("KINLOOM_BENCH_MEMORY", "/dev/shm")
 TICKS = os.sysconf("SC_CLK_TCK")
+
+
+# Whoever is ended ends what it has begun.
+signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended"))
 
 
 def run(*command, **options):
