@@ -14,7 +14,7 @@ import time
 import rows
 from figures import Figures, in_turns, ratios
 from operations import OPERATIONS, Household
-from servers import Kinloomd, folder
+from servers import MEMORY, Kinloomd, folder
 
 GOAL = 1.05
 SHARE = 20  # of an operation's count are done in a round
@@ -38,7 +38,8 @@ def main():
     arguments = parser.parse_args()
     figures = Figures(arguments.out)
     rounds, contents = (4, 20_000) if arguments.quick else (24, 100_000)
-    with folder() as where:
+    # A disk would take most of the time of what changes something, and another one each time.
+    with folder(MEMORY) as where:
         services = [Kinloomd(where / "present"), Kinloomd(where / "base", program=arguments.base)]
         try:
             homes = [Household(service, rows.SqliteRecords(service.data / "kinloomd.db"), contents) for service in services]

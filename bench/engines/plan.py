@@ -87,8 +87,8 @@ def number(value):
     """Three significant digits, and no exponent."""
     if isinstance(value, str):
         return value
-    if value == 0:
-        return "0"
+    if isinstance(value, int) or value == 0:
+        return f"{value:,.0f}"
     digits = max(0, 2 - math.floor(math.log10(abs(value))))
     return f"{round(value, 2 - math.floor(math.log10(abs(value)))):,.{digits}f}" if value < 1e15 else f"{value:.3g}"
 

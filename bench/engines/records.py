@@ -95,39 +95,32 @@ def measure_pages(figures, choice, where, server):
 
 
 def measure_statements(figures, where, server):
-    database = server.new_database()
-    service = Kinloomd(where / "statements", database)
+    service = Kinloomd(where / "statements", server.new_database())
     try:
         device = service.device()
         group = device.create_group("Everything")
-        photo = where / "statements.jpg"
-        make_photo(photo)
-        server.log_statements(database, True)
-        service.end()
-        service.start()
-        device = service.device()
-        for seed in range(1, 4):
-            make_photo(photo, seed=seed)
-            content = device.upload(group, photo.read_bytes())
-        service.await_thumbnails()
-        count = 50
+        path = where / "statements.jpg"
+        make_photo(path)
+        photo, count = path.read_bytes(), 50
+        content = device.upload(group, photo)
         addresses = [device.reserve(group, 0) for _ in range(count)]
-        photos = [photo.read_bytes() + number.to_bytes(4, "big") for number in range(count)]
+        # What stands behind a photo's end makes it another one.
+        photos = [photo + number.to_bytes(4, "big") for number in range(count)]
         for name, most, operation in (
-                ("page", 3, lambda _: device.page(group, 30)),
+                ("page", 3, lambda _: device.page(group, 1000)),
                 ("comment", 4, lambda number: device.comment(content, f"comment {number}")),
                 ("upload", 4, lambda number: device.send(addresses[number], photos[number]))):
-            figures.add(f"statements_{name}", [statements_of(server, operation, count)], "", most)
+            figures.add(f"statements_{name}", [statements_of(service, operation, count)], "", most)
     finally:
         service.close()
 
 
-def statements_of(server, operation, count):
-    """How many statements an operation sends, its transactions' ends not counted. What goes on beside it falls out by rounding."""
-    begin = len(server.log())
+def statements_of(service, operation, count):
+    """How many statements an operation sends, its transactions' ends not counted."""
+    begin = service.metric("kinloomd_database_statements_total")
     for number in range(count):
         operation(number)
-    return round(server.log()[begin:].count("LOG:  execute kinloomd_") / count)
+    return (service.metric("kinloomd_database_statements_total") - begin) / count
 
 
 # --- Uploads ------------------------------------------------------------------------------------------------------------------
@@ -188,7 +181,9 @@ def with_values(text, detail, names):
     values = {}
     if "DETAIL:  parameters: " in detail:
         for number, value in re.findall(r"\$(\d+) = (NULL|'(?:[^']|'')*')", detail):
-            values[number] = ":" + names[value[1:-1]] if value[1:-1] in names else value
+            bare = value.strip("'")
+            kind = "text" if bare in names and names[bare] == "digest" or not bare.lstrip("-").isdigit() else "bigint"
+            values[number] = value if value == "NULL" else f"{':' + names[bare] if bare in names else value}::{kind}"
     return re.sub(r"\$(\d+)", lambda place: values[place[1]], text)
 
 

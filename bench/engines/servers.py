@@ -11,6 +11,7 @@ import re
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 import urllib.request
@@ -19,7 +20,12 @@ from device import Device
 from rows import PostgresqlRecords
 
 DISK = os.environ.get("KINLOOM_BENCH_DISK", "/var/tmp")
+MEMORY = os.environ.get("KINLOOM_BENCH_MEMORY", "/dev/shm")
 TICKS = os.sysconf("SC_CLK_TCK")
+
+
+# Whoever is ended ends what it has begun.
+signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended"))
 
 
 def run(*command, **options):
@@ -33,9 +39,9 @@ def source(path):
 
 
 @contextlib.contextmanager
-def folder():
-    """A folder on the disk, which others may look into, as the users that servers run as must."""
-    with tempfile.TemporaryDirectory(dir=DISK, prefix="kinloom-bench-") as path:
+def folder(parent=DISK):
+    """A folder, on the disk unless told otherwise, which others may look into, as the users that servers run as must."""
+    with tempfile.TemporaryDirectory(dir=parent, prefix="kinloom-bench-") as path:
         os.chmod(path, 0o755)
         yield pathlib.Path(path)
 

@@ -5,6 +5,7 @@
 #include "operations/MediaCollector.h"
 #include "store/Changes.h"
 #include "store/Pairings.h"
+#include "store/People.h"
 #include "store/Sessions.h"
 
 #include <exception>
