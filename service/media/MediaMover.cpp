@@ -136,6 +136,7 @@ void MediaMover::moveOriginal(const KeptOriginal& original)
 std::string MediaMover::copyOriginal(const KeptOriginal& original, std::int64_t size)
 {
     const auto draft = m_target.newOriginal(original.name);
+    draft->expect(size);
     readWhole(m_source.openOriginal(original.name, size).get(), [&](std::string_view bytes) {
         draft->write(bytes);
         m_step("media copied", 0);

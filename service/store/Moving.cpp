@@ -68,6 +68,13 @@ void throwMoving(const std::string& text)
     throw DatabaseReadOnly(sentenceOfMove(mark), mark.state == MoveState::GONE);
 }
 
+void requireUnmarked(DatabaseConnection& connection)
+{
+    const std::string text = findSetting(connection, MOVE_SETTING);
+    if (!text.empty())
+        throwMoving(text);
+}
+
 void requireServable(DatabaseConnection& connection)
 {
     const MoveMark mark = findMoveMark(connection);

@@ -40,6 +40,9 @@ void setMoveMark(DatabaseConnection& connection, const MoveMark& mark);
 /// Throws the DatabaseReadOnly of a mark. \param text as MOVE_MARK_QUERY gives it
 [[noreturn]] void throwMoving(const std::string& text);
 
+/// Throws DatabaseReadOnly while records are moved, for those who change what belongs to them.
+void requireUnmarked(DatabaseConnection& connection);
+
 /// Throws std::runtime_error for records that a service must not begin on, since another place has them, or will have.
 void requireServable(DatabaseConnection& connection);
 

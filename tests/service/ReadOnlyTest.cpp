@@ -69,6 +69,7 @@ TEST_F(ReadOnly, ShowsEverythingAndChangesNothing)
     const CommandResult command = this->command({"person", "add", "Dora"});
     EXPECT_EQ(command.exitCode, 1);
     EXPECT_THAT(command.err, HasSubstr("they are being moved to another place"));
+    EXPECT_EQ(this->command({"collect"}).exitCode, 1);
     EXPECT_EQ(feed(), before);
     mark("");
     EXPECT_EQ(anna().sendFile(m_slot, anotherPicture()).status, 200) << "the place for the upload is still there";
