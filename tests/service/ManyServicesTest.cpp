@@ -31,14 +31,7 @@ protected:
     }
 
     /// Of how many contents a service has made the thumbnails.
-    static unsigned long made(unsigned short where)
-    {
-        constexpr std::string_view NAME = "\nkinloomd_thumbnails_made_total ";
-        Wire wire(where);
-        wire.send("GET /metrics HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
-        const std::string text = wire.receive().body;
-        return std::stoul(text.substr(text.find(NAME) + NAME.size()));
-    }
+    static unsigned long made(unsigned short where) { return metric(where, "kinloomd_thumbnails_made_total"); }
     /// Asks for a thumbnail as a client does that comes again when it is told to.
     static HttpReply thumbnailOf(unsigned short where, const HttpReply& upload)
     {

@@ -3,6 +3,7 @@
 #include "PageClient.h"
 #include "TestPictures.h"
 #include "ZipReader.h"
+#include "support/Wait.h"
 
 #include <fstream>
 
@@ -340,6 +341,22 @@ TEST_F(PageContents, FailAsTheyAreToldTo)
     EXPECT_EQ(failureOf(again.get(at("months"))), "503 busy");
     EXPECT_EQ(again.get(at("months")).status, 200);
     EXPECT_FALSE(again.get("/page/groups").whole);
+}
+
+TEST_F(PageContents, AreReadWithThreeStatementsHoweverManyThereAre)
+{
+    const std::string file = m_folder / "picture.jpg";
+    std::ofstream(file, std::ios::binary) << smallPicture().bytes;
+    ASSERT_EQ(command({"content", "add", "--group", "Family", "--person", "Anna", file, "--copies", "600"}).exitCode, 0);
+    const auto statements = [this] { return metric(port(), "kinloomd_database_statements_total{operation=\"page.contents\"}"); };
+    unsigned long before = 0;
+    for (const std::size_t index : {0U, 100U}) {
+        EXPECT_EQ(jsonOf(m_annas->get(at("contents?count=1000&index=" + std::to_string(index))))["contents"].size(), 600 - index);
+        // Who looks, at what, and the contents. They are counted when they have been answered.
+        EXPECT_TRUE(test::comesTrue([&] { return statements() != before; }));
+        EXPECT_EQ(statements() - before, 3U) << index;
+        before = statements();
+    }
 }
 
 } // namespace

@@ -57,6 +57,15 @@ HttpReply request(unsigned short port, const std::string& method, const std::str
     return wire.receive(method == "HEAD");
 }
 
+unsigned long metric(unsigned short port, const std::string& name)
+{
+    Wire wire(port);
+    wire.send("GET /metrics HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+    const std::string text = wire.receive().body;
+    const auto place = text.find("\n" + name + " ");
+    return place == std::string::npos ? 0 : std::stoul(text.substr(place + name.size() + 2));
+}
+
 HttpReply ServiceClient::get(const std::string& target)
 {
     return request(m_port, "GET", target, {},

@@ -63,6 +63,8 @@ private:
 /// One request on a connection of its own, with nothing added but Host and Content-Length.
 HttpReply request(unsigned short port, const std::string& method, const std::string& target, const std::string& body = {},
                   const Headers& headers = {});
+/// A number among the metrics of a service, by its name and labels; 0 where there is none yet.
+unsigned long metric(unsigned short port, const std::string& name);
 /// A comment that nothing on its connection was signed before.
 HttpReply lonelyComment(unsigned short port, const std::string& content, const std::string& text);
 /// The bytes of an unsigned comment.

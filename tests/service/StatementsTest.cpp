@@ -29,29 +29,19 @@ protected:
         return picture;
     }
 
-    /// A number among the metrics; 0 where there is none yet.
-    unsigned long metric(const std::string& name)
-    {
-        Wire wire(port());
-        wire.send("GET /metrics HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
-        const std::string text = wire.receive().body;
-        const auto place = text.find("\n" + name + " ");
-        return place == std::string::npos ? 0 : std::stoul(text.substr(place + name.size() + 2));
-    }
-
     /// Does something that is one request of an operation. \return how many statements that took.
     template <typename Action> unsigned long statementsOf(const std::string& operation, const Action& action)
     {
         const std::string statements = R"(kinloomd_database_statements_total{operation=")" + operation + R"("})";
         const std::string requests = "kinloomd_requests_total{operation=\"" + operation + "\",status=\"200\"}";
         // A request is counted when it has been answered.
-        const auto allAreCounted = [&] { return metric(requests) == m_asked[operation]; };
+        const auto allAreCounted = [&] { return metric(port(), requests) == m_asked[operation]; };
         EXPECT_TRUE(test::comesTrue(allAreCounted));
-        const unsigned long before = metric(statements);
+        const unsigned long before = metric(port(), statements);
         EXPECT_EQ(action().status, 200);
         ++m_asked[operation];
         EXPECT_TRUE(test::comesTrue(allAreCounted));
-        return metric(statements) - before;
+        return metric(port(), statements) - before;
     }
 
     unsigned long statementsOfFeed(const std::string& query)
