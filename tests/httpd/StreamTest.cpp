@@ -4,6 +4,7 @@
 #include "httpd/Channel.h"
 
 #include <algorithm>
+#include <cstring>
 #include <thread>
 
 namespace {
