@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Years and months beside the grid: what has the focus here is where the grid is.
-import { useEffect, useLayoutEffect, useMemo, useRef, useState } from 'preact/hooks';
+import { useLayoutEffect, useMemo, useRef } from 'preact/hooks';
 import { monthName, shortMonth, t } from '../core/language';
 import { entryOf, railOf, windowAt } from '../core/rail';
 import type { Month } from '../core/records';
@@ -21,9 +21,6 @@ interface Props {
 function Entries({ months, current, focus, room, percent, onChoose }: Props) {
   const entries = useMemo(() => railOf(months), [months]);
   const list = useRef<HTMLDivElement>(null);
-  // Behind the first photos: on a slow processor both together are a long time in which no key is heard.
-  const [isDrawn, setDrawn] = useState(false);
-  useEffect(() => setDrawn(entries.length > 0), [entries.length > 0]);
   const here = entryOf(entries, current);
   const middle = focus >= 0 ? focus : Math.max(0, here);
   const size = Math.max(3, percent === null ? room : room - 4);
@@ -34,7 +31,7 @@ function Entries({ months, current, focus, room, percent, onChoose }: Props) {
   return (
     <nav class="rail" aria-label={t('months')}>
       <div ref={list}>
-        {(isDrawn ? entries.slice(start, start + size) : []).map((entry, offset) => {
+        {entries.slice(start, start + size).map((entry, offset) => {
           const at = start + offset;
           return (
             <button
