@@ -219,8 +219,11 @@ TEST(DateTime, SurvivesEveryTruncationAndEveryByteInEveryPlace)
 
 TEST(DateTime, ReadsLongTextsInOnePass)
 {
-    EXPECT_FALSE(read(STRING(8'000'000, '2')).isSet());
-    EXPECT_TRUE(read("2010-05-05T07:04:09." + STRING(8'000'000, '3') + "Z").isSet());
+    constexpr std::size_t LONG = 10'000'000;
+    // NOLINTBEGIN(bugprone-string-constructor): they are meant to be as long as that
+    EXPECT_FALSE(read(STRING(LONG, '2')).isSet());
+    EXPECT_TRUE(read("2010-05-05T07:04:09." + STRING(LONG, '3') + "Z").isSet());
+    // NOLINTEND(bugprone-string-constructor)
     EXPECT_TRUE(read(STRING(1'000'000, ' ') + "2010-05-05" + STRING(1'000'000, '\n')).isSet());
 }
 

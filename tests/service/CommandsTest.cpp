@@ -190,7 +190,8 @@ TEST_F(Commands, ExplainAWrongCommandLine)
 
 TEST_F(Commands, ShowNothingOfTheirArgumentsThatATerminalWouldObey)
 {
-    const CommandResult result = runKinloomd({"person", "list", "--data", m_folder / "x\x1B[31m\xC2\x9B\xE2\x80\xAE\n\\"});
+    const CommandResult result =
+        runKinloomd({"serve", "--listen", "127.0.0.1:0", "--data", m_folder / "no/x\x1B[31m\xC2\x9B\xE2\x80\xAE\n\\"});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.err, ::testing::HasSubstr("x\\u001b[31m\\u009b\\u202e\\u000a\\"));
 }

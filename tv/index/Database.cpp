@@ -74,9 +74,10 @@ void bindKey(SQLite::Statement& statement, int place, const Key& key)
     bindId(statement, place + 1, key.id);
 }
 
-/// Not so much as a page of it is to be kept beyond what is asked: reads are few and short.
+/// The system keeps what is read often; here a megabyte is enough. A transaction stays in memory until it is committed, however
+/// large it is: a disk that is full is then met where nothing is half written.
 constexpr const char* MANNERS = "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -1024; "
-                                "PRAGMA journal_size_limit = 8388608; PRAGMA temp_store = MEMORY;";
+                                "PRAGMA cache_spill = OFF; PRAGMA journal_size_limit = 8388608; PRAGMA temp_store = MEMORY;";
 
 } // namespace
 

@@ -91,10 +91,12 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
   const slots = useRef(new Slots());
 
   const stretches = geometry.total === 0 ? [] : geometry.between(scroll, scroll + view);
+  const names: string[] = [];
   let first = Infinity;
   let end = 0;
   for (const { month, firstRow, endRow } of stretches) {
     if (endRow <= firstRow) continue;
+    for (let row = firstRow; row < endRow; ++row) names.push(`${month.month} ${row}`);
     first = Math.min(first, month.index + firstRow * shape.columns);
     end = Math.max(end, month.index + Math.min(month.count, endRow * shape.columns));
   }
@@ -140,10 +142,7 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
     if (item !== undefined) onOpen(item);
   };
 
-  const names: string[] = [];
-  for (const { month, firstRow, endRow } of stretches) for (let row = firstRow; row < endRow; ++row) names.push(`${month.month} ${row}`);
-  const places = slots.current.take(names, scroll);
-
+  const taken = slots.current.take(names, scroll);
   const rows = [];
   let at = 0;
   for (const { month, top, firstRow, endRow } of stretches) {
@@ -174,7 +173,7 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
         );
       }
       const y = top + shape.heading + row * step - scroll;
-      const slot = places[at];
+      const slot = taken[at];
       rows.push(
         <div
           key={slot?.slot}
