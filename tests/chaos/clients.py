@@ -86,7 +86,7 @@ class Client(threading.Thread):
             return
         self.made += 1
         comment = self.ledger.begin_comment(content, f"comment {self.seed} {self.made}")
-        reply = self.device.post(f"{content.content}/comment", commentText=comment.text)
+        reply = self.device.comment(content.content, comment.text)
         if self.passed(reply, "a comment", also=(404,)):
             comment.id = reply.field("commentId")
         elif reply.status == 404:
