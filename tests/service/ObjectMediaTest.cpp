@@ -146,8 +146,21 @@ TEST_P(StoredObjectsOfSize, TakeBoundedRoomOnTheirWayAndArriveWhole)
 
 INSTANTIATE_TEST_SUITE_P(Each, StoredObjectsOfSize,
                          testing::Values(1, ObjectDraft::SMALL - 1, ObjectDraft::SMALL, ObjectDraft::SMALL + 1,
-                                         2 * ObjectDraft::PART, 2 * ObjectDraft::PART + 1, 4 * ObjectDraft::PART + 12'345,
-                                         (ObjectDraft::PARTS + 8) * ObjectDraft::PART + 1));
+                                         2 * ObjectDraft::PART, 2 * ObjectDraft::PART + 1, 4 * ObjectDraft::PART + 12'345));
+
+TEST_F(StoredObjects, ThatAreExpectedToBeLargeComeInLargerParts)
+{
+    constexpr std::int64_t EXPECTED = ObjectDraft::PARTS * ObjectDraft::PART * 2;
+    const std::string bytes = countedBytes(5 * ObjectDraft::PART);
+    const auto draft = m_media.newOriginal({1});
+    draft->expect(EXPECTED);
+    draft->write(std::string_view(bytes).substr(0, 2 * ObjectDraft::PART));
+    EXPECT_EQ(unfinished(), 0U) << "more than what is sent in one request, and less than a part";
+    draft->write(std::string_view(bytes).substr(2 * ObjectDraft::PART));
+    EXPECT_EQ(unfinished(), 1U);
+    draft->keep();
+    EXPECT_TRUE(original(1, bytes) == bytes);
+}
 
 TEST_F(StoredObjects, ThatAreGivenUpLeaveNothing)
 {

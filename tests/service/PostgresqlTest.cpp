@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What PostgreSQL does that SQLite cannot: break off, refuse, wait, and plan by the rows that there are.
+#include "core/Files.h"
 #include "store/Changes.h"
 #include "store/Groups.h"
 #include "store/Locks.h"
@@ -10,11 +11,18 @@
 #include "KinloomdProcess.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <mutex>
+#include <netinet/in.h>
+#include <string_view>
+#include <sys/socket.h>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -205,6 +213,65 @@ TEST_F(Postgresql, TellsOfChangesWhoseCommitsCross)
     ASSERT_EQ(news.size(), 1U);
     EXPECT_EQ(news.front().content, 1);
     EXPECT_TRUE(reader.read(reading, anna, 10).empty());
+}
+
+/// Lets one client in as PostgreSQL does, and says nothing more until the client goes.
+class SilentServer {
+public:
+    SilentServer() : m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        auto* const where = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(m_listener.get(), where, size) != 0 || ::listen(m_listener.get(), 1) != 0 ||
+            ::getsockname(m_listener.get(), where, &size) != 0)
+            throw std::system_error(errno, std::generic_category(), "listen");
+        m_port = ntohs(address.sin_port);
+        m_thread = std::thread([this] { serve(); });
+    }
+    ~SilentServer()
+    {
+        ::shutdown(m_listener.get(), SHUT_RDWR);
+        m_thread.join();
+    }
+    SilentServer(const SilentServer&) = delete;
+    SilentServer& operator=(const SilentServer&) = delete;
+
+    std::string address() const
+    {
+        return "postgresql://anna@127.0.0.1:" + std::to_string(m_port) + "/kinloom?sslmode=disable&gssencmode=disable";
+    }
+    /// What it was asked for after it had let the client in.
+    std::size_t askedBytes() const { return m_asked; }
+
+private:
+    void serve()
+    {
+        constexpr std::string_view COME_IN("R\0\0\0\x08\0\0\0\0Z\0\0\0\x05I", 15); // it is who it says; ready for a query
+        const UniqueFd client(::accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        std::array<char, 4096> bytes{};
+        if (!client || ::recv(client.get(), bytes.data(), bytes.size(), 0) <= 0 ||
+            ::send(client.get(), COME_IN.data(), COME_IN.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(COME_IN.size()))
+            return;
+        for (ssize_t count = 1; count > 0; m_asked += static_cast<std::size_t>(std::max<ssize_t>(count, 0)))
+            count = ::recv(client.get(), bytes.data(), bytes.size(), 0);
+    }
+
+    UniqueFd m_listener;
+    std::uint16_t m_port = 0;
+    std::atomic<std::size_t> m_asked{0};
+    std::thread m_thread;
+};
+
+TEST(PostgresqlThatStandsStill, IsWaitedForNoLongerThanAStatementMayTake)
+{
+    const SilentServer server;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THROW(PostgresqlConnection(server.address()), DatabaseUnavailable);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30)) << "not as long as a report";
+    EXPECT_GT(server.askedBytes(), 0U) << "it was let in";
 }
 
 TEST_F(Postgresql, KnowsAPasswordInItsAddress)

@@ -407,7 +407,9 @@ TEST_F(Upload, ThatTheDiskCannotHoldIsRefusedAndTheServiceGoesOn)
     restart();
     TestPicture picture = smallPicture();
     picture.bytes.resize(3'000'000, '\0');
-    EXPECT_EQ(anna().sendFile(slot(), picture).status, 503);
+    const HttpReply refused = anna().sendFile(slot(), picture);
+    EXPECT_EQ(refused.status, 503);
+    EXPECT_EQ(refused.header("retry-after"), "30") << "somebody has to make room";
     expectNothingKept();
     EXPECT_EQ(anna().sendFile(slot(), smallPicture()).status, 200);
     expectConsistent();
