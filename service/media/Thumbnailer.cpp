@@ -200,8 +200,7 @@ void Thumbnailer::leave(Id content)
 
 void Thumbnailer::putOff(const Job& job) noexcept
 try {
-    m_database.note(
-        [&](DatabaseConnection& connection) { putOffThumbnails(connection, m_number, job.content.original.content); });
+    m_database.note([&](DatabaseConnection& connection) { putOffThumbnails(connection, m_number, job.content.original.content); });
 } catch (const std::exception& error) {
     // Others find it when its time has passed; the only service does so at its next start.
     complain(job.content.original.content, error.what());
@@ -258,9 +257,8 @@ void Thumbnailer::take(std::size_t room, Millis free, const std::vector<Id>& awa
     if (room == 0)
         return;
     const ThumbnailTaker mine = taker();
-    const std::vector<PendingContent> taken = m_database.change([&](DatabaseConnection& connection) {
-        return takeForThumbnails(connection, mine, free, static_cast<std::int64_t>(room));
-    });
+    const std::vector<PendingContent> taken = m_database.change(
+        [&](DatabaseConnection& connection) { return takeForThumbnails(connection, mine, free, static_cast<std::int64_t>(room)); });
     for (const PendingContent& content : taken)
         add(content, mine.until);
     const std::lock_guard<std::mutex> lock(m_mutex);
