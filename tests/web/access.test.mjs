@@ -162,6 +162,18 @@ test('Access.WindowsOverThePageKeepTheFocusAndGiveItBack', async () => {
   assert.equal(await page.evaluate(() => document.activeElement.textContent), 'Invite');
 });
 
+test('Access.WindowsHaveTheFocusFromTheirFirstMomentOn', async () => {
+  const page = await browser.open(standIn, SESSION, `/group/${group.id}`);
+  await button(page, 'Invite').waitFor();
+  const inside = await page.evaluate(async () => {
+    [...document.querySelectorAll('button')].find((one) => one.textContent === 'Invite').click();
+    // The page draws within the same task: until then there is nothing but to let that happen.
+    for (let turn = 0; turn < 100 && document.querySelector('[role=dialog]') === null; ++turn) await null;
+    return document.activeElement.closest('[role=dialog]') !== null;
+  });
+  assert.ok(inside, 'a key that is pressed at once would go elsewhere');
+});
+
 test('Access.NewViewsAreReadFromTheirHeading', async () => {
   const page = await browser.open(standIn, SESSION, '/');
   await link(page, 'My devices').click();

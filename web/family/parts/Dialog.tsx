@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A window over the page: it takes the focus, keeps it, and gives it back. Not the browser's own, which older ones lack.
 import type { ComponentChildren } from 'preact';
-import { useEffect, useRef } from 'preact/hooks';
+import { useLayoutEffect, useRef } from 'preact/hooks';
 import { t } from '../core/language';
 import { Icon } from './Icon';
 
@@ -15,7 +15,8 @@ interface Props {
 
 export function Dialog({ title, onClose, children }: Props) {
   const box = useRef<HTMLDivElement>(null);
-  useEffect(() => {
+  // Together with its appearance: a key that is pressed at once must not move on from what was focused before.
+  useLayoutEffect(() => {
     const before = document.activeElement as HTMLElement | null;
     const first = box.current?.querySelector<HTMLElement>('[data-first]') ?? box.current;
     first?.focus();
