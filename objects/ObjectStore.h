@@ -99,11 +99,16 @@ public:
 
     /// Stores an object, over what was there. When this returns the store has it, with the digest that its bytes have here.
     void put(const std::string& key, const Payload& payload, const std::string& contentType);
+    /// The same of bytes whose digests are known. The store refuses others.
+    void put(const std::string& key, const Payload& payload, const PayloadDigests& digests, const std::string& contentType);
 
     /// Begins an upload in parts. \return its number. It stays until it is completed or aborted.
     std::string beginUpload(const std::string& key, const std::string& contentType);
     /// Sends a part; all but the last have 5 MiB at least. \param number from 1 on. \return its tag.
     std::string putPart(const std::string& key, const std::string& upload, unsigned number, const Payload& payload);
+    /// The same of bytes whose digests are known. The store refuses others.
+    std::string putPart(const std::string& key, const std::string& upload, unsigned number, const Payload& payload,
+                        const PayloadDigests& digests);
     /// Makes an object of the parts. \param tags of all parts, in their order. \param size of all of them
     void completeUpload(const std::string& key, const std::string& upload, const std::vector<std::string>& tags, std::int64_t size);
     /// Forgets an upload and its parts. It is no error when it is not there.

@@ -3,14 +3,18 @@
 #ifndef OBJECTS_PAYLOAD_H
 #define OBJECTS_PAYLOAD_H
 
+#include "common/Digest.h"
+
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace objects {
 
-/// Bytes in memory or in a part of a file, which are read once for their digests and once more each time that they are sent.
-/// Borrows them: they must stay, unchanged, until what takes the payload has returned.
+/// Bytes in memory or in a part of a file, which are read each time that they are sent. Borrows them: they must stay, unchanged,
+/// until what takes the payload has returned.
 class Payload {
 public:
     /// No bytes.
@@ -36,6 +40,21 @@ struct PayloadDigests {
     std::string sha256;    ///< in hexadecimal digits
     std::string md5;       ///< in hexadecimal digits, as a store names what it has kept
     std::string md5Base64; ///< as a header has it
+};
+
+/// Finds the digests of bytes that come piece by piece. Throws std::runtime_error when there is no digest to be had.
+class PayloadDigester {
+public:
+    PayloadDigester();
+    void add(std::string_view bytes);
+    /// Of all that came since the last time. Begins anew.
+    PayloadDigests finish();
+
+private:
+    void begin();
+
+    std::optional<common::Sha256> m_sha256;
+    std::shared_ptr<void> m_md5;
 };
 
 /// Reads the payload. Throws what \c Payload::read throws, and std::runtime_error when there is no digest to be had.

@@ -49,9 +49,26 @@ void ObjectDraft::write(std::string_view bytes)
             handOver(m_part);
         const std::string_view piece = bytes.substr(0, static_cast<std::size_t>(limit() - m_size));
         m_file.write(piece);
+        m_digester.add(piece);
         m_size += static_cast<std::int64_t>(piece.size());
         bytes.remove_prefix(piece.size());
     }
+}
+
+/// Digests are found while the bytes come: a part that were read for them once it is whole would reach the store so much later.
+/// Only where more had come than a part, since nobody knew that there would be parts, they are found anew.
+objects::PayloadDigests ObjectDraft::digestsOfPart(const objects::Payload& part)
+{
+    objects::PayloadDigests digests = m_digester.finish();
+    const std::int64_t end = m_handedOver + part.size();
+    if (m_size == end)
+        return digests;
+    const objects::Payload rest(m_file.fd(), end, m_size - end);
+    std::string bytes(static_cast<std::size_t>(rest.size()), '\0');
+    for (std::size_t done = 0; done < bytes.size();)
+        done += rest.read(bytes.data() + done, bytes.size() - done, static_cast<std::int64_t>(done));
+    m_digester.add(bytes);
+    return objects::digestsOf(part);
 }
 
 /// Has a part sent, when the one before is through.
@@ -64,8 +81,11 @@ void ObjectDraft::handOver(std::int64_t size)
     });
     const auto number = static_cast<unsigned>(m_tags.size() + 1);
     const objects::Payload part(m_file.fd(), m_handedOver, size);
-    m_sending = std::async(std::launch::async, [this, number, part] { return m_store.putPart(m_key, m_upload, number, part); });
+    m_sending = std::async(std::launch::async, [this, number, part, digests = digestsOfPart(part)] {
+        return m_store.putPart(m_key, m_upload, number, part, digests);
+    });
     m_handedOver += size;
+    m_inParts = true;
 }
 
 void ObjectDraft::awaitPart()
@@ -88,7 +108,7 @@ void ObjectDraft::freeRoom()
 void ObjectDraft::keep()
 {
     if (m_handedOver == 0) {
-        m_store.put(m_key, objects::Payload(m_file.fd(), 0, m_size), m_mimeType);
+        m_store.put(m_key, objects::Payload(m_file.fd(), 0, m_size), m_digester.finish(), m_mimeType);
         return;
     }
     handOver(m_size - m_handedOver);

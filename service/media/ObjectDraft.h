@@ -34,7 +34,11 @@ public:
     ObjectDraft(objects::ObjectStore& store, std::string key, std::string mimeType, const std::string& temporary);
     ~ObjectDraft() override;
 
-    void expect(std::int64_t size) override { m_part = partOf(size); }
+    void expect(std::int64_t size) override
+    {
+        m_part = partOf(size);
+        m_inParts = size > SMALL;
+    }
     void write(std::string_view bytes) override;
     int fd() const override { return m_file.fd(); }
     void keep() override;
@@ -44,8 +48,9 @@ private:
 
     template <class Call> void asking(Call call);
     /// How far the file may grow before another part is handed over.
-    std::int64_t limit() const { return m_handedOver == 0 ? std::max(SMALL, m_part) : m_handedOver + m_part; }
+    std::int64_t limit() const { return m_inParts ? m_handedOver + m_part : std::max(SMALL, m_part); }
     void handOver(std::int64_t size);
+    objects::PayloadDigests digestsOfPart(const objects::Payload& part);
     void awaitPart();
     void freeRoom();
 
@@ -54,9 +59,11 @@ private:
     std::string m_mimeType;
     TemporaryFile m_file;
     std::int64_t m_part = PART;
+    bool m_inParts = false; ///< it is known to be too large for one request
     std::int64_t m_size = 0;
-    std::int64_t m_handedOver = 0; ///< bytes in parts that were sent, or are on their way
-    std::string m_upload;          ///< in parts, once it has begun; empty when it is ended
+    std::int64_t m_handedOver = 0;       ///< bytes in parts that were sent, or are on their way
+    objects::PayloadDigester m_digester; ///< of what was not handed over
+    std::string m_upload;                ///< in parts, once it has begun; empty when it is ended
     std::vector<std::string> m_tags;
     bool m_lost = false;                ///< the store does not answer
     std::future<std::string> m_sending; ///< the tag of the part on its way; reads the file on a thread of its own

@@ -117,6 +117,22 @@ const Lasting LASTING[] = {
 INSTANTIATE_TEST_SUITE_P(Each, StoreLastingFault, testing::ValuesIn(LASTING),
                          [](const testing::TestParamInfo<Lasting>& each) { return std::string(each.param.name); });
 
+TEST_F(StoreFault, IsNotATagThatIsNoDigest)
+{
+    const std::vector<std::string> kept[] = {
+        {"ETag: \"0123-of-its-own\""},
+        {"ETag: \"00000000000000000000000000000000\"", "x-amz-server-side-encryption: aws:kms"},
+        {"ETag: \"00000000000000000000000000000000\"", "x-amz-server-side-encryption: aws:kms:dsse"},
+        {"ETag: \"00000000000000000000000000000000\"", "x-amz-server-side-encryption-customer-algorithm: AES256"},
+    };
+    for (const std::vector<std::string>& header : kept) {
+        m_server.reply(RawReply::ok("", header));
+        EXPECT_NO_THROW(putHello()) << header.back();
+        EXPECT_THAT(m_server.last().field("content-md5"), HasSubstr("XUFAKrxLKna5cZ2REBfFkg==")) << "the store compares with it";
+    }
+    EXPECT_EQ(m_server.requestCount(), std::size(kept));
+}
+
 TEST_F(StoreFault, IsNotToldInAStrangersWords)
 {
     m_server.reply(RawReply::status(403, complaint("secret\x1b[31m or worse")));
