@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <numeric>
 #include <random>
 #include <string>
 #include <sys/eventfd.h>
@@ -93,8 +92,7 @@ void Thumbnailer::add(const PendingContent& content, Millis until)
 std::size_t Thumbnailer::waiting()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return std::accumulate(m_jobs.begin(), m_jobs.end(), m_slow.size(),
-                           [](std::size_t sum, const auto& jobs) { return sum + jobs.second.size(); });
+    return m_known.size();
 }
 
 void Thumbnailer::enqueue(const Job& job)

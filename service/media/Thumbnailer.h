@@ -48,7 +48,7 @@ public:
     /// \param until as it says
     void add(const PendingContent& content, Millis until);
 
-    /// How many contents wait for their turn.
+    /// How many contents wait for their thumbnails, those included that are being worked on.
     std::size_t waiting();
     /// Of how many contents thumbnails were made so far.
     std::uint64_t made() const { return m_count; }

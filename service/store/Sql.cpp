@@ -319,7 +319,9 @@ constexpr SqlEntry STATEMENTS[] = {
     {Sql::THUMBNAILS_ARE_PENDING, false, "SELECT 1 FROM content WHERE id = ?1 AND state = " STATE_STORED " AND thumbnails = 0"},
     {Sql::THUMBNAILS_PUT_OFF, false,
      "UPDATE content SET taker = 0, taken_until = ?3 + (tries + 1) * ?4 WHERE id = ?1 AND taker = ?2"},
-    {Sql::THUMBNAILS_GIVE_BACK, true, "UPDATE content SET taker = 0, taken_until = 0 WHERE thumbnails = 0 AND taker = ?1"},
+    {Sql::THUMBNAILS_GIVE_BACK, true,
+     "UPDATE content SET taker = 0, taken_until = 0, tries = CASE WHEN tries > 0 THEN tries - 1 ELSE 0 END "
+     "WHERE thumbnails = 0 AND taker = ?1"},
 
     {Sql::FEED_BY_CREATION_BEFORE, false, FEED_PAGE("", "created", "<", "DESC")},
     {Sql::FEED_BY_CREATION_BEFORE_OF_TYPE, false, FEED_PAGE(OF_TYPE, "created", "<", "DESC")},

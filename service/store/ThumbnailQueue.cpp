@@ -21,8 +21,9 @@ std::vector<PendingContent> takenBy(Query& query)
 std::vector<PendingContent> takeForThumbnails(DatabaseConnection& connection, const ThumbnailTaker& taker, Millis free,
                                               std::int64_t count)
 {
+    const std::int64_t tries = free == TAKEN_BY_NOBODY ? std::numeric_limits<std::int64_t>::max() : MOST_TRIES;
     Query query(connection, Sql::THUMBNAILS_TAKE);
-    return takenBy(query.bind(taker.number, taker.until, free, MOST_TRIES, count));
+    return takenBy(query.bind(taker.number, taker.until, free, tries, count));
 }
 
 std::optional<PendingContent> takeOneForThumbnails(DatabaseConnection& connection, const ThumbnailTaker& taker, Millis free,

@@ -18,7 +18,7 @@ namespace kinloomd {
 inline constexpr Millis TAKEN_BY_NOBODY = std::numeric_limits<Millis>::max();
 
 /// Takes contents that nobody else makes thumbnails of, the oldest first, for \p taker. Those that were taken again and again in
-/// vain are left out.
+/// vain are left out, but for the only service: it takes everything at each start.
 /// \param free what was taken until before that time is free \param count at most
 std::vector<PendingContent> takeForThumbnails(DatabaseConnection& connection, const ThumbnailTaker& taker, Millis free,
                                               std::int64_t count);
