@@ -112,16 +112,16 @@ std::optional<Content> Intake::findContentOf(DatabaseConnection& connection) con
 
 Content Intake::keep()
 {
-    Content content = keepFileAndRecord();
-    if (content.id == m_slot.id)
+    Kept kept = keepFileAndRecord();
+    if (kept.thisAttempt)
         m_service.thumbnailer().add({m_original, m_caller.person.id}, m_uploaded.taker.until);
     else
         m_service.media().removeOriginal(m_original);
-    return content;
+    return std::move(kept.content);
 }
 
 /// Whatever fails leaves neither.
-Content Intake::keepFileAndRecord()
+Intake::Kept Intake::keepFileAndRecord()
 {
     try {
         m_draft->keep();
@@ -139,15 +139,15 @@ Content Intake::keepFileAndRecord()
     }
 }
 
-Content Intake::record(DatabaseConnection& connection) const
+Intake::Kept Intake::record(DatabaseConnection& connection) const
 {
     lockGroupAndPerson(connection, m_slot.group, m_caller.person.id);
     const std::int64_t quota = m_service.options().limits.quotaBytes;
     if (auto content = commitUploadAtOnce(connection, m_slot, m_uploaded, m_caller.person, twinsNow(), quota))
-        return *std::move(content);
+        return {*std::move(content), true};
     // Step by step, or to find out what is in the way.
     if (auto twin = findContentOf(connection))
-        return *twin;
+        return {*twin, false};
     // The group, the membership or the slot may have gone while the file was on its way.
     const auto slot = findSlot(connection, m_slot.id, m_caller.person.id);
     if (!slot)
@@ -159,7 +159,7 @@ Content Intake::record(DatabaseConnection& connection) const
     requireRoom(m_service.options().limits, slot->usedBytes, m_uploaded.size);
     if (!commitUpload(connection, m_slot, m_uploaded))
         throw ServiceError(Failure::NOT_FOUND);
-    return *findContent(connection, m_slot.id);
+    return {*findContent(connection, m_slot.id), true};
 }
 
 } // namespace kinloomd

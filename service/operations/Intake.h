@@ -67,9 +67,15 @@ public:
     Content keep();
 
 private:
+    /// What the bytes are now.
+    struct Kept {
+        Content content;
+        bool thisAttempt; ///< made of this attempt's file; otherwise they were there already, perhaps in this very place
+    };
+
     void requirePlace(std::int64_t size);
-    Content keepFileAndRecord();
-    Content record(DatabaseConnection& connection) const;
+    Kept keepFileAndRecord();
+    Kept record(DatabaseConnection& connection) const;
     std::optional<Content> findContentOf(DatabaseConnection& connection) const;
     Twins twinsNow() const;
 

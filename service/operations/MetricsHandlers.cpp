@@ -35,11 +35,15 @@ void askDatabase(Service& service)
     findPerson(connection, 0);
 }
 
-/// What a service that is well cannot do all the same.
+/// What a service that is well cannot do all the same. Nothing while that cannot be found out: the one who moves the records has
+/// the table for itself while it marks them.
 std::string limitsOf(Service& service)
-{
+try {
     const auto connection = service.database().read();
     return findMoveMark(connection).state == MoveState::NONE ? "" : "nothing can be changed: the records are moved\n";
+} catch (const DatabaseUnavailable& error) {
+    writeLog(Priority::WARNING, std::string("nobody knows whether the records are moved: ") + error.what());
+    return "";
 }
 
 /// Writes where uploads are written.

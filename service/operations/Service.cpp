@@ -7,7 +7,9 @@
 #include "store/People.h"
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 
 namespace kinloomd {
 
@@ -23,6 +25,24 @@ std::optional<FolderLock> lockForServing(const DataFolder& folder, bool shared)
     if (!shared)
         throw std::runtime_error("another kinloomd serves " + folder.path() + " already");
     return std::nullopt;
+}
+
+/// Takes a place among those that use the folder at a time. Whoever has it alone has it for a moment, when it begins, or until it
+/// ends.
+FolderLock lockWithOthers(const DataFolder& folder)
+{
+    constexpr std::chrono::milliseconds PATIENCE{5'000};
+    constexpr std::chrono::milliseconds PAUSE{20}; // nothing tells that a lock is free but to wait for it without an end
+    const auto end = std::chrono::steady_clock::now() + PATIENCE;
+    FolderLock lock;
+    while (!FolderLock::tryShared(folder.serveLock(), lock)) {
+        if (std::chrono::steady_clock::now() >= end)
+            throw std::runtime_error("another program has " + folder.path() +
+                                     " for itself: a service with its records there, or a command that looks at all of it. Begin "
+                                     "again when it has ended");
+        std::this_thread::sleep_for(PAUSE);
+    }
+    return lock;
 }
 
 /// The media of a service that may begin on these records.
@@ -151,7 +171,7 @@ void Service::enterFolder()
     }
     if (isShared()) {
         m_serveLock.reset();
-        m_serveLock.emplace(m_folder.serveLock(), FolderLock::SHARED);
+        m_serveLock = lockWithOthers(m_folder);
     }
 }
 

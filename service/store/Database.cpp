@@ -16,6 +16,7 @@ using std::chrono::milliseconds;
 
 constexpr unsigned MOST_ATTEMPTS = 8;
 constexpr milliseconds CHANGE_TIME{15'000}; ///< after which a change is begun anew no more
+constexpr milliseconds TURN_TIME{15'000};   ///< for which a reader waits until it is its turn
 
 /// Somewhere up to a bound that doubles, so that those who met once do not meet again.
 milliseconds pauseAfter(unsigned attempt)
@@ -49,7 +50,8 @@ Database::Lease::~Lease() { m_engine.takeBack(m_purpose, std::move(m_connection)
 Database::Turn::Place::Place(Database& owner) : database(owner)
 {
     std::unique_lock<std::mutex> lock(database.m_mutex);
-    database.m_turnEnded.wait(lock, [this] { return database.m_turns < database.m_engine->readers(); });
+    if (!database.m_turnEnded.wait_for(lock, TURN_TIME, [this] { return database.m_turns < database.m_engine->readers(); }))
+        throw DatabaseUnavailable("too many wait for the database");
     ++database.m_turns;
 }
 

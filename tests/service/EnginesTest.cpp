@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -184,12 +185,39 @@ TEST_F(Engines, PutAContentOffThatHasFailedAndAtLastForGood)
     putOffThumbnails(connection, 1, content);
     EXPECT_THAT(takeForThumbnails(connection, {2, now() + 1000}, now(), 10), IsEmpty());
     EXPECT_TRUE(takeOneForThumbnails(connection, {2, now() + 1000}, now(), content)) << "for who asks it is tried";
+    constexpr Millis END = TAKEN_BY_NOBODY - 1;
     int tries = 0;
-    while (tries < MANY && !takeForThumbnails(connection, {3 + tries, 0}, TAKEN_BY_NOBODY, 10).empty())
+    while (tries < MANY && !takeForThumbnails(connection, {3 + tries, 0}, END, 10).empty())
         ++tries;
     EXPECT_GT(tries, 1);
     EXPECT_LT(tries, MANY);
+    EXPECT_EQ(takeForThumbnails(connection, {3 + MANY, 0}, TAKEN_BY_NOBODY, 10).size(), 1U) << "the only service takes everything";
     EXPECT_TRUE(takeOneForThumbnails(connection, {2, 0}, TAKEN_BY_NOBODY, content));
+}
+
+TEST_F(Engines, CountNoTryOfAServiceThatEndsInGoodOrder)
+{
+    constexpr int MANY = 100;
+    newContent();
+    const auto connection = m_first.write();
+    for (int tries = 0; tries < MANY; ++tries) {
+        ASSERT_EQ(takeForThumbnails(connection, {1 + tries, now() + 1000}, now(), 10).size(), 1U) << tries;
+        giveBackThumbnails(connection, 1 + tries);
+    }
+}
+
+TEST_F(Engines, MakeReadersWaitForTheirTurnButNotForEver)
+{
+    constexpr int MORE_THAN_THERE_ARE = 1000;
+    std::deque<Database::Turn> turns;
+    const auto takeTurns = [&] {
+        for (int i = 0; i < MORE_THAN_THERE_ARE; ++i)
+            turns.emplace_back(m_first);
+    };
+    EXPECT_THROW(takeTurns(), DatabaseUnavailable);
+    ASSERT_FALSE(turns.empty());
+    turns.pop_back();
+    EXPECT_NO_THROW(turns.emplace_back(m_first));
 }
 
 TEST_F(Engines, KeepAPersonWithinTheRoomThatThereIs)

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Several services that share their records: each is as good as the other, and none hangs when the records are away.
+#include "common/FolderLock.h"
+
 #include "HostilePictures.h"
 #include "KeptMedia.h"
 #include "ServiceFixture.h"
@@ -80,6 +82,39 @@ TEST_F(ManyServices, CountWhatComesToAllOfThemAtOnce)
     const CommandResult result = command({"check"});
     EXPECT_EQ(result.exitCode, 0) << result.out;
     EXPECT_THAT(result.out, HasSubstr("contents " + std::to_string(2 * PHOTOS)));
+}
+
+TEST_F(ManyServices, KeepOnceWhatIsSentToAPlaceTwice)
+{
+    constexpr int ROUNDS = 20;
+    const std::string group = anna().createGroup("Family");
+    ServiceClient elsewhere(m_other->port(), m_anna);
+    for (int round = 0; round < ROUNDS; ++round) {
+        const std::string address = field(anna().reserve(group, "type=photo"), "uploadUrl");
+        TestPicture picture = smallPicture();
+        picture.bytes += "the same " + std::to_string(round);
+        auto other = std::async(std::launch::async, [&] { return elsewhere.sendFile(address, picture); });
+        const HttpReply here = anna().sendFile(address, picture);
+        const HttpReply there = other.get();
+        ASSERT_EQ(here.status, 200) << here.body;
+        ASSERT_EQ(there.status, 200) << there.body;
+        EXPECT_EQ(field(here, "contentId"), field(there, "contentId"));
+        EXPECT_TRUE(request(port(), "GET", targetOf(field(here, "contentUrl"))).body == picture.bytes);
+    }
+    m_other.reset();
+    m_process.reset();
+    EXPECT_EQ(countOriginals(m_data), static_cast<std::size_t>(ROUNDS)) << "with nothing to collect";
+}
+
+TEST_F(ManyServices, DoNotWaitForAFolderThatAnotherProgramHasForItself)
+{
+    m_other.reset();
+    m_process.reset();
+    common::FolderLock alone;
+    ASSERT_TRUE(common::FolderLock::tryExclusive(m_data + "/serve.lock", alone));
+    const CommandResult result = runKinloomd({"serve", "--listen", "127.0.0.1:0", "--data", m_data});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr(m_data + " for itself"));
 }
 
 TEST_F(ManyServices, LetOneOfTwoUploadsFillAPlace)

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
+#include <csignal>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -180,6 +181,20 @@ TEST_F(Postgresql, MakesReadersWaitWhenAllConnectionsAreLent)
     auto waiting = std::async(std::launch::async, [this] { findPerson(m_database->read(), 1); });
     leases.pop_back();
     EXPECT_NO_THROW(waiting.get());
+}
+
+TEST_F(Postgresql, IsNotWaitedForToUndoWhatIsUndoneAnyway)
+{
+    PostgresqlConnection connection(m_address);
+    connection.begin(DatabaseConnection::Purpose::READ);
+    const auto server = static_cast<pid_t>(std::stol(connection.execute("SELECT pg_backend_pid()").front().front()));
+    ASSERT_EQ(::kill(server, SIGSTOP), 0);
+    const auto begin = std::chrono::steady_clock::now();
+    connection.rollback();
+    const auto took = std::chrono::steady_clock::now() - begin;
+    ::kill(server, SIGCONT);
+    EXPECT_LT(took, std::chrono::seconds(10)) << "less than a statement may take";
+    EXPECT_FALSE(connection.isUsable()) << "it is given up";
 }
 
 TEST_F(Postgresql, ShowsASnapshotAsItWas)

@@ -21,6 +21,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds STATEMENT_TIME{10'000};
 constexpr milliseconds WHOLE_TABLE_TIME{60'000}; ///< of the administrator's commands
 constexpr milliseconds TRANSACTION_TIME{20'000};
+constexpr milliseconds ROLLBACK_TIME{2'000}; ///< a connection that takes longer is given up, and with it what was begun
 
 // Types as PostgreSQL numbers them.
 constexpr unsigned INT8_TYPE = 20;
@@ -305,9 +306,11 @@ void PostgresqlConnection::begin(Purpose purpose)
     const bool alone = purpose == Purpose::ALONE;
     // From here on a connection that is lost takes nothing along.
     m_inTransaction = true;
-    m_transactionEnds = Clock::now() + (alone ? milliseconds(LONGEST_CHANGE) : TRANSACTION_TIME);
+    m_transactionEnds = Clock::now() + (alone ? milliseconds(LONGEST_CHANGE) : STATEMENT_TIME);
     try {
         const TextRows mark = execute(beginningOf(purpose));
+        if (!alone)
+            m_transactionEnds = Clock::now() + TRANSACTION_TIME;
         if (purpose == Purpose::WRITE && !mark.empty())
             throwMoving(mark.front().front());
     } catch (...) {
@@ -335,12 +338,14 @@ void PostgresqlConnection::rollback() noexcept
     endTransaction();
     if (!m_connection || PQtransactionStatus(m_connection.get()) == PQTRANS_IDLE)
         return;
+    m_transactionEnds = Clock::now() + ROLLBACK_TIME;
     try {
         execute("ROLLBACK");
     } catch (const std::exception&) {
         // The server undoes what a connection leaves behind.
         m_connection.reset();
     }
+    m_transactionEnds = Clock::time_point::max();
 }
 
 void PostgresqlConnection::endTransaction() noexcept
