@@ -2,7 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Parts of the crash test and of the engines' scripts, without any engine."""
 
+import contextlib
 import os
+import signal
 import subprocess
 import sys
 import tempfile
@@ -50,6 +52,36 @@ class Members(WithFolder):
             way()
             self.assertIsNotNone(self.member.process.poll())
             self.assertFalse(os.path.exists(self.member.pid_file))
+
+
+ENDED = """
+import signal, sys
+signal.signal(signal.SIGHUP, signal.SIG_DFL)
+sys.path.insert(0, sys.argv.pop(1))
+import run
+
+class Running:
+    def stop(self):
+        print("stopped", flush=True)
+
+run.Cluster = lambda *_, **__: Running()
+run.Chaos.run = lambda _: (print("begun", flush=True), signal.pause())
+run.main()
+"""
+
+
+class CrashTest(unittest.TestCase):
+    def test_that_is_ended_ends_what_it_has_begun(self):
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            with subprocess.Popen([sys.executable, "-B", "-c", ENDED, HERE, "--kinloomd", "none"], stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE, text=True) as program:
+                folder = program.stdout.readline().split(" in ")[1].strip()
+                self.assertEqual(program.stdout.readline(), "begun\n")
+                program.send_signal(number)
+                with contextlib.closing(program.stdout):
+                    self.assertEqual(program.stdout.read(), "stopped\n")
+                self.assertEqual(program.wait(10), 1)
+                self.assertFalse(os.path.exists(folder))
 
 
 if __name__ == "__main__":

@@ -19,6 +19,7 @@ import rolling  # noqa: E402
 from clients import Client  # noqa: E402
 from cluster import Cluster, Failed  # noqa: E402
 from drills import Drills  # noqa: E402
+from ending import exit_when_ended  # noqa: E402
 from faults import disks_of, possible  # noqa: E402
 from ledger import Auditor, Ledger, Violated, require  # noqa: E402
 from wire import Device  # noqa: E402
@@ -142,6 +143,7 @@ def main():
     parser.add_argument("--seed", type=int, default=random.randrange(1_000_000))
     parser.add_argument("--kinloomd", required=True)
     arguments = parser.parse_args()
+    exit_when_ended()
     if arguments.drills:
         attempt(arguments, lambda folder: failover.ClusterWithStandby(folder, arguments.kinloomd), Chaos.run_in_turn)
     attempt(arguments, lambda folder: Cluster(folder, arguments.kinloomd, lines=True), Chaos.run)
