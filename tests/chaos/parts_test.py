@@ -3,6 +3,8 @@
 """Parts of the crash test and of the engines' scripts, without any engine."""
 
 import contextlib
+import importlib.machinery
+import importlib.util
 import os
 import signal
 import subprocess
@@ -10,11 +12,13 @@ import sys
 import tempfile
 import types
 import unittest
+from unittest import mock
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ENGINES = os.path.join(HERE, "..", "engines")
 sys.path[:0] = [HERE, ENGINES]
 
+import faults  # noqa: E402
 from cluster import Member  # noqa: E402
 
 
@@ -52,6 +56,55 @@ class Members(WithFolder):
             way()
             self.assertIsNotNone(self.member.process.poll())
             self.assertFalse(os.path.exists(self.member.pid_file))
+
+
+class Disks(WithFolder):
+    def mount(self, refused=(), attributes=True, needed=True):
+        """Returns what came of it, and the programs that were run."""
+        commands = []
+
+        def run(*command):
+            commands.append(" ".join(command[:3]))
+            return "no" if commands[-1] in refused else ""
+
+        disk = faults.Disk(f"{self.folder}/disk", 1 << 20, attributes=needed)
+        os.makedirs(f"{self.folder}/disk/lost+found", exist_ok=True)
+        with mock.patch.object(faults, "refusal_of", run), mock.patch.object(faults, "has_attributes", lambda _: attributes):
+            return disk.mount(), [command.split(" -")[0] + command.split("mount -t")[-1] for command in commands], disk
+
+    def test_are_in_memory_where_that_does(self):
+        for attributes, needed in ((True, True), (False, False)):
+            refusal, commands, _ = self.mount(attributes=attributes, needed=needed)
+            self.assertEqual((refusal, commands), ("", ["mount tmpfs"]))
+
+    def test_are_in_a_file_where_memory_has_no_attributes(self):
+        refusal, commands, disk = self.mount(attributes=False)
+        self.assertEqual((refusal, commands[-1]), ("", "mount ext4"))
+        self.assertTrue(any(command.startswith("umount") for command in commands))
+        self.assertEqual(os.path.getsize(disk.image), 1 << 20)
+
+    def test_are_none_where_neither_can_be(self):
+        refusal, _, disk = self.mount(attributes=False, refused=["mount -t ext4"])
+        self.assertEqual(refusal, "no")
+        self.assertFalse(os.path.exists(disk.image))
+
+
+class Store(WithFolder):
+    def test_looks_for_attributes_where_it_keeps_objects(self):
+        loader = importlib.machinery.SourceFileLoader("swift_script", os.path.join(ENGINES, "swift"))
+        script = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
+        loader.exec_module(script)
+        objects = f"{self.folder}/store/devices/d1"
+
+        def refuse(place, *_):
+            if str(place).startswith(objects):
+                raise OSError(95, "Operation not supported")
+
+        with mock.patch.object(script, "require_packages"), mock.patch.object(script, "lay_out", side_effect=AssertionError), \
+                mock.patch.object(os, "setxattr", refuse), mock.patch.object(os, "removexattr"), \
+                self.assertRaises(SystemExit) as end:
+            script.start(f"{self.folder}/store")
+        self.assertIn(objects, str(end.exception))
 
 
 ENDED = """

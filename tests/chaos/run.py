@@ -54,10 +54,11 @@ class Chaos:
 
     def mount_disks(self):
         for name, disk in disks_of(self.cluster).items():
-            if disk.mount():
+            refusal = disk.mount()
+            if refusal:
+                print(f"the disk of {name} is not filled: {refusal}", flush=True)
+            else:
                 self.disks[name] = disk
-        if not self.disks:
-            print("disks are not filled: this user may mount none")
 
     def start(self):
         self.cluster.start()
