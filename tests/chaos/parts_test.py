@@ -20,6 +20,7 @@ sys.path[:0] = [HERE, ENGINES]
 
 import faults  # noqa: E402
 from cluster import Member  # noqa: E402
+from run import problems_in  # noqa: E402
 
 
 class WithFolder(unittest.TestCase):
@@ -27,6 +28,13 @@ class WithFolder(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(prefix="kinloom-chaos-parts-")
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
+
+
+class Findings(unittest.TestCase):
+    def test_are_told_from_counts(self):
+        counts = ["people 2, devices 2, groups 1, contents 5, reserved uploads 0, comments 3", "in the trash 4"]
+        for problems in (["file without record: 7-1"], ["content 7 has no file", "file without record: 8-1"]):
+            self.assertEqual(problems_in("\n".join([*counts, *problems, f"{len(problems)} problems"])), problems)
 
 
 class Members(WithFolder):
