@@ -2,11 +2,13 @@
 # SPDX-License-Identifier: MIT
 """Parts of the crash test and of the engines' scripts, without any engine."""
 
+import concurrent.futures
 import contextlib
 import importlib.machinery
 import importlib.util
 import os
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -21,6 +23,7 @@ sys.path[:0] = [HERE, ENGINES]
 import faults  # noqa: E402
 from cluster import Member  # noqa: E402
 from run import problems_in  # noqa: E402
+from wire import Cut, Device  # noqa: E402
 
 
 class WithFolder(unittest.TestCase):
@@ -113,6 +116,19 @@ class Store(WithFolder):
                 self.assertRaises(SystemExit) as end:
             script.start(f"{self.folder}/store")
         self.assertIn(objects, str(end.exception))
+
+
+class Devices(unittest.TestCase):
+    def test_have_addresses_of_their_own(self):
+        section = 'app_id = "a"\nAuthToken = "t"\nduid = "d"\n'
+        with socket.create_server(("127.0.0.1", 0)) as server, concurrent.futures.ThreadPoolExecutor() as pool:
+            server.settimeout(10)
+            asked = pool.submit(Device(server.getsockname()[1], section, "127.0.0.3").get, "me")
+            line, (address, _) = server.accept()
+            line.close()
+            self.assertEqual(address, "127.0.0.3")
+            with self.assertRaises(Cut):
+                asked.result()
 
 
 ENDED = """

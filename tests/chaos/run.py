@@ -71,7 +71,8 @@ class Chaos:
     def start(self):
         self.cluster.start()
         port = self.cluster.ports["balancer"]
-        self.devices = [Device(port, self.administer("device", "add", "--person", person)) for person in ("Anna", "Ben")]
+        self.devices = [Device(port, self.administer("device", "add", "--person", person), address)
+                        for person, address in (("Anna", "127.0.0.2"), ("Ben", "127.0.0.3"))]
         reply = self.devices[0].post("me/group.create", group_name="Family")
         self.group = reply.field("groupId")
         self.administer("member", "add", self.group, "Ben")
