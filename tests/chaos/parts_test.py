@@ -21,9 +21,11 @@ ENGINES = os.path.join(HERE, "..", "engines")
 sys.path[:0] = [HERE, ENGINES]
 
 import faults  # noqa: E402
+import proof  # noqa: E402
 from cluster import Member  # noqa: E402
+from ledger import Ledger, Violated  # noqa: E402
 from run import problems_in  # noqa: E402
-from wire import Cut, Device  # noqa: E402
+from wire import Cut, Device, Reply  # noqa: E402
 
 
 class WithFolder(unittest.TestCase):
@@ -129,6 +131,41 @@ class Devices(unittest.TestCase):
             self.assertEqual(address, "127.0.0.3")
             with self.assertRaises(Cut):
                 asked.result()
+
+
+class OneThatAnswers:
+    """A device whose service answers everything alike."""
+
+    def __init__(self, reply):
+        self.reply = reply
+
+    def at(self, _):
+        return self
+
+    def reserve(self, *_):
+        if isinstance(self.reply, Exception):
+            raise self.reply
+        return self.reply
+
+
+class Proof(unittest.TestCase):
+    def prove(self, reply):
+        with mock.patch.object(proof, "RECOVERY", 0.05):
+            proof.Prover({"kinloomd-1": 1}, OneThatAnswers(reply), "1", Ledger()).prove()
+
+    def test_is_none_where_everything_is_put_off(self):
+        for reply in (Reply(503, {}, b"later"), Cut("nobody")):
+            with self.assertRaisesRegex(Violated, "kinloomd-1 takes no changes"):
+                self.prove(reply)
+
+    def test_is_none_where_something_is_refused(self):
+        with self.assertRaisesRegex(Violated, "403"):
+            self.prove(Reply(403, {}, b""))
+
+    def test_needs_a_round_in_which_something_was_acknowledged(self):
+        with self.assertRaisesRegex(Violated, "nothing was acknowledged"):
+            proof.require_growth((3, 2, 1), (3, 2, 1))
+        proof.require_growth((3, 2, 1), (3, 3, 1))
 
 
 ENDED = """

@@ -22,6 +22,7 @@ from drills import Drills  # noqa: E402
 from ending import exit_when_ended  # noqa: E402
 from faults import disks_of, possible  # noqa: E402
 from ledger import Auditor, Ledger, Violated, require  # noqa: E402
+from proof import Prover, require_growth  # noqa: E402
 from wire import Device  # noqa: E402
 
 CLIENTS = 4
@@ -77,6 +78,8 @@ class Chaos:
         self.group = reply.field("groupId")
         self.administer("member", "add", self.group, "Ben")
         self.auditor = Auditor(self.ledger, self.devices[0], self.group)
+        self.prover = Prover({service.name: self.cluster.ports[service.name] for service in self.cluster.services}, self.devices[0],
+                             self.group, self.ledger)
 
     def stop(self):
         self.cluster.stop()
@@ -96,6 +99,7 @@ class Chaos:
                           f"{self.arguments.seed}/{number}/{i}") for i in range(CLIENTS)]
         lasts = source.uniform(*LASTS)
         print(f"round {number}: " + ", ".join(f"{word} at {at:.1f}" for at, word, _ in steps), flush=True)
+        before = self.ledger.counts()
         begin = time.monotonic()
         for client in clients:
             client.start()
@@ -109,6 +113,8 @@ class Chaos:
         for client in clients:
             client.join()
             require(not client.violation, client.violation)
+        require_growth(before, self.ledger.counts())
+        self.prover.prove()
         used = time.monotonic() - begin
         self.auditor.audit(everything=False)
         self.check_at_rest()
@@ -132,14 +138,14 @@ class Chaos:
 
     def run_in_turn(self):
         self.start()
-        rolling.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor)
-        failover.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor)
+        rolling.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor, self.prover)
+        failover.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor, self.prover)
 
     def run(self):
         self.mount_disks()
         self.start()
         if self.arguments.drills:
-            Drills(self.cluster, self.devices[0], self.group, self.ledger).run()
+            Drills(self.cluster, self.devices[0], self.group, self.ledger, self.prover).run()
         for number in range(self.arguments.first, self.arguments.first + self.arguments.rounds):
             self.round(number)
         self.auditor.audit(everything=True)

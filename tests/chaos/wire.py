@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A device of the service, as far as the crash test needs one: with a signer and a reader of its own."""
 
+import copy
 import hashlib
 import hmac
 import http.client
@@ -46,6 +47,12 @@ class Device:
         self.port, self.address = port, address
         self.app_id, self.token, self.duid = (re.search(rf'^{name} = "(.*)"$', section, re.MULTILINE).group(1)
                                               for name in ("app_id", "AuthToken", "duid"))
+
+    def at(self, port):
+        """The same device, asking somebody else."""
+        other = copy.copy(self)
+        other.port = port
+        return other
 
     def authorization(self):
         signature = hmac.new(self.app_id.encode(), self.token.encode() + b"\0", hashlib.sha1).hexdigest()
