@@ -33,6 +33,31 @@ constexpr unsigned PICTURES_EACH = 100;       ///< until a process is replaced
 constexpr int WAITING_FACTOR = 10;            ///< how much longer than its time a picture may take when the processor is busy
 constexpr std::uint64_t SANITIZER_FACTOR = 4; ///< how much more memory a sanitizer takes
 
+/// How the variables begin that a picture process gets: where programs and libraries are, language and time zone, and what
+/// sanitizers are told. All others stay behind: they may hold passwords and keys, and what a picture has made of the process could
+/// read them.
+constexpr std::string_view PASSED_ON[] = {
+    "PATH=", "LD_LIBRARY_PATH=", "LANG=", "LANGUAGE=", "LC_", "TZ=", "ASAN_", "LSAN_", "TSAN_", "UBSAN_",
+};
+
+bool isPassedOn(std::string_view variable)
+{
+    return std::any_of(std::begin(PASSED_ON), std::end(PASSED_ON),
+                       [variable](std::string_view begin) { return variable.substr(0, begin.size()) == begin; });
+}
+
+/// The environment of a picture process, with a null at its end. What it points to belongs to the environment of this one.
+std::vector<char*> passedOn()
+{
+    std::vector<char*> variables;
+    for (char** each = environ; each != nullptr && *each != nullptr; ++each) {
+        if (isPassedOn(*each))
+            variables.push_back(*each);
+    }
+    variables.push_back(nullptr);
+    return variables;
+}
+
 /// Reads one answer; nothing when the other end is gone.
 std::optional<PictureAnswer> readAnswer(int socket)
 {
@@ -156,8 +181,9 @@ bool PictureProcess::start()
     std::string name = program_invocation_short_name;
     std::string word = PICTURE_WORD;
     const std::array<char*, 3> arguments = {name.data(), word.data(), nullptr};
+    const std::vector<char*> environment = passedOn();
     pid_t pid = -1;
-    if (::posix_spawn(&pid, m_program.c_str(), actions.get(), signals.get(), arguments.data(), environ) != 0)
+    if (::posix_spawn(&pid, m_program.c_str(), actions.get(), signals.get(), arguments.data(), environment.data()) != 0)
         return false;
     m_pid = pid;
     m_socket = std::move(ours);

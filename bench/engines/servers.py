@@ -19,13 +19,16 @@ import urllib.request
 from device import Device
 from rows import PostgresqlRecords
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "tests/engines"))
+
+from ending import exit_when_ended  # noqa: E402
+
 DISK = os.environ.get("KINLOOM_BENCH_DISK", "/var/tmp")
 MEMORY = os.environ.get("KINLOOM_BENCH_MEMORY", "/dev/shm")
 TICKS = os.sysconf("SC_CLK_TCK")
 
 
-# Whoever is ended ends what it has begun.
-signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended"))
+exit_when_ended()
 
 
 def run(*command, **options):

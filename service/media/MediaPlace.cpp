@@ -93,7 +93,6 @@ std::unique_ptr<MediaStore> mediaAt(const DataFolder& folder, const MediaPlace& 
     if (!place.isBucket())
         return std::make_unique<FolderMedia>(folder);
     const BucketName name = bucketNamed(place.media);
-    // What decodes strangers' pictures gets the environment, and must not get the keys.
     objects::Credentials credentials = place.credentialsFile.empty() ? objects::takeCredentialsFromEnvironment()
                                                                      : objects::credentialsFromFile(place.credentialsFile);
     auto store = std::make_unique<objects::ObjectStore>(

@@ -30,8 +30,8 @@ def require_put_off(outcomes, word):
 
 
 class Drills:
-    def __init__(self, cluster, device, group, ledger):
-        self.cluster, self.device, self.group, self.ledger = cluster, device, group, ledger
+    def __init__(self, cluster, device, group, ledger, prover):
+        self.cluster, self.device, self.group, self.ledger, self.prover = cluster, device, group, ledger, prover
         self.url = None
 
     def prepare(self):
@@ -77,6 +77,7 @@ class Drills:
         self.cluster.await_well(RECOVERY)
         for _ in range(20):
             require(self.feed().status == 200 and self.medium().status == 200, f"{name} is back, and not everything is well")
+        self.prover.prove()
         print(f"drill: {name} stood still for {stood:.0f} s, all was well {time.monotonic() - back:.1f} s later", flush=True)
 
     def run(self):

@@ -70,7 +70,7 @@ class ClusterWithStandby(Cluster):
         self.standby.kill()
 
 
-def drill(cluster, devices, group, ledger, auditor):
+def drill(cluster, devices, group, ledger, auditor, prover):
     """People go on using the service meanwhile."""
     cluster.begin_standby()
     clients = [Client(f"client {i}", devices[i % len(devices)], group, ledger, f"failover/{i}") for i in range(4)]
@@ -89,5 +89,6 @@ def drill(cluster, devices, group, ledger, auditor):
     for client in clients:
         client.join()
         require(not client.violation, client.violation)
+    prover.prove()
     auditor.audit(everything=True)
     print(f"drill: the standby took over after {taken - begin:.1f} s, services were well {well - taken:.1f} s later", flush=True)

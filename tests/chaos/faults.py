@@ -1,12 +1,14 @@
 # SPDX-License-Identifier: MIT
 """What may fail in a cluster, and how it is mended."""
 
+import contextlib
 import os
 import subprocess
 
 from cluster import SERVICES
 
 MIB = 1 << 20
+TRIES = 20  # until a disk counts as full
 
 
 class Fault:
@@ -51,21 +53,63 @@ class HoldAndKill(Hold):
         self.member.begin()
 
 
-class Disk:
-    """A small file system in memory for what a member keeps."""
+def refusal_of(*command):
+    """Runs it. What it has said when it failed; nothing when it has not."""
+    try:
+        done = subprocess.run(command, capture_output=True, text=True, stdin=subprocess.DEVNULL, check=False)
+    except OSError as error:
+        return f"{command[0]}: {error.strerror}"
+    return " ".join(done.stderr.split()) or f"{command[0]} fails" if done.returncode else ""
 
-    def __init__(self, place, size):
-        self.place, self.size = place, size
+
+def has_attributes(folder):
+    """Whether what lies in it can have attributes of users'. File systems in memory have them since Linux 6.6."""
+    try:
+        os.setxattr(folder, "user.kinloom.probe", b"1")
+        os.removexattr(folder, "user.kinloom.probe")
+        return True
+    except OSError:
+        return False
+
+
+class Disk:
+    """A small file system for what a member keeps: in memory, or in a file where it needs attributes that there are none of in
+    memory."""
+
+    def __init__(self, place, size, attributes=False):
+        self.place, self.size, self.attributes = place, size, attributes
         self.ballast = f"{place}/ballast"
+        self.image = f"{place}.ext4"
 
     def mount(self):
+        """Returns why it is not there; nothing when it is."""
         os.makedirs(self.place, exist_ok=True)
+        return self.mount_memory() and self.mount_image() if self.attributes else self.mount_memory()
+
+    def mount_memory(self):
         # One that only its owner can pass is none for a server of another user.
-        return subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={self.size},mode=711", "chaos", self.place],
-                              capture_output=True, check=False).returncode == 0
+        refusal = refusal_of("mount", "-t", "tmpfs", "-o", f"size={self.size},mode=711", "chaos", self.place)
+        if not refusal and self.attributes and not has_attributes(self.place):
+            self.unmount()
+            return "file systems in memory have no attributes here"
+        return refusal
+
+    def mount_image(self):
+        with open(self.image, "wb") as file:
+            file.truncate(self.size)
+        refusal = (refusal_of("mkfs.ext4", "-q", "-F", "-m", "0", self.image) or
+                   refusal_of("mount", "-t", "ext4", "-o", "loop", self.image, self.place))
+        if refusal:
+            os.unlink(self.image)
+            return refusal
+        os.chmod(self.place, 0o711)
+        os.rmdir(f"{self.place}/lost+found")
+        return ""
 
     def unmount(self):
-        subprocess.run(["umount", "--lazy", self.place], capture_output=True, check=False)
+        refusal_of("umount", "--lazy", self.place)
+        if os.path.exists(self.image):
+            os.unlink(self.image)
 
 
 class Fill(Fault):
@@ -79,11 +123,16 @@ class Fill(Fault):
 
     def begin(self):
         with open(self.disk.ballast, "wb") as file:
-            room = os.statvfs(self.disk.place)
-            try:
-                os.posix_fallocate(file.fileno(), 0, max(room.f_bavail * room.f_frsize, 1))
-            except OSError:
-                pass  # others have taken some of it meanwhile, which fills it as well
+            size = 0
+            # Others take some of it meanwhile, and a file system some for its own lists.
+            for _ in range(TRIES):
+                room = os.statvfs(self.disk.place)
+                more = room.f_bavail * room.f_frsize
+                if more == 0:
+                    break
+                with contextlib.suppress(OSError):
+                    os.posix_fallocate(file.fileno(), size, more)
+                size = os.fstat(file.fileno()).st_size
 
     def mend(self):
         os.unlink(self.disk.ballast)
@@ -92,7 +141,7 @@ class Fill(Fault):
 def disks_of(cluster):
     """Disks for the members that keep something, in the order in which they are mounted."""
     return {"postgresql": Disk(f"{cluster.folder}/postgresql", 256 * MIB),
-            "store-object": Disk(f"{cluster.folder}/store/devices", 512 * MIB),
+            "store-object": Disk(f"{cluster.folder}/store/devices", 512 * MIB, attributes=True),
             "kinloomd-1": Disk(f"{cluster.folder}/kinloomd-1", 48 * MIB)}
 
 

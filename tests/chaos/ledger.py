@@ -11,7 +11,7 @@ class Violated(Exception):
 
 class Upload:
     def __init__(self, device, data):
-        self.device = device
+        self.device = device  # of a client, which may delete it; None where only who has made it does
         self.digest = hashlib.sha256(data).hexdigest()
         self.size = len(data)
         self.content = None   # its number, once it was acknowledged or seen

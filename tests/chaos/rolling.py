@@ -37,7 +37,7 @@ def uploads(cluster, name):
         connection.close()
 
 
-def drill(cluster, devices, group, ledger, auditor):
+def drill(cluster, devices, group, ledger, auditor, prover):
     clients = [Client(f"client {i}", devices[i % len(devices)], group, ledger, f"rolling/{i}", patient=False) for i in range(4)]
 
     def await_more():
@@ -60,5 +60,6 @@ def drill(cluster, devices, group, ledger, auditor):
     for client in clients:
         client.join()
         require(not client.violation, client.violation)
+    prover.prove()
     auditor.audit(everything=True)
     print(f"drill: all services were restarted within {time.monotonic() - begin:.1f} s, and nobody noticed", flush=True)

@@ -19,14 +19,19 @@ import rolling  # noqa: E402
 from clients import Client  # noqa: E402
 from cluster import Cluster, Failed  # noqa: E402
 from drills import Drills  # noqa: E402
+from ending import exit_when_ended  # noqa: E402
 from faults import disks_of, possible  # noqa: E402
 from ledger import Auditor, Ledger, Violated, require  # noqa: E402
+from proof import Prover, require_growth  # noqa: E402
 from wire import Device  # noqa: E402
 
 CLIENTS = 4
 LASTS = (2.0, 4.0)    # seconds, a round's failures
 FAULTS = (2, 5)       # of a round
 FAULT_LASTS = (0, 2)  # seconds
+LATE = 5              # seconds for which a store may still keep what it was sent
+UNRECORDED = "without record"
+COUNTS = ("people ", "in the trash ")  # lines of `kinloomd check` that begin so tell what there is
 
 
 def plan(source, faults):
@@ -44,6 +49,11 @@ def plan(source, faults):
     return sorted(steps, key=lambda step: step[0])
 
 
+def problems_in(text):
+    """What `kinloomd check` has found, a line each, without its counts and the sum at its end."""
+    return [line for line in text.splitlines() if not line.startswith(COUNTS) and not line.endswith(" problems")]
+
+
 class Chaos:
     def __init__(self, arguments, cluster):
         self.arguments = arguments
@@ -53,19 +63,23 @@ class Chaos:
 
     def mount_disks(self):
         for name, disk in disks_of(self.cluster).items():
-            if disk.mount():
+            refusal = disk.mount()
+            if refusal:
+                print(f"the disk of {name} is not filled: {refusal}", flush=True)
+            else:
                 self.disks[name] = disk
-        if not self.disks:
-            print("disks are not filled: this user may mount none")
 
     def start(self):
         self.cluster.start()
         port = self.cluster.ports["balancer"]
-        self.devices = [Device(port, self.administer("device", "add", "--person", person)) for person in ("Anna", "Ben")]
+        self.devices = [Device(port, self.administer("device", "add", "--person", person), address)
+                        for person, address in (("Anna", "127.0.0.2"), ("Ben", "127.0.0.3"))]
         reply = self.devices[0].post("me/group.create", group_name="Family")
         self.group = reply.field("groupId")
         self.administer("member", "add", self.group, "Ben")
         self.auditor = Auditor(self.ledger, self.devices[0], self.group)
+        self.prover = Prover({service.name: self.cluster.ports[service.name] for service in self.cluster.services}, self.devices[0],
+                             self.group, self.ledger)
 
     def stop(self):
         self.cluster.stop()
@@ -85,6 +99,7 @@ class Chaos:
                           f"{self.arguments.seed}/{number}/{i}") for i in range(CLIENTS)]
         lasts = source.uniform(*LASTS)
         print(f"round {number}: " + ", ".join(f"{word} at {at:.1f}" for at, word, _ in steps), flush=True)
+        before = self.ledger.counts()
         begin = time.monotonic()
         for client in clients:
             client.start()
@@ -98,6 +113,8 @@ class Chaos:
         for client in clients:
             client.join()
             require(not client.violation, client.violation)
+        require_growth(before, self.ledger.counts())
+        self.prover.prove()
         used = time.monotonic() - begin
         self.auditor.audit(everything=False)
         self.check_at_rest()
@@ -109,26 +126,26 @@ class Chaos:
         """Both ways, with no service running: no record without medium, and, collected, no medium without record."""
         with concurrent.futures.ThreadPoolExecutor() as pool:
             list(pool.map(lambda service: service.end(), self.cluster.services))
-        status, text = 0, ""
         # What a service that was killed had sent, a store may keep a moment later.
-        for _ in range(3):
+        end = time.monotonic() + LATE
+        while True:
             self.administer("collect", "--older-than", "0")
             status, text = self.cluster.administer("check")
-            if status == 0 or any("without record" not in line for line in text.splitlines()[1:-1]):
+            if status == 0 or time.monotonic() > end or not all(UNRECORDED in line for line in problems_in(text)):
                 break
         require(status == 0, f"kinloomd check: {text}")
         self.cluster.begin_all()
 
     def run_in_turn(self):
         self.start()
-        rolling.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor)
-        failover.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor)
+        rolling.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor, self.prover)
+        failover.drill(self.cluster, self.devices, self.group, self.ledger, self.auditor, self.prover)
 
     def run(self):
         self.mount_disks()
         self.start()
         if self.arguments.drills:
-            Drills(self.cluster, self.devices[0], self.group, self.ledger).run()
+            Drills(self.cluster, self.devices[0], self.group, self.ledger, self.prover).run()
         for number in range(self.arguments.first, self.arguments.first + self.arguments.rounds):
             self.round(number)
         self.auditor.audit(everything=True)
@@ -142,6 +159,7 @@ def main():
     parser.add_argument("--seed", type=int, default=random.randrange(1_000_000))
     parser.add_argument("--kinloomd", required=True)
     arguments = parser.parse_args()
+    exit_when_ended()
     if arguments.drills:
         attempt(arguments, lambda folder: failover.ClusterWithStandby(folder, arguments.kinloomd), Chaos.run_in_turn)
     attempt(arguments, lambda folder: Cluster(folder, arguments.kinloomd, lines=True), Chaos.run)

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A device of the service, as far as the crash test needs one: with a signer and a reader of its own."""
 
+import copy
 import hashlib
 import hmac
 import http.client
@@ -40,10 +41,18 @@ class Reply:
 class Device:
     """One that kinloomd has printed the section of."""
 
-    def __init__(self, port, section):
-        self.port = port
+    def __init__(self, port, section, address):
+        """address: where it asks from. Two devices have two: at one, the second gets ports that the first has had a moment before, and of
+        a comment that comes without a signature nobody can tell then whose it is."""
+        self.port, self.address = port, address
         self.app_id, self.token, self.duid = (re.search(rf'^{name} = "(.*)"$', section, re.MULTILINE).group(1)
                                               for name in ("app_id", "AuthToken", "duid"))
+
+    def at(self, port):
+        """The same device, asking somebody else."""
+        other = copy.copy(self)
+        other.port = port
+        return other
 
     def authorization(self):
         signature = hmac.new(self.app_id.encode(), self.token.encode() + b"\0", hashlib.sha1).hexdigest()
@@ -56,7 +65,7 @@ class Device:
 
     def ask_in_turn(self, requests):
         """Asks one after the other on a connection, until one is not answered well. Returns the last reply."""
-        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE, source_address=(self.address, 0))
         try:
             for method, target, body, headers in requests:
                 connection.request(method, target, body or None, headers)

@@ -16,6 +16,7 @@ Everything listens on this computer alone. Needs the packages that scripts/setup
 PostgreSQL and the store run as the users postgres and swift, who must be able to reach the folder.
 """
 
+import contextlib
 import glob
 import http.client
 import json
@@ -109,6 +110,10 @@ def stat_of(number):
         return None
 
 
+def has_ended(number):
+    return (stat_of(number) or "Z")[0] in "ZX"
+
+
 def with_descendants(number):
     """A process and all that come from it, itself first."""
     children = {}
@@ -123,6 +128,15 @@ def with_descendants(number):
     return found
 
 
+def arguments_of(number):
+    """The command line of a process; nothing when there is none."""
+    try:
+        with open(f"/proc/{number}/cmdline", "rb") as file:
+            return file.read().decode(errors="replace").split("\0")
+    except OSError:
+        return []
+
+
 class Member:
     """A program of the cluster: itself and its processes. What it says is in run/NAME.log."""
 
@@ -134,6 +148,10 @@ class Member:
         self.pid_file = f"{cluster.folder}/run/{name}.pid"
         self.process = None
 
+    def marks(self):
+        """Arguments by which its first process is known, all of them together: its number may be another program's by now."""
+        return {f"{self.cluster.folder}/{self.name}"}
+
     def pid(self):
         """Of its first process; 0 when it does not run."""
         try:
@@ -142,8 +160,12 @@ class Member:
             return 0
         if self.process and self.process.pid == number:
             self.process.poll()
-        stat = stat_of(number)
-        return number if stat and stat[0] not in "ZX" else 0
+        return number if not has_ended(number) and self.marks().issubset(arguments_of(number)) else 0
+
+    def forget(self):
+        """Once it has ended."""
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(self.pid_file)
 
     def spawn(self, command, user=None, environment=None):
         def become():
@@ -174,15 +196,17 @@ class Member:
                 os.kill(each, signal.SIGKILL)
             except ProcessLookupError:
                 pass
-        wait_until(lambda: self.pid() == 0 and not any((stat_of(each) or "Z")[0] not in "ZX" for each in everything),
-                   f"{self.name} ends")
+        wait_until(lambda: self.pid() == 0 and all(has_ended(each) for each in everything), f"{self.name} ends")
+        self.forget()
 
     def end(self):
         """Ends it in order."""
         pid = self.pid()
         if pid:
             os.kill(pid, self.ENDING)
-            wait_until(lambda: self.pid() == 0, f"{self.name} ends")
+            # One that ends has no arguments any more before it lets go of its files.
+            wait_until(lambda: self.pid() == 0 and has_ended(pid), f"{self.name} ends")
+        self.forget()
 
     def hold(self):
         """It does nothing more until it goes on."""
@@ -190,7 +214,6 @@ class Member:
 
     def go_on(self):
         self.send(signal.SIGCONT)
-
 
     def begin(self):
         """Begins it, unless it runs."""
@@ -256,7 +279,11 @@ class StoreServer(Member):
 
     def __init__(self, cluster, name):
         super().__init__(cluster, f"store-{name}")
+        self.server = name
         self.pid_file = f"{cluster.folder}/store/run/{name}.pid"
+
+    def marks(self):
+        return {f"{self.cluster.folder}/store", self.server}
 
     def begin(self):
         if not self.pid():
@@ -293,12 +320,17 @@ class Service(Member):
 
 
 class Balancer(Member):
+    def path(self):
+        return f"{self.cluster.folder}/{self.name}.cfg"
+
+    def marks(self):
+        return {self.path()}
+
     def begin(self):
         if self.pid():
             return
-        path = f"{self.cluster.folder}/{self.name}.cfg"
-        write(path, self.configuration())
-        self.spawn(["/usr/sbin/haproxy", "-db", "-f", path])
+        write(self.path(), self.configuration())
+        self.spawn(["/usr/sbin/haproxy", "-db", "-f", self.path()])
 
     def configuration(self):
         raise NotImplementedError

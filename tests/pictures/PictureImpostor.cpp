@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-/// \file A picture process that a picture has taken over: it says what such a process says, and does what KINLOOM_IMPOSTOR names.
+/// \file A picture process that a picture has taken over: it says what such a process says, and does what the first picture's bytes
+/// name.
 #include "pictures/Confinement.h"
 #include "pictures/PictureOrder.h"
 
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -23,14 +25,19 @@ void say(PictureAnswer what)
         std::exit(1);
 }
 
-void write(int file)
+void write(int file, std::string_view text = "x")
 {
-    if (::write(file, "x", 1) != 1)
+    if (::write(file, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
         std::exit(1);
 }
 
-/// Waits for an order. \return the first of the files to be written.
-int receiveOutput()
+struct Files {
+    int picture = -1;
+    int output = -1; ///< the first of those to be written
+};
+
+/// Waits for an order.
+Files receiveFiles()
 {
     PictureOrder order;
     iovec bytes = {&order, sizeof order};
@@ -42,9 +49,16 @@ int receiveOutput()
     message.msg_controllen = control.size();
     if (::recvmsg(PICTURE_SOCKET, &message, 0) != sizeof order)
         std::exit(0);
-    std::array<int, 2> files{};
-    std::memcpy(files.data(), CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof files);
-    return files[1];
+    Files files;
+    std::memcpy(&files, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof files);
+    return files;
+}
+
+std::string textOf(int file)
+{
+    std::array<char, 64> text{};
+    const ssize_t size = ::pread(file, text.data(), text.size(), 0);
+    return {text.data(), static_cast<std::size_t>(size < 0 ? 0 : size)};
 }
 
 [[noreturn]] void stay()
@@ -54,30 +68,37 @@ int receiveOutput()
 }
 
 /// Writes, and answers each order once for itself and once for the next.
-void answerAhead()
+void answerAhead(int output)
 {
     for (;;) {
-        const int output = receiveOutput();
         write(output);
         say(PictureAnswer::DONE);
         say(PictureAnswer::DONE);
         write(output);
+        output = receiveFiles().output;
     }
 }
 
-void makeThreads()
+/// Writes down all that it was told of its surroundings, a line each.
+void tellEnvironment(int output)
 {
-    receiveOutput();
+    for (char** each = environ; *each != nullptr; ++each)
+        write(output, std::string(*each) + "\n");
+    say(PictureAnswer::DONE);
+    stay();
+}
+
+void makeThreads(int /*output*/)
+{
     std::vector<std::thread> threads;
     for (unsigned i = 0; i <= PICTURE_THREADS; ++i)
         threads.emplace_back(&stay);
     stay();
 }
 
-void takeMemory()
+void takeMemory(int /*output*/)
 {
     constexpr std::size_t SIZE = PICTURE_MEMORY + (std::size_t{16} << 20);
-    receiveOutput();
     void* const memory = ::mmap(nullptr, SIZE, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED)
         std::exit(1);
@@ -85,18 +106,28 @@ void takeMemory()
     stay();
 }
 
+struct Manner {
+    std::string_view name;
+    void (*run)(int output);
+};
+
+constexpr Manner MANNERS[] = {
+    {"ahead", &answerAhead},
+    {"environment", &tellEnvironment},
+    {"threads", &makeThreads},
+    {"memory", &takeMemory},
+};
+
 } // namespace
 
 int main()
 {
-    const char* const manner = std::getenv("KINLOOM_IMPOSTOR");
-    const std::string_view chosen = manner == nullptr ? "" : manner;
     say(PictureAnswer::READY);
-    if (chosen == "ahead")
-        answerAhead();
-    else if (chosen == "threads")
-        makeThreads();
-    else if (chosen == "memory")
-        takeMemory();
+    const Files files = receiveFiles();
+    const std::string chosen = textOf(files.picture);
+    for (const Manner& manner : MANNERS) {
+        if (manner.name == chosen)
+            manner.run(files.output);
+    }
     return 1;
 }

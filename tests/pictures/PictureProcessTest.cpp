@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -61,12 +62,14 @@ protected:
         return process.run(BOXES, {picture.file.get(), picture.whose}, outputs, {std::int64_t{1} << 28, time, m_giveUp});
     }
 
-    Seen thumbnail(std::size_t size) const
+    static std::string bytesOf(const UniqueFd& file)
     {
-        std::string bytes(static_cast<std::size_t>(sizeOf(m_outputs.at(size).get(), "picture")), '\0');
-        EXPECT_EQ(::pread(m_outputs[size].get(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-        return lookAt(bytes).value_or(Seen());
+        std::string bytes(static_cast<std::size_t>(sizeOf(file.get(), "picture")), '\0');
+        EXPECT_EQ(::pread(file.get(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+        return bytes;
     }
+
+    Seen thumbnail(std::size_t size) const { return lookAt(bytesOf(m_outputs.at(size))).value_or(Seen()); }
 
     std::function<bool()> m_giveUp;
     PictureProcess m_process{PICTURE_PROGRAM};
@@ -155,42 +158,78 @@ TEST_F(PictureProcesses, DecodeThePicturesOfOnePersonEach)
     EXPECT_EQ(thumbnail(0).width, lookAt(smallPicture().bytes)->width);
 }
 
-/// Picture processes that were taken over by a picture.
+/// Picture processes that were taken over by a picture, whose bytes say what they do.
 class Impostors : public PictureProcesses {
 protected:
-    ~Impostors() override { ::unsetenv(MANNER); }
+    PictureOutcome makeWithImpostor(const char* manner, milliseconds time = PictureProcess::PATIENCE)
+    {
+        return makeWith(m_impostor, {fileOf(manner), 1}, time);
+    }
 
-    static void choose(const char* manner) { ::setenv(MANNER, manner, 1); }
-    static constexpr const char* MANNER = "KINLOOM_IMPOSTOR";
+    PictureProcess m_impostor{PICTURE_IMPOSTOR};
 };
 
 TEST_F(Impostors, ThatAnswerAheadAreNotGivenTheNextPicture)
 {
-    choose("ahead");
-    PictureProcess impostor(PICTURE_IMPOSTOR);
-    ASSERT_EQ(makeWith(impostor, {fileOf("x"), 1}), PictureOutcome::DONE);
-    const pid_t pid = impostor.pid();
+    ASSERT_EQ(makeWithImpostor("ahead"), PictureOutcome::DONE);
+    const pid_t pid = m_impostor.pid();
     // It writes once more when it has given the answer to a picture that it has not seen.
     ASSERT_TRUE(test::comesTrue([&] { return sizeOf(m_outputs[0].get(), "picture") == 2; }));
-    EXPECT_EQ(makeWith(impostor, {fileOf("x"), 1}), PictureOutcome::DONE);
-    EXPECT_NE(impostor.pid(), pid);
+    EXPECT_EQ(makeWithImpostor("ahead"), PictureOutcome::DONE);
+    EXPECT_NE(m_impostor.pid(), pid);
     EXPECT_NE(sizeOf(m_outputs[0].get(), "picture"), 0);
 }
 
 TEST_F(Impostors, ThatHaveManyThreadsAreEnded)
 {
-    choose("threads");
-    PictureProcess impostor(PICTURE_IMPOSTOR);
-    EXPECT_EQ(makeWith(impostor, {fileOf("x"), 1}, milliseconds(2000)), PictureOutcome::UNDECODABLE);
+    EXPECT_EQ(makeWithImpostor("threads", milliseconds(2000)), PictureOutcome::UNDECODABLE);
 }
 
 TEST_F(Impostors, ThatShareMuchMemoryAreEnded)
 {
     if (SANITIZED)
         GTEST_SKIP() << "a sanitizer needs more";
-    choose("memory");
+    EXPECT_EQ(makeWithImpostor("memory", milliseconds(5000)), PictureOutcome::UNDECODABLE);
+}
+
+/// A variable of this process, for as long as it is in sight.
+class Variable {
+public:
+    Variable(const char* name, const char* value) : m_name(name)
+    {
+        if (const char* const before = std::getenv(name))
+            m_before = before;
+        ::setenv(name, value, 1);
+    }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+    ~Variable()
+    {
+        if (m_before)
+            ::setenv(m_name, m_before->c_str(), 1);
+        else
+            ::unsetenv(m_name);
+    }
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_before;
+};
+
+TEST_F(Impostors, AreToldNothingOfTheEnvironmentThatDecodingDoesNotNeed)
+{
+    const Variable password("PGPASSWORD", "secret");
+    const Variable key("AWS_SECRET_ACCESS_KEY", "secret");
+    const Variable unknown("OF_SOMETHING_ELSE", "secret");
+    const Variable alike("MY_TZ", "secret");
+    const Variable zone("TZ", "Asia/Seoul");
+    const Variable language("LC_ALL", "C.UTF-8");
     PictureProcess impostor(PICTURE_IMPOSTOR);
-    EXPECT_EQ(makeWith(impostor, {fileOf("x"), 1}, milliseconds(5000)), PictureOutcome::UNDECODABLE);
+    ASSERT_EQ(makeWith(impostor, {fileOf("environment"), 1}), PictureOutcome::DONE);
+    const std::string told = bytesOf(m_outputs[0]);
+    EXPECT_EQ(told.find("secret"), std::string::npos) << told;
+    EXPECT_NE(told.find("TZ=Asia/Seoul\n"), std::string::npos) << told;
+    EXPECT_NE(told.find("LC_ALL=C.UTF-8\n"), std::string::npos) << told;
 }
 
 TEST_F(PictureProcesses, ThatCannotBeStartedAreNoFaultOfThePicture)
