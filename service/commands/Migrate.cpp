@@ -71,13 +71,14 @@ FolderLock lockTarget(const DataFolder& target, const DataFolder& source)
     return lock;
 }
 
-/// A service would go on to put media where they were.
-void requireNotServed(const DataFolder& folder)
+/// A service would go on to put media where they were. Those that use other folders are refused by the records from then on.
+FolderLock lockUnserved(const DataFolder& folder)
 {
     FolderLock lock;
     if (!FolderLock::tryExclusive(folder.serveLock(), lock))
-        throw std::runtime_error("all media are there. End the service that uses " + folder.path() +
-                                 ", so that it begins anew with them");
+        throw std::runtime_error("all media are there. End the services of these records, that of " + folder.path() +
+                                 " among them, so that they begin anew with them");
+    return lock;
 }
 
 } // namespace
@@ -212,8 +213,8 @@ void Move::finish()
 {
     if (m_finished)
         return;
-    if (!movesRecords())
-        requireNotServed(m_source);
+    // No service begins on the folder until the records tell where the media are.
+    const FolderLock unserved = movesRecords() ? FolderLock() : lockUnserved(m_source);
     if (movesRecords() && m_mark.state == MoveState::LEAVING) {
         m_mark.state = MoveState::GONE;
         mark(m_from, m_mark.state, m_targetName);

@@ -35,11 +35,18 @@ void askDatabase(Service& service)
     findPerson(connection, 0);
 }
 
-/// What a service that is well cannot do all the same.
-std::string limitsOf(Service& service)
+/// Of a service for which everything answers: what it cannot do all the same. One whose media were moved lacks those that are new.
+Reply stateReply(Service& service)
 {
-    const auto connection = service.database().read();
-    return findMoveMark(connection).state == MoveState::NONE ? "" : "nothing can be changed: the records are moved\n";
+    try {
+        requireChangeable(service.database().read());
+        return textReply(200, "well\n");
+    } catch (const DatabaseReadOnly& error) {
+        if (error.cause() != ReadOnlyCause::MEDIA_MOVED)
+            return textReply(200, "well\nnothing can be changed: the records are moved\n");
+        writeLog(Priority::FAILURE, std::string("unhealthy: ") + error.what());
+        return textReply(503, "the media were moved: this service must be begun anew\n");
+    }
 }
 
 /// Writes where uploads are written.
@@ -73,7 +80,7 @@ Reply healthReply(Service& service, const httpd::Counters&)
             failed += std::string("the ") + probe.name + " does not answer\n";
         }
     }
-    return failed.empty() ? textReply(200, "well\n" + limitsOf(service)) : textReply(503, failed);
+    return failed.empty() ? stateReply(service) : textReply(503, failed);
 }
 
 Reply metricsReply(Service& service, const httpd::Counters& server)

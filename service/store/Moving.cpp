@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "store/Moving.h"
 
-#include "store/Connection.h"
 #include "store/People.h"
 
 #include <algorithm>
@@ -45,6 +44,13 @@ MoveMark parseMoveMark(const std::string& text)
 
 std::string sentenceOfMove(const MoveMark& mark) { return moveEntry(mark.state).sentence + mark.place; }
 
+/// The value of a setting among some; empty when it is not there.
+std::string valueIn(const TextRows& settings, const char* name)
+{
+    const auto row = std::find_if(settings.begin(), settings.end(), [name](const auto& each) { return each.front() == name; });
+    return row == settings.end() ? std::string() : row->back();
+}
+
 } // namespace
 
 MoveMark findMoveMark(DatabaseConnection& connection)
@@ -62,17 +68,24 @@ void setMoveMark(DatabaseConnection& connection, const MoveMark& mark)
                       std::string(moveEntry(mark.state).word) + " " + mark.move + " " + mark.service + " " + mark.place);
 }
 
-void throwMoving(const std::string& text)
+void requireChangeable(const TextRows& marks, const std::string* mediaNumber)
 {
-    const MoveMark mark = parseMoveMark(text);
-    throw DatabaseReadOnly(sentenceOfMove(mark), mark.state == MoveState::GONE);
+    if (const std::string text = valueIn(marks, MOVE_SETTING); !text.empty()) {
+        const MoveMark mark = parseMoveMark(text);
+        throw DatabaseReadOnly(sentenceOfMove(mark), mark.state == MoveState::GONE ? ReadOnlyCause::MOVED : ReadOnlyCause::MOVING);
+    }
+    if (mediaNumber == nullptr || valueIn(marks, MEDIA_NUMBER_SETTING) == *mediaNumber)
+        return;
+    const std::string media = valueIn(marks, MEDIA_SETTING);
+    throw DatabaseReadOnly(
+        "these records, or their media, were moved since this program began, so that it can change nothing: begin it anew " +
+            (media.empty() ? "without --media, on the folder that they are in" : "with --media " + media),
+        ReadOnlyCause::MEDIA_MOVED);
 }
 
-void requireUnmarked(DatabaseConnection& connection)
+void requireChangeable(DatabaseConnection& connection)
 {
-    const std::string text = findSetting(connection, MOVE_SETTING);
-    if (!text.empty())
-        throwMoving(text);
+    requireChangeable(connection.execute(CHANGE_MARKS_QUERY), connection.mediaNumber());
 }
 
 void requireServable(DatabaseConnection& connection)

@@ -4,11 +4,11 @@
 #ifndef KINLOOMD_STORE_MOVING_H
 #define KINLOOMD_STORE_MOVING_H
 
+#include "store/Connection.h"
+
 #include <string>
 
 namespace kinloomd {
-
-class DatabaseConnection;
 
 enum class MoveState {
     NONE,     ///< the records are nobody's but their service's
@@ -25,23 +25,30 @@ struct MoveMark {
     std::string place;   ///< the other end, as a person knows it
 };
 
-/// Gives the text of a mark, or no row.
-inline constexpr const char* MOVE_MARK_QUERY = "SELECT value FROM setting WHERE name = 'moving'";
-/// The setting in which it stands.
+/// Gives the names and values of the settings that decide whether records can be changed: those of a move, and of where their media
+/// are.
+inline constexpr const char* CHANGE_MARKS_QUERY =
+    "SELECT name, value FROM setting WHERE name IN ('moving', 'media_number', 'media')";
+/// The setting in which a mark stands.
 inline constexpr const char* MOVE_SETTING = "moving";
 /// The setting of records that have arrived: by which move.
 inline constexpr const char* MOVED_FROM_SETTING = "moved_from";
+/// The setting that is another one whenever media have come to another place, which may have the same name as the one before.
+/// Without it they are where they were first.
+inline constexpr const char* MEDIA_NUMBER_SETTING = "media_number";
+/// The setting that names the bucket of media; empty for the data folder.
+inline constexpr const char* MEDIA_SETTING = "media";
 
 MoveMark findMoveMark(DatabaseConnection& connection);
 /// Sets a mark, or takes it away when its state is NONE. In a transaction that is ALONE: then no change goes on that has not seen
 /// what was before.
 void setMoveMark(DatabaseConnection& connection, const MoveMark& mark);
 
-/// Throws the DatabaseReadOnly of a mark. \param text as MOVE_MARK_QUERY gives it
-[[noreturn]] void throwMoving(const std::string& text);
-
-/// Throws DatabaseReadOnly while records are moved, for those who change what belongs to them.
-void requireUnmarked(DatabaseConnection& connection);
+/// Throws DatabaseReadOnly when nothing can be changed. \param marks as CHANGE_MARKS_QUERY gives them \param mediaNumber the place
+/// of media that a change is for; nullptr for any
+void requireChangeable(const TextRows& marks, const std::string* mediaNumber);
+/// The same for those who change what belongs to the records.
+void requireChangeable(DatabaseConnection& connection);
 
 /// Throws std::runtime_error for records that a service must not begin on, since another place has them, or will have.
 void requireServable(DatabaseConnection& connection);

@@ -20,8 +20,8 @@ constexpr int REMOVED_AT_ONCE = 2000;
 
 constexpr const char* SETTINGS = "setting";
 /// Settings of the place, which a service has others of elsewhere.
-constexpr std::array<std::string_view, 8> OF_THE_PLACE = {
-    MOVE_SETTING,   MOVED_FROM_SETTING,  "media",          "media_endpoint",
+constexpr std::array<std::string_view, 9> OF_THE_PLACE = {
+    MOVE_SETTING,   MOVED_FROM_SETTING,  MEDIA_SETTING,    MEDIA_NUMBER_SETTING, "media_endpoint",
     "media_region", "media_credentials", "signers_in_use", "schema_least",
 };
 

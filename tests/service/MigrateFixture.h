@@ -116,6 +116,13 @@ protected:
     }
     static void noStep(const char*, std::int64_t) {}
 
+    /// What a program on another computer would not see.
+    static void forgetLocks(const std::string& folder)
+    {
+        for (const char* lock : {"/serve.lock", "/migrate.lock"})
+            std::filesystem::remove(folder + lock);
+    }
+
     /// Which attempt brought the original of a content.
     std::int64_t attemptOf(const std::string& content) const
     {

@@ -154,7 +154,7 @@ struct Values {
 
 std::string nameOnServer(Sql sql) { return "kinloomd_" + std::to_string(static_cast<std::size_t>(sql)); }
 
-/// The statements that a transaction begins with, in one go. Each change has read the table in which the mark of a move stands, and
+/// The statements that a transaction begins with, in one go. Each change has read the table in which the marks of moves stand, and
 /// so holds a lock on the table, which keeps out nobody but those who want the table alone: these have waited for all changes.
 std::string beginningOf(DatabaseConnection::Purpose purpose)
 {
@@ -163,7 +163,7 @@ std::string beginningOf(DatabaseConnection::Purpose purpose)
     case DatabaseConnection::Purpose::READ:
         return "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY";
     case DatabaseConnection::Purpose::WRITE:
-        return change + "; " + MOVE_MARK_QUERY;
+        return change + "; " + CHANGE_MARKS_QUERY;
     case DatabaseConnection::Purpose::MOVE:
         return change;
     case DatabaseConnection::Purpose::ALONE:
@@ -307,9 +307,9 @@ void PostgresqlConnection::begin(Purpose purpose)
     m_inTransaction = true;
     m_transactionEnds = Clock::now() + (alone ? milliseconds(LONGEST_CHANGE) : TRANSACTION_TIME);
     try {
-        const TextRows mark = execute(beginningOf(purpose));
-        if (purpose == Purpose::WRITE && !mark.empty())
-            throwMoving(mark.front().front());
+        const TextRows marks = execute(beginningOf(purpose));
+        if (purpose == Purpose::WRITE)
+            requireChangeable(marks, mediaNumber());
     } catch (...) {
         rollback();
         throw;
