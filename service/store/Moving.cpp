@@ -7,6 +7,7 @@
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <tuple>
 
 namespace kinloomd {
 
@@ -27,13 +28,13 @@ const auto& moveEntry(MoveState state)
     return *std::find_if(std::begin(MOVE_STATES), std::end(MOVE_STATES), [&](const auto& entry) { return entry.state == state; });
 }
 
-/// "STATE MOVE SERVICE PLACE"
+/// "STATE MOVE MOVER SERVICE PLACE"
 MoveMark parseMoveMark(const std::string& text)
 {
     std::istringstream words(text);
     std::string state;
     MoveMark mark;
-    words >> state >> mark.move >> mark.service >> std::ws;
+    words >> state >> mark.move >> mark.mover >> mark.service >> std::ws;
     std::getline(words, mark.place);
     const auto* const entry =
         std::find_if(std::begin(MOVE_STATES), std::end(MOVE_STATES), [&](const auto& each) { return each.word == state; });
@@ -53,6 +54,11 @@ std::string valueIn(const TextRows& settings, const char* name)
 
 } // namespace
 
+bool operator==(const MoveMark& a, const MoveMark& b)
+{
+    return std::tie(a.state, a.move, a.mover, a.service, a.place) == std::tie(b.state, b.move, b.mover, b.service, b.place);
+}
+
 MoveMark findMoveMark(DatabaseConnection& connection)
 {
     const std::string text = findSetting(connection, MOVE_SETTING);
@@ -65,7 +71,14 @@ void setMoveMark(DatabaseConnection& connection, const MoveMark& mark)
         Query(connection, Sql::SETTING_REMOVE).bind(MOVE_SETTING).run();
     else
         changeSetting(connection, MOVE_SETTING,
-                      std::string(moveEntry(mark.state).word) + " " + mark.move + " " + mark.service + " " + mark.place);
+                      std::string(moveEntry(mark.state).word) + " " + mark.move + " " + mark.mover + " " + mark.service + " " +
+                          mark.place);
+}
+
+void requireMoveMark(DatabaseConnection& connection, const MoveMark& mark)
+{
+    if (!(findMoveMark(connection) == mark))
+        throw std::runtime_error("another kinloomd has gone on with this move, or given it up, in the meantime");
 }
 
 void requireChangeable(const TextRows& marks, const std::string* mediaNumber)

@@ -17,6 +17,127 @@ namespace fs = std::filesystem;
 using namespace kinloomd_test;
 using ::testing::HasSubstr;
 
+TEST_F(Migrate, IsNotGivenUpByTheSecondTryEither)
+{
+    ASSERT_EQ(migrate(m_data, m_target).exitCode, 0);
+    m_process.reset();
+    addPersonTo(m_target, "Dora");
+    markAgain();
+    const CommandResult refused = cancel(m_data, m_target);
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_THAT(refused.err, HasSubstr("has gone on by itself"));
+    EXPECT_EQ(markOf(m_data).state, kinloomd::MoveState::GONE);
+    EXPECT_EQ(markOf(m_target).state, kinloomd::MoveState::NONE) << "the target goes on";
+    addPersonTo(m_target, "Emil");
+}
+
+TEST_F(Migrate, IsGivenUpByTheSecondTryWhereTheTargetIsAsItCame)
+{
+    ASSERT_EQ(migrate(m_data, m_target).exitCode, 0);
+    markAgain();
+    const CommandResult given = cancel(m_data, m_target);
+    EXPECT_EQ(given.exitCode, 0) << given.err;
+    EXPECT_NE(anna().commentId(m_photos.front(), "still here"), "");
+    EXPECT_EQ(markOf(m_target).state, kinloomd::MoveState::ARRIVING) << "nobody goes on there";
+}
+
+TEST_F(Migrate, LeavesTheTargetFreeWhenGivingUpFails)
+{
+    ASSERT_EQ(migrate(m_data, m_target).exitCode, 0);
+    for (const bool killedBefore : {false, true}) {
+        if (killedBefore)
+            markAgain();
+        std::atomic<int> steps = 0;
+        EXPECT_THROW(Move(placeOf(m_data), targetAt(m_target), throwingAt(3, steps)).cancel(), std::runtime_error);
+        EXPECT_EQ(markOf(m_data).state, kinloomd::MoveState::GONE);
+        EXPECT_EQ(markOf(m_target).state, kinloomd::MoveState::NONE);
+    }
+    addPersonTo(m_target, "Dora");
+}
+
+TEST_F(Migrate, FreesTheTargetAgainThatWasMarkedToGiveTheMoveUp)
+{
+    ASSERT_EQ(migrate(m_data, m_target).exitCode, 0);
+    markAgain();
+    EXPECT_EQ(migrate(m_data, m_target).exitCode, 0);
+    EXPECT_EQ(markOf(m_target).state, kinloomd::MoveState::NONE);
+    addPersonTo(m_target, "Dora");
+    markAgain();
+    const auto before = sumsOf(m_target);
+    const CommandResult late = migrate(m_data, m_target);
+    EXPECT_EQ(late.exitCode, 1);
+    EXPECT_THAT(late.err, HasSubstr("has gone on by itself"));
+    EXPECT_EQ(markOf(m_target).state, kinloomd::MoveState::NONE);
+    EXPECT_TRUE(sumsOf(m_target) == before) << "the numbers that it has given too";
+}
+
+TEST_F(Migrate, IsNotGoneOnWithByOneThatSleptMeanwhile)
+{
+    const std::string source = m_data;
+    m_process.reset();
+    // A state of before is there, which the mover removes first.
+    ASSERT_EQ(migrate(source, m_target).exitCode, 0);
+    ASSERT_EQ(cancel(source, m_target).exitCode, 0);
+    int whole = 0;
+    for (int last = 1; whole == 0; last += 1 + last / 2) {
+        std::atomic<int> steps = 0;
+        std::vector<kinloomd::TableSum> inUse;
+        const auto sleepAt = [&](const char*, std::int64_t) {
+            if (++steps != last)
+                return;
+            // Meanwhile another computer goes on with it, and the target is used.
+            forgetLocks(source);
+            forgetLocks(m_target);
+            Move(placeOf(source), targetAt(m_target), noStep).run();
+            addPersonTo(m_target, "Dora " + std::to_string(last));
+            inUse = sumsOf(m_target);
+        };
+        Move sleeper(placeOf(source), targetAt(m_target), sleepAt);
+        try {
+            sleeper.run();
+            whole = last;
+            EXPECT_TRUE(inUse.empty()) << "it was through before";
+        } catch (const std::runtime_error& error) {
+            EXPECT_FALSE(inUse.empty()) << error.what();
+            EXPECT_TRUE(sumsOf(m_target) == inUse) << last << " " << error.what();
+            EXPECT_EQ(markOf(m_target).state, kinloomd::MoveState::NONE);
+            EXPECT_EQ(markOf(source).state, kinloomd::MoveState::GONE);
+            // Back to where it was: the source is used, the target holds an older state.
+            ASSERT_EQ(migrate(m_target, source).exitCode, 0);
+        }
+    }
+    EXPECT_GT(whole, 30);
+}
+
+TEST_F(Migrate, IsNotEndedByOneThatSleptWhileItWasGivenUp)
+{
+    const std::string source = m_data;
+    m_process.reset();
+    int whole = 0;
+    for (int last = 1; whole == 0; last += 1 + last) {
+        const std::string target = m_target + std::to_string(last);
+        std::atomic<int> steps = 0;
+        const auto sleepAt = [&](const char*, std::int64_t) {
+            if (++steps != last)
+                return;
+            forgetLocks(source);
+            forgetLocks(target);
+            Move(placeOf(source), targetAt(target), noStep).cancel();
+            addPersonTo(source, "Dora " + std::to_string(last));
+        };
+        Move sleeper(placeOf(source), targetAt(target), sleepAt);
+        try {
+            sleeper.run();
+            whole = last;
+            EXPECT_LT(steps, last) << "it was through before";
+        } catch (const std::runtime_error& error) {
+            EXPECT_EQ(markOf(source).state, kinloomd::MoveState::NONE) << error.what();
+            EXPECT_EQ(markOf(target).state, kinloomd::MoveState::ARRIVING) << "never free";
+        }
+    }
+    EXPECT_GT(whole, 30);
+}
+
 /// A store whose list is behind its objects.
 class LateFolder : public kinloomd::FolderMedia {
 public:

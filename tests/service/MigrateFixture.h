@@ -5,6 +5,7 @@
 
 #include "commands/Migrate.h"
 #include "store/Contents.h"
+#include "store/People.h"
 
 #include "PageClient.h"
 #include "TestPictures.h"
@@ -122,7 +123,24 @@ protected:
         for (const char* lock : {"/serve.lock", "/migrate.lock"})
             std::filesystem::remove(folder + lock);
     }
-
+    static kinloomd::MoveMark markOf(const std::string& folder)
+    {
+        kinloomd::Database database(databaseOf(folder));
+        return kinloomd::findMoveMark(database.read());
+    }
+    /// The target of a move that was finished, as 'kinloomd migrate --cancel' leaves it when it is killed while it compares.
+    void markAgain()
+    {
+        kinloomd::MoveMark mark = markOf(m_data);
+        ASSERT_EQ(mark.state, kinloomd::MoveState::GONE);
+        ASSERT_EQ(markOf(m_target).state, kinloomd::MoveState::NONE);
+        mark.state = kinloomd::MoveState::ARRIVING;
+        mark.mover = "killed";
+        mark.place = m_data;
+        kinloomd::Database database(databaseOf(m_target));
+        database.change([&](kinloomd::DatabaseConnection& connection) { setMoveMark(connection, mark); },
+                        kinloomd::Database::Purpose::ALONE);
+    }
     /// Which attempt brought the original of a content.
     std::int64_t attemptOf(const std::string& content) const
     {
@@ -132,6 +150,20 @@ protected:
             std::find_if(names.begin(), names.end(), [&](const auto& each) { return std::to_string(each.content) == content; });
         return name == names.end() ? -1 : name->attempt;
     }
+    static void addPersonTo(const std::string& folder, const std::string& name)
+    {
+        kinloomd::Database database(databaseOf(folder));
+        database.change([&](kinloomd::DatabaseConnection& connection) { kinloomd::addPerson(connection, name, ""); });
+    }
+    static std::vector<kinloomd::TableSum> sumsOf(const std::string& folder)
+    {
+        kinloomd::Database database(databaseOf(folder));
+        std::vector<kinloomd::TableSum> sums;
+        for (const kinloomd::TableEntry& table : kinloomd::recordTables())
+            sums.push_back(sumOf(database, table, noStep));
+        return sums;
+    }
+
     std::string m_group;
     std::vector<std::string> m_photos;
     std::optional<PageClient> m_browser;

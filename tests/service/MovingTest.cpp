@@ -26,7 +26,7 @@ protected:
     {
         database.change(
             [&](DatabaseConnection& connection) {
-                setMoveMark(connection, {state, "1", "2", "a new place"});
+                setMoveMark(connection, {state, "1", "2", "3", "a new place"});
             },
             Database::Purpose::ALONE);
     }
@@ -56,7 +56,7 @@ TEST_F(Moving, LetsRecordsBeReadAndNotChanged)
         EXPECT_EQ(listPeople(m_database.read()).size(), 1U);
         const MoveMark found = findMoveMark(m_database.read());
         EXPECT_EQ(found.state, state);
-        EXPECT_EQ(found.move + found.service + found.place, "12a new place");
+        EXPECT_TRUE((found == MoveMark{state, "1", "2", "3", "a new place"}));
     }
     mark(m_other, MoveState::NONE);
     add(m_database);
@@ -73,7 +73,7 @@ TEST_F(Moving, LeavesAConnectionUsableThatWasRefused)
 
 TEST_F(Moving, OfAnUnknownKindKeepsEverybodyOut)
 {
-    m_database.change([](DatabaseConnection& connection) { changeSetting(connection, MOVE_SETTING, "newer 1 2 somewhere"); });
+    m_database.change([](DatabaseConnection& connection) { changeSetting(connection, MOVE_SETTING, "newer 1 2 3 somewhere"); });
     EXPECT_THROW(add(m_database), DatabaseReadOnly);
     EXPECT_THROW(requireServable(m_database.read()), std::runtime_error);
 }

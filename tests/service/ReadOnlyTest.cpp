@@ -28,7 +28,7 @@ protected:
     {
         runSql(m_data, "DELETE FROM setting WHERE name = 'moving'");
         if (!state.empty())
-            runSql(m_data, "INSERT INTO setting (name, value) VALUES ('moving', '" + state + " 1 2 another place')");
+            runSql(m_data, "INSERT INTO setting (name, value) VALUES ('moving', '" + state + " 1 2 3 another place')");
     }
     static void expectRefused(const HttpReply& reply, const std::string& why = "are being moved")
     {
@@ -131,7 +131,7 @@ TEST_F(ReadOnlyPage, LetsBrowsersLookOn)
     const std::string group = anna().createGroup("Family");
     // So long ago that the use would be noted.
     sql("UPDATE session SET used = used - 86400000");
-    sql("INSERT INTO setting (name, value) VALUES ('moving', 'leaving 1 2 another place')");
+    sql("INSERT INTO setting (name, value) VALUES ('moving', 'leaving 1 2 3 another place')");
     const HttpReply groups = browser.get("/page/groups");
     EXPECT_EQ(groups.status, 200) << groups.body;
     EXPECT_THAT(groups.body, HasSubstr("Family"));
