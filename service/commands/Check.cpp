@@ -53,13 +53,12 @@ void checkOriginals(DatabaseConnection& connection, const MediaStore& media, boo
         const auto info = findFile(connection, original.content);
         if (!info)
             continue; // deleted since the list was read
-        const auto size = sizes.find(original);
+        const auto listed = sizes.find(original);
         // A store's list may be behind its objects.
-        if (size == sizes.end() && media.hasOriginal(original))
-            continue;
-        if (size == sizes.end())
+        const auto size = listed != sizes.end() ? std::optional(listed->second) : media.originalSize(original);
+        if (!size)
             findings.add(content + " has no file");
-        else if (size->second != info->size)
+        else if (*size != info->size)
             findings.add(content + " has a file of another size");
     }
 }

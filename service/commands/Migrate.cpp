@@ -71,13 +71,14 @@ FolderLock lockTarget(const DataFolder& target, const DataFolder& source)
     return lock;
 }
 
-/// A service would go on to put media where they were.
-void requireNotServed(const DataFolder& folder)
+/// A service would go on to put media where they were. Those that use other folders are refused by the records from then on.
+FolderLock lockUnserved(const DataFolder& folder)
 {
     FolderLock lock;
     if (!FolderLock::tryExclusive(folder.serveLock(), lock))
-        throw std::runtime_error("all media are there. End the service that uses " + folder.path() +
-                                 ", so that it begins anew with them");
+        throw std::runtime_error("all media are there. End the services of these records, that of " + folder.path() +
+                                 " among them, so that they begin anew with them");
+    return lock;
 }
 
 } // namespace
@@ -93,6 +94,7 @@ Move::Move(const DataPlace& from, const MoveTarget& to, MoveStep step)
       m_mediaTo(mediaTo(to, m_mediaFrom)),
       m_sourceName(placeNamed(m_source, m_mediaFrom)),
       m_targetName(placeNamed(m_target, m_mediaTo)),
+      m_mover(toHex(randomBytes(MOVE_NUMBER_BYTES))),
       m_mark(findMoveMark(m_from.read()))
 {
     if (m_target.database() != m_source.database())
@@ -107,53 +109,94 @@ bool Move::movesMedia() const
     return m_mediaFrom.media != m_mediaTo.media || m_mediaFrom.endpoint != m_mediaTo.endpoint || !sameFolder;
 }
 
-void Move::mark(Database& database, MoveState state, const std::string& place)
+/// Sets the mark of one end. Throws when it is not the one that this move knows: another mover has gone on, or given the move up.
+void Move::mark(Database& database, MoveMark& known, const MoveMark& next)
 {
-    MoveMark mark = m_mark;
-    mark.state = state;
-    mark.place = place;
-    database.change([&mark](DatabaseConnection& connection) { setMoveMark(connection, mark); }, Database::Purpose::ALONE);
+    database.change(
+        [&](DatabaseConnection& connection) {
+            requireMoveMark(connection, known);
+            setMoveMark(connection, next);
+        },
+        Database::Purpose::ALONE);
+    known = next;
+}
+
+/// The same at the target, where another move may have come to its end meanwhile, or a service have begun: the mark looks then as
+/// it did before.
+void Move::markTarget(const MoveMark& next)
+{
+    m_to->change(
+        [&](DatabaseConnection& connection) {
+            requireMoveMark(connection, m_there);
+            const bool wasEmpty = m_there.state == MoveState::NONE && !m_finished;
+            if (findSetting(connection, MOVED_FROM_SETTING) != m_movedFrom || (wasEmpty && !listPeople(connection).empty()))
+                throw std::runtime_error(m_targetName + " holds other records than a moment ago");
+            setMoveMark(connection, next);
+        },
+        Database::Purpose::ALONE);
+    m_there = next;
+}
+
+/// The source's mark is that of this mover from here on: those who were at it before can neither end the move nor give it up.
+void Move::takeOver(MoveMark next)
+{
+    next.mover = m_mover;
+    mark(m_from, m_mark, next);
+}
+
+MoveMark Move::arrivingBy(const std::string& move) const
+{
+    return {MoveState::ARRIVING, move, m_mover, m_mark.service, m_sourceName};
+}
+
+/// Looks what the target is to a move: what it holds, and how far an earlier run has come.
+void Move::lookAtTarget(const std::string& move)
+{
+    const auto connection = m_to->read();
+    const Snapshot snapshot(connection);
+    m_there = findMoveMark(connection);
+    m_isThisMoves = m_there.state == MoveState::ARRIVING && m_there.move == move;
+    m_movedFrom = findSetting(connection, MOVED_FROM_SETTING);
+    m_hasArrived = m_movedFrom == move;
+    m_finished = m_hasArrived && m_there.state == MoveState::NONE;
 }
 
 /// Throws unless the target is empty, or what this move has left there, or an older state of the same records.
 void Move::requireTargetFor(const MoveMark& mark)
 {
-    const auto connection = m_to->read();
-    const MoveMark there = findMoveMark(connection);
-    if (there.state == MoveState::LEAVING)
-        throw std::runtime_error(there.move == mark.move ? "source and target are the same database"
-                                                         : "the records in " + m_targetName + " are being moved to " + there.place);
-    if (there.state == MoveState::NONE) {
-        m_finished = !mark.move.empty() && findSetting(connection, MOVED_FROM_SETTING) == mark.move;
+    lookAtTarget(mark.move);
+    if (m_there.state == MoveState::LEAVING)
+        throw std::runtime_error(m_there.move == mark.move
+                                     ? "source and target are the same database"
+                                     : "the records in " + m_targetName + " are being moved to " + m_there.place);
+    if (m_there.state == MoveState::NONE) {
         if (!m_finished && !isWithoutRecords(*m_to))
             throw std::runtime_error(m_targetName + " holds records already: what is moved needs an empty database");
-    } else if (there.service != mark.service) {
+    } else if (m_there.service != mark.service) {
         throw std::runtime_error(m_targetName + " holds records of another service");
     }
-    const bool known = m_finished || (there.state == MoveState::ARRIVING && there.move == mark.move);
-    if (mark.state == MoveState::GONE && !known)
+    if (mark.state == MoveState::GONE && !m_finished && !m_isThisMoves)
         throw std::runtime_error("the records were moved to " + mark.place +
                                  ", and what is there now is something else; 'kinloomd migrate --cancel' gives that move up");
 }
 
-/// Marks both ends, or finds their marks.
+/// Marks both ends, or makes their marks this mover's.
 void Move::begin()
 {
     if (!movesRecords() && !movesMedia())
         throw std::runtime_error("there is nothing to be moved: records and media are in " + m_sourceName + " already");
-    if (m_mark.state != MoveState::NONE && m_mark.place != m_targetName)
+    if (hasBegun() && m_mark.place != m_targetName)
         throw std::runtime_error("the records are being moved to " + m_mark.place + ", or were, and not to " + m_targetName +
                                  "; 'kinloomd migrate --cancel' gives that up");
-    const bool isNew = m_mark.state == MoveState::NONE;
-    if (isNew)
-        m_mark = {MoveState::NONE, toHex(randomBytes(MOVE_NUMBER_BYTES)), secretSetting(m_from, IDENTITY_SETTING), m_targetName};
+    const MoveMark next = hasBegun() ? m_mark
+                                     : MoveMark{MoveState::LEAVING, toHex(randomBytes(MOVE_NUMBER_BYTES)), m_mover,
+                                                secretSetting(m_from, IDENTITY_SETTING), m_targetName};
     if (movesRecords())
-        requireTargetFor(m_mark);
-    if (isNew) {
-        m_mark.state = MoveState::LEAVING;
-        mark(m_from, m_mark.state, m_targetName);
-    }
-    if (movesRecords() && !m_finished)
+        requireTargetFor(next);
+    if (m_finished)
+        return;
+    takeOver(next);
+    if (movesRecords())
         enterTarget();
 }
 
@@ -161,20 +204,24 @@ void Move::begin()
 /// again.
 void Move::enterTarget()
 {
-    if (findMoveMark(m_to->read()).move == m_mark.move)
-        return;
-    const std::string move = std::exchange(m_mark.move, "none");
-    mark(*m_to, MoveState::ARRIVING, m_sourceName);
-    m_mark.move = move;
-    removeRecords(*m_to, m_step);
-    mark(*m_to, MoveState::ARRIVING, m_sourceName);
+    if (m_isThisMoves && m_hasArrived) {
+        // It was in use, and was marked only to see whether it still could be given up.
+        markTarget({});
+        m_finished = true;
+    } else if (m_isThisMoves) {
+        markTarget(arrivingBy(m_mark.move));
+    } else {
+        markTarget(arrivingBy("none"));
+        removeRecords(*m_to, m_there, m_step);
+        markTarget(arrivingBy(m_mark.move));
+    }
 }
 
 void Move::moveRecords(MoveReport& report)
 {
     if (!m_finished) {
         for (const TableEntry& table : recordTables())
-            report.copied += copyTable(m_from, *m_to, table, m_step);
+            report.copied += copyTable(m_from, *m_to, table, m_there, m_step);
     }
     compareRecords(report);
 }
@@ -212,14 +259,16 @@ void Move::finish()
 {
     if (m_finished)
         return;
-    if (!movesRecords())
-        requireNotServed(m_source);
+    // No service begins on the folder until the records tell where the media are.
+    const FolderLock unserved = movesRecords() ? FolderLock() : lockUnserved(m_source);
     if (movesRecords() && m_mark.state == MoveState::LEAVING) {
-        m_mark.state = MoveState::GONE;
-        mark(m_from, m_mark.state, m_targetName);
+        MoveMark gone = m_mark;
+        gone.state = MoveState::GONE;
+        mark(m_from, m_mark, gone);
     }
     records().change(
         [this](DatabaseConnection& connection) {
+            requireMoveMark(connection, movesRecords() ? m_there : m_mark);
             rememberMedia(connection, m_mediaTo);
             if (movesRecords()) {
                 changeSetting(connection, MOVED_FROM_SETTING, m_mark.move);
@@ -241,38 +290,48 @@ MoveReport Move::run()
     return report;
 }
 
-/// \return whether nobody has changed anything at the target since it was free. It is marked meanwhile, and stays so if it is true.
-bool Move::targetIsAsItCame()
+/// Throws when somebody has changed something at the target since it was free, and leaves it free then. Otherwise it stays marked.
+/// A program that is killed meanwhile leaves the mark; the next one looks anew.
+void Move::requireNoNewsThere()
 {
-    mark(*m_to, MoveState::ARRIVING, m_sourceName);
-    const auto& tables = recordTables();
-    const bool same = std::all_of(tables.begin(), tables.end(), [this](const TableEntry& table) {
-        return sumOf(m_from, table, m_step) == sumOf(*m_to, table, m_step);
-    });
-    if (!same)
-        m_to->change([](DatabaseConnection& connection) { setMoveMark(connection, {}); }, Database::Purpose::ALONE);
-    return same;
+    markTarget(arrivingBy(m_mark.move));
+    try {
+        for (const TableEntry& table : recordTables()) {
+            if (sumOf(m_from, table, m_step) != sumOf(*m_to, table, m_step))
+                throw std::runtime_error(m_targetName + " has gone on by itself: the records can be moved back from there");
+        }
+    } catch (...) {
+        markTarget({});
+        throw;
+    }
+}
+
+/// Throws unless the source of a move that was finished can be used again. The target cannot be used any more then.
+void Move::giveTargetUp()
+{
+    lookAtTarget(m_mark.move);
+    if (m_hasArrived && (m_finished || m_isThisMoves))
+        requireNoNewsThere();
+    else if (m_isThisMoves)
+        markTarget(arrivingBy(m_mark.move)); // it was never free, and whoever was about to free it cannot do so any more
+    else if (m_hasArrived || (m_there.state != MoveState::ARRIVING && !isWithoutRecords(*m_to)))
+        throw std::runtime_error(m_targetName + " holds other records than those that were moved there");
 }
 
 void Move::cancel()
 {
-    if (m_mark.state == MoveState::NONE)
+    if (!hasBegun())
         throw std::runtime_error("nothing is being moved from " + m_sourceName);
     // Until the records are gone, the target was never free.
-    if (m_mark.state == MoveState::GONE) {
-        if (m_mark.place != m_targetName)
-            throw std::runtime_error(
-                "the records were moved to " + m_mark.place +
-                ": name that with --to, --to-database and --to-media, so that it can be seen whether it has gone "
-                "on by itself");
-        const MoveMark there = findMoveMark(m_to->read());
-        const bool free = there.state == MoveState::NONE && findSetting(m_to->read(), MOVED_FROM_SETTING) == m_mark.move;
-        if (free && !targetIsAsItCame())
-            throw std::runtime_error(m_targetName + " has gone on by itself: the records can be moved back from there");
-        if (!free && there.state != MoveState::ARRIVING && !isWithoutRecords(*m_to))
-            throw std::runtime_error(m_targetName + " holds other records than those that were moved there");
-    }
-    m_from.change([](DatabaseConnection& connection) { setMoveMark(connection, {}); }, Database::Purpose::ALONE);
+    const bool mayBeUsedThere = m_mark.state == MoveState::GONE;
+    if (mayBeUsedThere && (!movesRecords() || m_mark.place != m_targetName))
+        throw std::runtime_error("the records were moved to " + m_mark.place +
+                                 ": name that with --to, --to-database and --to-media, so that it can be seen whether it has gone "
+                                 "on by itself");
+    takeOver(m_mark);
+    if (mayBeUsedThere)
+        giveTargetUp();
+    mark(m_from, m_mark, {});
 }
 
 namespace {
@@ -317,7 +376,10 @@ int migrate(const DataPlace& from, const MoveTarget& to)
 
 int cancelMove(const DataPlace& from, const MoveTarget& to)
 {
-    Move(from, to, [](const char*, std::int64_t) {}).cancel();
+    {
+        MoveProgress progress;
+        Move(from, to, [&progress](const char* what, std::int64_t done) { progress.step(what, done); }).cancel();
+    }
     std::printf("the records can be changed again where they were\n");
     return EXIT_DONE;
 }

@@ -4,6 +4,10 @@
 /// The order of what is done decides what a program that is killed in between leaves: the source is marked before the target, so
 /// that nobody changes what was copied; at the end the source is marked as gone before the target is free, so that never two
 /// services go on with the same records. Each step finds what the ones before have left.
+///
+/// The same move may be begun anew while an older run of it, on another computer, hangs or is cut off. So both marks hold a number
+/// of the run that goes on: it makes the source's mark its own and then the target's, and changes nothing where the mark is another
+/// one. Whoever gives the move up does the same.
 #ifndef KINLOOMD_COMMANDS_MIGRATE_H
 #define KINLOOMD_COMMANDS_MIGRATE_H
 
@@ -57,6 +61,7 @@ private:
     bool movesRecords() const { return m_to.has_value(); }
     bool movesMedia() const;
     Database& records() { return m_to ? *m_to : m_from; }
+    void lookAtTarget(const std::string& move);
     void requireTargetFor(const MoveMark& mark);
     void begin();
     void enterTarget();
@@ -64,8 +69,12 @@ private:
     void compareRecords(MoveReport& report);
     void moveMedia(MoveReport& report);
     void finish();
-    bool targetIsAsItCame();
-    void mark(Database& database, MoveState state, const std::string& place);
+    void requireNoNewsThere();
+    void giveTargetUp();
+    void mark(Database& database, MoveMark& known, const MoveMark& next);
+    void markTarget(const MoveMark& next);
+    void takeOver(MoveMark next);
+    MoveMark arrivingBy(const std::string& move) const;
 
     MoveStep m_step;
     DataFolder m_source;
@@ -78,8 +87,13 @@ private:
     MediaPlace m_mediaTo;
     std::string m_sourceName;
     std::string m_targetName;
-    MoveMark m_mark;         ///< the source's
-    bool m_finished = false; ///< an earlier run has freed the target
+    std::string m_mover;        ///< this run, in marks
+    MoveMark m_mark;            ///< the source's
+    MoveMark m_there;           ///< the target's
+    std::string m_movedFrom;    ///< the move that freed the target last
+    bool m_isThisMoves = false; ///< the target is marked as that of this move
+    bool m_hasArrived = false;  ///< an earlier run has freed the target, once
+    bool m_finished = false;    ///< the target is free
 };
 
 } // namespace kinloomd

@@ -160,7 +160,12 @@ std::unique_ptr<StoredMedium> FolderMedia::openPersonImage(Id person, std::int64
     return openMedium(personImagePath(person, image));
 }
 
-bool FolderMedia::hasOriginal(const OriginalName& original) const { return static_cast<bool>(originalFile(original)); }
+std::optional<std::int64_t> FolderMedia::originalSize(const OriginalName& original) const
+{
+    const std::string path = originalPath(original);
+    const UniqueFd file = openForReading(path);
+    return file ? std::optional(sizeOf(file.get(), path)) : std::nullopt;
+}
 
 bool FolderMedia::hasPersonImage(Id person, std::int64_t image) const
 {

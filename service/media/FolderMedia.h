@@ -26,7 +26,7 @@ public:
     std::unique_ptr<StoredMedium> openOriginal(const OriginalName& original, std::int64_t size) const override;
     std::unique_ptr<StoredMedium> openThumbnail(Id content, const ThumbnailSize& size) const override;
     std::unique_ptr<StoredMedium> openPersonImage(Id person, std::int64_t image) const override;
-    bool hasOriginal(const OriginalName& original) const override;
+    std::optional<std::int64_t> originalSize(const OriginalName& original) const override;
     bool hasPersonImage(Id person, std::int64_t image) const override;
     bool hasThumbnails(Id content) const override;
     UniqueFd originalFile(const OriginalName& original) const override;

@@ -117,19 +117,26 @@ void MediaMover::moveOriginal(const KeptOriginal& original)
         count(&MediaTotals::originals);
         return;
     }
-    const auto here = m_here.find(original.name);
-    const std::string digest = here == m_here.end() ? "" : originalDigest(m_source, original, here->second);
+    const auto here = sizeHere(original.name);
+    const std::string digest = here ? originalDigest(m_source, original, *here) : "";
     if (digest.empty()) {
         find(name + " has no file");
         return;
     }
-    if (here->second != original.size)
+    if (*here != original.size)
         find(name + " has a file of another size than it came with");
     else if (!original.digest.empty() && digest != original.digest)
         find(name + " has a file with other bytes than it came with");
-    if (arrived != digest && copyOriginal(original, here->second) != digest)
+    if (arrived != digest && copyOriginal(original, *here) != digest)
         throwSpoilt(name);
     count(&MediaTotals::originals);
+}
+
+/// A store's list may be behind its objects: what it lacks is asked for by its name.
+std::optional<std::int64_t> MediaMover::sizeHere(const OriginalName& original) const
+{
+    const auto listed = m_here.find(original);
+    return listed != m_here.end() ? std::optional(listed->second) : m_source.originalSize(original);
 }
 
 /// \return the digest of what the target gives back.

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <optional>
 
 namespace kinloomd {
 
@@ -44,6 +45,7 @@ private:
 
     void moveContent(const KeptOriginal& original);
     void moveOriginal(const KeptOriginal& original);
+    std::optional<std::int64_t> sizeHere(const OriginalName& original) const;
     std::string copyOriginal(const KeptOriginal& original, std::int64_t size);
     bool moveSmall(const std::string& name, const Open& open, const Keep& keep);
     std::string originalDigest(const MediaStore& media, const KeptOriginal& original, std::int64_t size) const;
@@ -55,8 +57,8 @@ private:
     const MediaStore& m_source;
     const MediaStore& m_target;
     MoveStep m_step;
-    Sizes m_here;  ///< of the originals at the source
-    Sizes m_there; ///< and of those that the target had in the beginning
+    Sizes m_here;  ///< of the originals that the source lists
+    Sizes m_there; ///< and of those that the target listed in the beginning
     std::mutex m_mutex;
     MediaTotals m_totals;                // guarded by m_mutex while it runs
     std::vector<std::string> m_findings; // the same

@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "media/MediaPlace.h"
 
+#include "core/Digest.h"
 #include "core/Log.h"
 #include "media/FolderMedia.h"
 #include "media/ObjectMedia.h"
 #include "objects/Credentials.h"
 #include "store/Contents.h"
+#include "store/Moving.h"
 #include "store/People.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 namespace kinloomd {
 
@@ -19,13 +22,14 @@ namespace {
 
 constexpr std::string_view SCHEME = "s3://";
 constexpr const char* USUAL_REGION = "us-east-1";
+constexpr std::size_t MEDIA_NUMBER_BYTES = 8;
 
 /// What the records remember of a place. The first is that which never changes.
 constexpr struct {
     const char* setting;
     std::string MediaPlace::*member;
 } REMEMBERED[] = {
-    {"media", &MediaPlace::media},
+    {MEDIA_SETTING, &MediaPlace::media},
     {"media_endpoint", &MediaPlace::endpoint},
     {"media_region", &MediaPlace::region},
     {"media_credentials", &MediaPlace::credentialsFile},
@@ -65,25 +69,55 @@ MediaPlace rememberedPlace(DatabaseConnection& connection)
 
 std::string placeName(const MediaPlace& place) { return place.isBucket() ? place.media : "its folder"; }
 
-bool isRemembered(Database& database, const MediaPlace& place)
+/// A place, and the number of the media that came to it.
+struct NumberedPlace {
+    MediaPlace place;
+    std::string number;
+};
+
+NumberedPlace numberedPlace(Database& database)
 {
-    const MediaPlace before = rememberedPlace(database.read());
-    return std::all_of(std::begin(REMEMBERED), std::end(REMEMBERED),
-                       [&](const auto& each) { return before.*each.member == place.*each.member; });
+    const auto connection = database.read();
+    const Snapshot snapshot(connection);
+    return {rememberedPlace(connection), findSetting(connection, MEDIA_NUMBER_SETTING)};
 }
 
-void remember(Database& database, const MediaPlace& place)
+bool isSame(const MediaPlace& a, const MediaPlace& b)
 {
-    if (isRemembered(database, place))
-        return;
-    database.change([&place](DatabaseConnection& connection) {
+    return std::all_of(std::begin(REMEMBERED), std::end(REMEMBERED),
+                       [&](const auto& each) { return a.*each.member == b.*each.member; });
+}
+
+void rememberPlace(DatabaseConnection& connection, const MediaPlace& place)
+{
+    const MediaPlace before = rememberedPlace(connection);
+    for (const auto& each : REMEMBERED) {
+        if (before.*each.member != place.*each.member)
+            changeSetting(connection, each.setting, place.*each.member);
+    }
+}
+
+/// \return the number of the media at the place.
+std::string remember(Database& database, const MediaPlace& place)
+{
+    const NumberedPlace known = numberedPlace(database);
+    if (isSame(known.place, place))
+        return known.number;
+    // Nobody else may put media where they were before.
+    const auto work = [&place](DatabaseConnection& connection) {
+        requireChangeable(connection);
         const MediaPlace before = rememberedPlace(connection);
-        const bool moved = before.media != place.media;
-        if (moved && !(keptOriginals(connection).empty() && keptPersonImages(connection).empty()))
-            throw std::runtime_error("the media of these records are in " + placeName(before) + ", and not in " + placeName(place) +
-                                     (before.isBucket() ? ": name it with --media" : ": leave --media out"));
-        rememberMedia(connection, place);
-    });
+        if (before.media == place.media) {
+            rememberPlace(connection, place);
+        } else {
+            if (!(keptOriginals(connection).empty() && keptPersonImages(connection).empty()))
+                throw std::runtime_error("the media of these records are in " + placeName(before) + ", and not in " +
+                                         placeName(place) + (before.isBucket() ? ": name it with --media" : ": leave --media out"));
+            rememberMedia(connection, place);
+        }
+        return findSetting(connection, MEDIA_NUMBER_SETTING);
+    };
+    return database.change(work, Database::Purpose::ALONE);
 }
 
 } // namespace
@@ -107,11 +141,8 @@ MediaPlace rememberedMedia(Database& database) { return rememberedPlace(database
 
 void rememberMedia(DatabaseConnection& connection, const MediaPlace& place)
 {
-    const MediaPlace before = rememberedPlace(connection);
-    for (const auto& each : REMEMBERED) {
-        if (before.*each.member != place.*each.member)
-            changeSetting(connection, each.setting, place.*each.member);
-    }
+    rememberPlace(connection, place);
+    changeSetting(connection, MEDIA_NUMBER_SETTING, toHex(randomBytes(MEDIA_NUMBER_BYTES)));
 }
 
 MediaPlace lastingPlace(MediaPlace place)
@@ -144,7 +175,7 @@ std::unique_ptr<MediaStore> openMediaToServe(const DataFolder& folder, Database&
 {
     const MediaPlace lasting = lastingPlace(place);
     auto media = mediaAt(folder, lasting);
-    remember(database, lasting);
+    database.setMediaNumber(remember(database, lasting));
     try {
         media->prepare();
     } catch (const objects::StoreUnavailable& error) {
@@ -156,7 +187,9 @@ std::unique_ptr<MediaStore> openMediaToServe(const DataFolder& folder, Database&
 
 std::unique_ptr<MediaStore> openMedia(const DataFolder& folder, Database& database)
 {
-    return mediaAt(folder, rememberedMedia(database));
+    NumberedPlace known = numberedPlace(database);
+    database.setMediaNumber(std::move(known.number));
+    return mediaAt(folder, known.place);
 }
 
 void requireMediaInFolder(Database& database, const char* command)

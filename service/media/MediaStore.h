@@ -98,7 +98,9 @@ public:
     virtual std::unique_ptr<StoredMedium> openOriginal(const OriginalName& original, std::int64_t size) const = 0;
     virtual std::unique_ptr<StoredMedium> openThumbnail(Id content, const ThumbnailSize& size) const = 0;
     virtual std::unique_ptr<StoredMedium> openPersonImage(Id person, std::int64_t image) const = 0;
-    virtual bool hasOriginal(const OriginalName& original) const = 0;
+    /// How large an original is, asked of itself: a store's list may be behind its objects. Nothing when it is not there.
+    virtual std::optional<std::int64_t> originalSize(const OriginalName& original) const = 0;
+    bool hasOriginal(const OriginalName& original) const { return originalSize(original).has_value(); }
     virtual bool hasPersonImage(Id person, std::int64_t image) const = 0;
     /// \return whether all thumbnails of a content are there and hold something.
     virtual bool hasThumbnails(Id content) const = 0;

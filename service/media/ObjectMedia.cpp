@@ -78,15 +78,17 @@ private:
     std::int64_t m_size;
 };
 
-bool isThere(objects::ObjectStore& store, const std::string& key)
+/// Nothing for an object that is not there.
+std::optional<std::int64_t> sizeOfObject(objects::ObjectStore& store, const std::string& key)
 {
     try {
-        store.head(key);
-        return true;
+        return store.head(key).size;
     } catch (const objects::ObjectNotFound&) {
-        return false;
+        return std::nullopt;
     }
 }
+
+bool isThere(objects::ObjectStore& store, const std::string& key) { return sizeOfObject(store, key).has_value(); }
 
 /// A file of this computer without a name.
 UniqueFd namelessFile(const std::string& folder)
@@ -152,7 +154,10 @@ std::unique_ptr<StoredMedium> ObjectMedia::openPersonImage(Id person, std::int64
     return open(personImageKey(person, image));
 }
 
-bool ObjectMedia::hasOriginal(const OriginalName& original) const { return isThere(*m_store, originalKey(original)); }
+std::optional<std::int64_t> ObjectMedia::originalSize(const OriginalName& original) const
+{
+    return sizeOfObject(*m_store, originalKey(original));
+}
 
 bool ObjectMedia::hasPersonImage(Id person, std::int64_t image) const { return isThere(*m_store, personImageKey(person, image)); }
 

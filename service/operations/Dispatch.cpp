@@ -33,6 +33,8 @@ ServiceError passing(Failure failure, unsigned retrySeconds)
     return ServiceError(failure, describe(failure).description, retrySeconds);
 }
 
+void complain(const char* what) { writeLog(Priority::FAILURE, loggable(what, COMPLAINT_BYTES)); }
+
 /// The failure that a client should be told of when the database refuses.
 ServiceError failureOf(const DatabaseError& error)
 {
@@ -45,14 +47,26 @@ ServiceError failureOf(const DatabaseError& error)
     return ServiceError(Failure::INTERNAL);
 }
 
-/// The same while the records are moved.
+constexpr struct {
+    ReadOnlyCause cause;
+    const char* sentence;
+    bool surprising; ///< to those who run the service
+} READ_ONLY_ENTRIES[] = {
+    {ReadOnlyCause::MOVING, "The family's photos are being moved: they can be seen, and changed again soon.", false},
+    {ReadOnlyCause::MOVED, "The family's photos were moved: this service only shows how they were.", false},
+    {ReadOnlyCause::MEDIA_MOVED, "The family's photos were moved: until it is begun anew, this service only shows how they were.",
+     true},
+};
+
+/// The same while the records or their media are moved, and for a service that they were moved away from.
 ServiceError failureOf(const DatabaseReadOnly& error)
 {
     constexpr unsigned RETRY_SECONDS = 60;
-    return ServiceError(Failure::UNAVAILABLE,
-                        error.isForGood() ? "The family's photos were moved: this service only shows how they were."
-                                          : "The family's photos are being moved: they can be seen, and changed again soon.",
-                        RETRY_SECONDS);
+    const auto* const entry = std::find_if(std::begin(READ_ONLY_ENTRIES), std::end(READ_ONLY_ENTRIES),
+                                           [&](const auto& each) { return each.cause == error.cause(); });
+    if (entry->surprising)
+        complain(error.what());
+    return ServiceError(Failure::UNAVAILABLE, entry->sentence, RETRY_SECONDS);
 }
 
 /// The same of a file that cannot be written: no space, no permission, a failing disk.
@@ -62,8 +76,6 @@ ServiceError failureOf(const std::system_error& error)
     const bool full = number == ENOSPC || number == EDQUOT || number == EFBIG;
     return passing(full ? Failure::DISK_FULL : Failure::UNAVAILABLE, DISK_RETRY_SECONDS);
 }
-
-void complain(const char* what) { writeLog(Priority::FAILURE, loggable(what, COMPLAINT_BYTES)); }
 
 bool isFailedSignIn(Failure failure)
 {

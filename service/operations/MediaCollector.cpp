@@ -19,7 +19,7 @@ void collectMedia(Database& database, const MediaStore& media, Millis before)
     std::vector<std::pair<Id, std::int64_t>> images;
     {
         const auto connection = database.read();
-        requireUnmarked(connection); // what is arriving has no record in every moment
+        requireChangeable(connection); // what is arriving has no record in every moment
         originals = keptOriginals(connection);
         const std::vector<PersonImage> pictures = keptPersonImages(connection);
         images.reserve(pictures.size());

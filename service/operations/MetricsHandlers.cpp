@@ -35,15 +35,22 @@ void askDatabase(Service& service)
     findPerson(connection, 0);
 }
 
-/// What a service that is well cannot do all the same. Nothing while that cannot be found out: the one who moves the records has
-/// the table for itself while it marks them.
-std::string limitsOf(Service& service)
-try {
-    const auto connection = service.database().read();
-    return findMoveMark(connection).state == MoveState::NONE ? "" : "nothing can be changed: the records are moved\n";
-} catch (const DatabaseUnavailable& error) {
-    writeLog(Priority::WARNING, std::string("nobody knows whether the records are moved: ") + error.what());
-    return "";
+/// Of a service for which everything answers: what it cannot do all the same. One whose media were moved lacks those that are new.
+Reply stateReply(Service& service)
+{
+    try {
+        requireChangeable(service.database().read());
+        return textReply(200, "well\n");
+    } catch (const DatabaseReadOnly& error) {
+        if (error.cause() != ReadOnlyCause::MEDIA_MOVED)
+            return textReply(200, "well\nnothing can be changed: the records are moved\n");
+        writeLog(Priority::FAILURE, std::string("unhealthy: ") + error.what());
+        return textReply(503, "the media were moved: this service must be begun anew\n");
+    } catch (const DatabaseUnavailable& error) {
+        // The one who moves the records has that table for itself while it marks them.
+        writeLog(Priority::WARNING, std::string("nobody knows whether the records are moved: ") + error.what());
+        return textReply(200, "well\n");
+    }
 }
 
 /// Writes where uploads are written.
@@ -77,7 +84,7 @@ Reply healthReply(Service& service, const httpd::Counters&)
             failed += std::string("the ") + probe.name + " does not answer\n";
         }
     }
-    return failed.empty() ? textReply(200, "well\n" + limitsOf(service)) : textReply(503, failed);
+    return failed.empty() ? stateReply(service) : textReply(503, failed);
 }
 
 Reply metricsReply(Service& service, const httpd::Counters& server)

@@ -50,7 +50,7 @@ public:
     enum class Purpose {
         READ,  ///< it sees one state of the database
         WRITE, ///< it sees, statement by statement, what others have committed and what it has written itself; it is refused with
-               ///< DatabaseReadOnly while the records are moved (store/Moving.h)
+               ///< DatabaseReadOnly while the records are moved, and once their media were (store/Moving.h)
         MOVE,  ///< the same for those who move records or make tables: it is never refused
         ALONE, ///< the same as MOVE; it waits until every change that was begun before has ended, and lets none begin meanwhile
     };
@@ -64,6 +64,11 @@ public:
     /// Returns when the changes are on the disk.
     virtual void commit() = 0;
     virtual void rollback() noexcept = 0;
+
+    /// The number of the place of media that changes are made for; nullptr where that is the same to them.
+    const std::string* mediaNumber() const { return m_mediaNumber; }
+    /// \param number borrowed, for the life of the connection
+    void setMediaNumber(const std::string* number) noexcept { m_mediaNumber = number; }
 
     /// \return whether one statement can write to several tables.
     virtual bool writesToManyTables() const = 0;
@@ -87,6 +92,7 @@ private:
     friend class Query;
 
     std::array<std::unique_ptr<PreparedStatement>, static_cast<std::size_t>(Sql::COUNT)> m_statements;
+    const std::string* m_mediaNumber = nullptr;
 };
 
 /// How many statements of the table this thread has run since it was asked last. Beginnings and ends of transactions do not count.

@@ -43,6 +43,7 @@ milliseconds Database::longestChange() const { return m_engine->longestChange();
 Database::Lease::Lease(Database& database, Purpose purpose)
     : m_engine(*database.m_engine), m_purpose(purpose), m_connection(m_engine.lend(purpose))
 {
+    m_connection->setMediaNumber(database.m_mediaNumber ? &*database.m_mediaNumber : nullptr);
 }
 
 Database::Lease::~Lease() { m_engine.takeBack(m_purpose, std::move(m_connection)); }

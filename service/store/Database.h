@@ -80,7 +80,8 @@ public:
     /// database. Files, notes to others and answers follow afterwards. An error that \c mayBeDone has come when the end of the
     /// transaction had begun: whether it was committed is unknown.
     ///
-    /// While the records are moved this throws DatabaseReadOnly, unless the purpose is that of a mover.
+    /// While the records are moved, and once their media have another place than \c setMediaNumber was told of, this throws
+    /// DatabaseReadOnly, unless the purpose is that of a mover.
     ///
     /// \return what the work returns.
     template <typename Work> auto change(const Work& work, Purpose purpose = Purpose::WRITE)
@@ -95,8 +96,8 @@ public:
         }
     }
 
-    /// Changes something that nobody waits for and nothing depends on, such as when somebody was here last: while the records are
-    /// moved that is left out.
+    /// Changes something that nobody waits for and nothing depends on, such as when somebody was here last: where \c change throws
+    /// DatabaseReadOnly that is left out.
     template <typename Work> void note(const Work& work)
     {
         try {
@@ -106,6 +107,10 @@ public:
         }
     }
 
+    /// From now on changes are made for media at the place of that number (store/Moving.h), and for no other one. Before several
+    /// threads use the database.
+    void setMediaNumber(std::string number) { m_mediaNumber = std::move(number); }
+
     /// The longest that a change may take until others see it.
     std::chrono::milliseconds longestChange() const;
 
@@ -113,6 +118,7 @@ private:
     void changeBy(const std::function<void(DatabaseConnection&)>& work, Purpose purpose);
 
     std::unique_ptr<Engine> m_engine;
+    std::optional<std::string> m_mediaNumber;
     std::mutex m_mutex;
     std::condition_variable m_turnEnded;
     std::size_t m_turns = 0; // guarded by m_mutex

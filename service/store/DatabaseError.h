@@ -39,15 +39,21 @@ public:
     using DatabaseError::DatabaseError;
 };
 
-/// The records are being moved to another place, or were: they can be read, and not changed.
+/// Why records can be read, and not changed.
+enum class ReadOnlyCause {
+    MOVING,      ///< they are being moved to another place, or from one
+    MOVED,       ///< they were, and will not be changed here any more
+    MEDIA_MOVED, ///< their media have come to another place than this program knows
+};
+
+/// The records can be read, and not changed, by this program at least.
 class DatabaseReadOnly : public DatabaseError {
 public:
-    /// \param forGood whether they will not be changed here any more
-    DatabaseReadOnly(const std::string& what, bool forGood) : DatabaseError(what), m_forGood(forGood) {}
-    bool isForGood() const { return m_forGood; }
+    DatabaseReadOnly(const std::string& what, ReadOnlyCause cause) : DatabaseError(what), m_cause(cause) {}
+    ReadOnlyCause cause() const { return m_cause; }
 
 private:
-    bool m_forGood;
+    ReadOnlyCause m_cause;
 };
 
 /// There is no room left for what was to be written.

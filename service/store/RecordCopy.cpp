@@ -3,7 +3,6 @@
 
 #include "core/Digest.h"
 #include "core/Text.h"
-#include "store/Moving.h"
 
 #include <algorithm>
 #include <array>
@@ -20,8 +19,8 @@ constexpr int REMOVED_AT_ONCE = 2000;
 
 constexpr const char* SETTINGS = "setting";
 /// Settings of the place, which a service has others of elsewhere.
-constexpr std::array<std::string_view, 8> OF_THE_PLACE = {
-    MOVE_SETTING,   MOVED_FROM_SETTING,  "media",          "media_endpoint",
+constexpr std::array<std::string_view, 9> OF_THE_PLACE = {
+    MOVE_SETTING,   MOVED_FROM_SETTING,  MEDIA_SETTING,    MEDIA_NUMBER_SETTING, "media_endpoint",
     "media_region", "media_credentials", "signers_in_use", "schema_least",
 };
 
@@ -184,6 +183,18 @@ std::int64_t lastNumberOf(Database& database, const TableEntry& table)
     return table.numbered ? database.read()->lastNumber(table.name) : 0;
 }
 
+/// Changes something at the target, as long as the mark there is this mover's. One that was asleep meanwhile, or cut off, finds
+/// another one: by now the records may be those of a running service.
+template <typename Work> auto changeMarked(Database& database, const MoveMark& mark, const Work& work)
+{
+    return database.change(
+        [&](DatabaseConnection& connection) {
+            requireMoveMark(connection, mark);
+            return work(connection);
+        },
+        Database::Purpose::MOVE);
+}
+
 } // namespace
 
 TableSum sumOf(Database& database, const TableEntry& table, const MoveStep& step)
@@ -205,19 +216,19 @@ TableSum sumOf(Database& database, const TableEntry& table, const MoveStep& step
     return sum;
 }
 
-std::int64_t copyTable(Database& from, Database& to, const TableEntry& table, const MoveStep& step)
+std::int64_t copyTable(Database& from, Database& to, const TableEntry& table, const MoveMark& mark, const MoveStep& step)
 {
     // The target has settings of its own, so that its last one is no mark of how far it came.
     RowReader reader(from, table, table.name == SETTINGS ? Row() : lastKey(to, table));
     std::int64_t copied = 0;
     for (auto rows = reader.next(); !rows.empty(); rows = reader.next()) {
-        to.change([&](DatabaseConnection& connection) { insert(connection, table, rows); }, Database::Purpose::MOVE);
+        changeMarked(to, mark, [&](DatabaseConnection& connection) { insert(connection, table, rows); });
         copied += static_cast<std::int64_t>(rows.size());
         step("records copied", static_cast<std::int64_t>(rows.size()));
     }
     if (table.numbered) {
         const std::int64_t last = lastNumberOf(from, table);
-        to.change([&](DatabaseConnection& connection) { connection.setLastNumber(table.name, last); }, Database::Purpose::MOVE);
+        changeMarked(to, mark, [&](DatabaseConnection& connection) { connection.setLastNumber(table.name, last); });
     }
     return copied;
 }
@@ -229,7 +240,7 @@ bool isWithoutRecords(Database& database)
                        [&](const TableEntry& table) { return RowReader(database, table).next().empty(); });
 }
 
-void removeRecords(Database& database, const MoveStep& step)
+void removeRecords(Database& database, const MoveMark& mark, const MoveStep& step)
 {
     const auto& tables = recordTables();
     // Backwards: what refers to others goes first.
@@ -239,8 +250,8 @@ void removeRecords(Database& database, const MoveStep& step)
                                  (table.name == SETTINGS ? " WHERE name NOT IN (" + settingsOfThePlace() + ")" : "") + " LIMIT " +
                                  std::to_string(REMOVED_AT_ONCE) + ") RETURNING 1";
         for (bool more = true; more;) {
-            const auto removed = database.change([&](DatabaseConnection& connection) { return connection.execute(some).size(); },
-                                                 Database::Purpose::MOVE);
+            const auto removed =
+                changeMarked(database, mark, [&](DatabaseConnection& connection) { return connection.execute(some).size(); });
             more = removed != 0;
             step("old records removed", static_cast<std::int64_t>(removed));
         }

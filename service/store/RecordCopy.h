@@ -5,6 +5,7 @@
 #define KINLOOMD_STORE_RECORDCOPY_H
 
 #include "store/Database.h"
+#include "store/Moving.h"
 #include "store/Tables.h"
 
 #include <cstdint>
@@ -35,14 +36,15 @@ struct TableSum {
 TableSum sumOf(Database& database, const TableEntry& table, const MoveStep& step);
 
 /// Copies the rows of a table that have not come yet: those behind the last one that has. Bytes that are no text, which an older
-/// service has taken, become U+FFFD. \return how many came
-std::int64_t copyTable(Database& from, Database& to, const TableEntry& table, const MoveStep& step);
+/// service has taken, become U+FFFD. Throws std::runtime_error when the target has another mark, before it changes anything behind
+/// that one. \param mark the target's \return how many came
+std::int64_t copyTable(Database& from, Database& to, const TableEntry& table, const MoveMark& mark, const MoveStep& step);
 
 /// \return whether there is no record at all, and no setting but those of the place.
 bool isWithoutRecords(Database& database);
 
-/// Removes all records but the settings of the place.
-void removeRecords(Database& database, const MoveStep& step);
+/// Removes all records but the settings of the place. Throws std::runtime_error when they have another mark, as copyTable does.
+void removeRecords(Database& database, const MoveMark& mark, const MoveStep& step);
 
 } // namespace kinloomd
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ServiceFixture.h"
 #include "TestPictures.h"
+#include "support/RawServer.h"
+#include "support/TestStore.h"
 
 #include <algorithm>
 #include <csignal>
@@ -290,6 +292,37 @@ TEST_F(Commands, CheckCountsWhatThereIs)
         << running.out;
     EXPECT_NE(running.out.find("a service is running"), std::string::npos);
     expectConsistent();
+}
+
+TEST_F(Commands, CheckAsksForAnOriginalThatAStoresListLacks)
+{
+    start();
+    const std::string photo = anna().uploadPhoto(anna().createGroup("Family"), smallPicture());
+    const HttpReply view = anna().get(ServiceClient::path(photo + "/view"));
+    EXPECT_EQ(request(port(), "GET", targetOf(field(view, "contentThumbnail_116X87"))).status, 200);
+    m_process.reset();
+    test::RawServer store;
+    test::TestStore{"", "", "key", "secret"}.lendKeys();
+    runSql(m_data,
+           "INSERT INTO setting (name, value) VALUES ('media', 's3://photos'), ('media_endpoint', '" + store.url("") + "')");
+    const struct {
+        std::string head; ///< what the store says of the original
+        std::string finding;
+    } cases[] = {
+        {"200 OK\r\nContent-Length: " + std::to_string(smallPicture().bytes.size()), ""},
+        {"200 OK\r\nContent-Length: 7", "content " + photo + " has a file of another size\n"},
+        {"404 Not Found\r\nContent-Length: 0", "content " + photo + " has no file\n"},
+    };
+    for (const auto& each : cases) {
+        store.onRequest([&](const test::RawRequest& request) {
+            if (request.line().rfind("HEAD ", 0) == 0)
+                return test::RawReply().send("HTTP/1.1 " + each.head + "\r\n\r\n");
+            return test::RawReply::ok("<ListBucketResult/>");
+        });
+        const CommandResult result = command({"check"});
+        EXPECT_EQ(result.exitCode, each.finding.empty() ? 0 : 3) << result.err;
+        EXPECT_THAT(result.out, ::testing::HasSubstr(each.finding));
+    }
 }
 
 } // namespace

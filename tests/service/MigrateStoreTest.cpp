@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Media that are moved into a real store of objects, and back.
+#include "media/MediaPlace.h"
+#include "store/People.h"
+
 #include "ServiceFixture.h"
 #include "TestPictures.h"
 #include "support/TcpFront.h"
@@ -117,6 +120,31 @@ TEST_F(MigrateStore, BringsMediaAloneAndLetsTheServiceEndFirst)
     const CommandResult back = migrate(m_data, {"--to", m_data});
     ASSERT_EQ(back.exitCode, 0) << back.out << back.err;
     serveAt(m_data, {});
+    expectConsistent();
+}
+
+TEST_F(MigrateStore, OfMediaAloneIsFollowedByNoChangeOfThoseWhoKnowTheOldPlace)
+{
+    // As a service elsewhere has them, or a command that was begun before.
+    const kinloomd::DataFolder folder{kinloomd::DataPlace(m_data)};
+    kinloomd::Database records(databaseOf(m_data));
+    m_process.reset();
+    const auto media = kinloomd::openMedia(folder, records);
+    const auto add = [&] {
+        records.change([](kinloomd::DatabaseConnection& connection) { kinloomd::addPerson(connection, "Dora", ""); });
+    };
+    add();
+    const CommandResult moved = migrate(m_data, bucket("--to-media", m_front.url()));
+    ASSERT_EQ(moved.exitCode, 0) << moved.out << moved.err;
+    EXPECT_THROW(add(), kinloomd::DatabaseReadOnly);
+    serveAt(m_data, bucket("--media", m_front.url()));
+    EXPECT_TRUE(seen() == m_before);
+    EXPECT_NE(anna().uploadPhoto(m_group, anotherPicture()), "");
+    // Another way to the same place moves nothing: services change over one by one.
+    const auto inTheStore = kinloomd::openMedia(folder, records);
+    m_engine.lendKeys(); // they are taken out of the environment
+    serveAt(m_data, bucket("--media", m_engine.endpoint));
+    EXPECT_NO_THROW(records.change([](kinloomd::DatabaseConnection& connection) { kinloomd::addPerson(connection, "Emil", ""); }));
     expectConsistent();
 }
 

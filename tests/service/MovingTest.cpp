@@ -26,7 +26,7 @@ protected:
     {
         database.change(
             [&](DatabaseConnection& connection) {
-                setMoveMark(connection, {state, "1", "2", "a new place"});
+                setMoveMark(connection, {state, "1", "2", "3", "a new place"});
             },
             Database::Purpose::ALONE);
     }
@@ -50,13 +50,13 @@ TEST_F(Moving, LetsRecordsBeReadAndNotChanged)
             FAIL() << "changed";
         } catch (const DatabaseReadOnly& error) {
             EXPECT_THAT(error.what(), HasSubstr("a new place"));
-            EXPECT_EQ(error.isForGood(), state == MoveState::GONE);
+            EXPECT_EQ(error.cause(), state == MoveState::GONE ? ReadOnlyCause::MOVED : ReadOnlyCause::MOVING);
         }
         EXPECT_NO_THROW(m_database.note([](DatabaseConnection& connection) { addPerson(connection, "Ben", ""); }));
         EXPECT_EQ(listPeople(m_database.read()).size(), 1U);
         const MoveMark found = findMoveMark(m_database.read());
         EXPECT_EQ(found.state, state);
-        EXPECT_EQ(found.move + found.service + found.place, "12a new place");
+        EXPECT_TRUE((found == MoveMark{state, "1", "2", "3", "a new place"}));
     }
     mark(m_other, MoveState::NONE);
     add(m_database);
@@ -73,9 +73,58 @@ TEST_F(Moving, LeavesAConnectionUsableThatWasRefused)
 
 TEST_F(Moving, OfAnUnknownKindKeepsEverybodyOut)
 {
-    m_database.change([](DatabaseConnection& connection) { changeSetting(connection, MOVE_SETTING, "newer 1 2 somewhere"); });
+    m_database.change([](DatabaseConnection& connection) { changeSetting(connection, MOVE_SETTING, "newer 1 2 3 somewhere"); });
     EXPECT_THROW(add(m_database), DatabaseReadOnly);
     EXPECT_THROW(requireServable(m_database.read()), std::runtime_error);
+}
+
+TEST_F(Moving, OfMediaKeepsOutThoseWhoKnowThePlaceOfBefore)
+{
+    m_database.setMediaNumber("");
+    add(m_database);
+    m_other.change(
+        [](DatabaseConnection& connection) {
+            changeSetting(connection, MEDIA_SETTING, "s3://photos/new");
+            changeSetting(connection, MEDIA_NUMBER_SETTING, "1");
+        },
+        Database::Purpose::ALONE);
+    for (int i = 0; i < 40; ++i) { // more than connections there are
+        try {
+            add(m_database);
+            FAIL() << "changed";
+        } catch (const DatabaseReadOnly& error) {
+            EXPECT_THAT(error.what(), HasSubstr("--media s3://photos/new"));
+            EXPECT_EQ(error.cause(), ReadOnlyCause::MEDIA_MOVED);
+        }
+    }
+    EXPECT_NO_THROW(m_database.note([](DatabaseConnection& connection) { addPerson(connection, "Ben", ""); }));
+    EXPECT_THROW(requireChangeable(m_database.read()), DatabaseReadOnly);
+    EXPECT_EQ(listPeople(m_database.read()).size(), 1U);
+    EXPECT_NO_THROW(add(m_other)) << "what has nothing to do with media";
+    Database next(databaseOf(m_folder.path()));
+    next.setMediaNumber("1");
+    add(next);
+}
+
+TEST_F(Moving, OfMediaWaitsForAChangeThatWasBegunBefore)
+{
+    m_database.setMediaNumber("");
+    std::atomic<bool> moved{false};
+    std::thread mover;
+    m_database.change([&](DatabaseConnection& connection) {
+        mover = std::thread([&] {
+            m_other.change([](DatabaseConnection& mine) { changeSetting(mine, MEDIA_NUMBER_SETTING, "1"); },
+                           Database::Purpose::ALONE);
+            moved = true;
+        });
+        // The mover has every chance to be too early.
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        EXPECT_FALSE(moved);
+        addPerson(connection, "Anna", "");
+    });
+    mover.join();
+    EXPECT_EQ(listPeople(m_database.read()).size(), 1U);
+    EXPECT_THROW(add(m_database), DatabaseReadOnly);
 }
 
 TEST_F(Moving, BeginsServicesOnlyWhereTheRecordsAre)

@@ -14,6 +14,7 @@ class ReadOnly : public ServiceFixture {
 protected:
     void SetUp() override
     {
+        m_settings.keepStandardError = true;
         start();
         m_group = anna().createGroup("Family");
         m_photo = anna().uploadPhoto(m_group, smallPicture());
@@ -27,7 +28,7 @@ protected:
     {
         runSql(m_data, "DELETE FROM setting WHERE name = 'moving'");
         if (!state.empty())
-            runSql(m_data, "INSERT INTO setting (name, value) VALUES ('moving', '" + state + " 1 2 another place')");
+            runSql(m_data, "INSERT INTO setting (name, value) VALUES ('moving', '" + state + " 1 2 3 another place')");
     }
     static void expectRefused(const HttpReply& reply, const std::string& why = "are being moved")
     {
@@ -36,12 +37,12 @@ protected:
         EXPECT_THAT(reply.body, HasSubstr(why));
     }
     std::string feed() { return anna().get(ServiceClient::path(m_group + "/feeds?&search_before=latest")).body; }
-    std::string health()
+    std::string health(int status = 200)
     {
         Wire wire(port());
         wire.send("GET /healthz HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
         const HttpReply reply = wire.receive();
-        EXPECT_EQ(reply.status, 200);
+        EXPECT_EQ(reply.status, status);
         return reply.body;
     }
 
@@ -103,6 +104,24 @@ TEST_F(ReadOnly, SaysSoWhenItsRecordsAreElsewhere)
     }
 }
 
+TEST_F(ReadOnly, ChangesNothingOnceItsMediaAreElsewhere)
+{
+    const std::string before = feed();
+    // As it is left by a move of the media alone, for a service that the mover did not see.
+    runSql(m_data, "INSERT INTO setting (name, value) VALUES ('media_number', '1')");
+    expectRefused(anna().sendFile(m_slot, anotherPicture()), "until it is begun anew");
+    expectRefused(anna().comment(m_photo, "text"), "until it is begun anew");
+    EXPECT_EQ(feed(), before);
+    EXPECT_EQ(request(port(), "GET", m_media.front()).status, 200);
+    EXPECT_EQ(health(503), "the media were moved: this service must be begun anew\n");
+    EXPECT_THAT(m_process->standardError(),
+                HasSubstr("moved since this program began, so that it can change nothing: begin it anew"));
+    restart();
+    EXPECT_EQ(health(), "well\n");
+    EXPECT_EQ(anna().sendFile(m_slot, anotherPicture()).status, 200) << "nothing of the refused upload is in its way";
+    expectConsistent();
+}
+
 /// A browser that is signed in stays so.
 class ReadOnlyPage : public PageFixture {};
 
@@ -112,7 +131,7 @@ TEST_F(ReadOnlyPage, LetsBrowsersLookOn)
     const std::string group = anna().createGroup("Family");
     // So long ago that the use would be noted.
     sql("UPDATE session SET used = used - 86400000");
-    sql("INSERT INTO setting (name, value) VALUES ('moving', 'leaving 1 2 another place')");
+    sql("INSERT INTO setting (name, value) VALUES ('moving', 'leaving 1 2 3 another place')");
     const HttpReply groups = browser.get("/page/groups");
     EXPECT_EQ(groups.status, 200) << groups.body;
     EXPECT_THAT(groups.body, HasSubstr("Family"));

@@ -91,7 +91,7 @@ protected:
     {
         std::int64_t rows = 0;
         for (const TableEntry& table : recordTables())
-            rows += copyTable(from, to, table, step);
+            rows += copyTable(from, to, table, {}, step);
         return rows;
     }
 
@@ -201,11 +201,54 @@ TEST_F(RecordCopy, RemovesWhatIsThereButTheMark)
 {
     Database database(place("a", false));
     fill(database);
-    database.change([](DatabaseConnection& connection) { setMoveMark(connection, {MoveState::ARRIVING, "1", "2", "there"}); });
-    removeRecords(database, nothing);
+    const MoveMark mark{MoveState::ARRIVING, "1", "2", "3", "there"};
+    database.change([&](DatabaseConnection& connection) { setMoveMark(connection, mark); });
+    removeRecords(database, mark, nothing);
     EXPECT_EQ(findMoveMark(database.read()).place, "there");
     database.change([](DatabaseConnection& connection) { setMoveMark(connection, {}); }, Database::Purpose::ALONE);
     EXPECT_TRUE(isWithoutRecords(database));
+}
+
+TEST_F(RecordCopy, ChangesNothingBehindTheMarkOfAnotherMover)
+{
+    Database from(place("from", false));
+    fill(from);
+    Database to(place("to", false));
+    const MoveMark mine{MoveState::ARRIVING, "1", "mine", "3", "there"};
+    MoveMark mark = mine;
+    const auto setMark = [&](const std::string& mover) {
+        mark.mover = mover;
+        to.change([&](DatabaseConnection& connection) { setMoveMark(connection, mark); }, Database::Purpose::ALONE);
+    };
+    setMark("mine");
+    for (const TableEntry& table : recordTables())
+        copyTable(from, to, table, mine, nothing);
+    expectSame(from, to);
+    // Another one has gone on, and now the records are in use.
+    setMark("another's");
+    to.write()->execute("DELETE FROM comment");
+    for (const TableEntry& table : recordTables()) {
+        if (table.numbered)
+            to.write()->setLastNumber(table.name, 200);
+    }
+    const auto sums = [&] {
+        std::vector<TableSum> all;
+        for (const TableEntry& table : recordTables())
+            all.push_back(sumOf(to, table, nothing));
+        return all;
+    };
+    const std::vector<TableSum> before = sums();
+    for (const MoveState state : {MoveState::ARRIVING, MoveState::NONE}) {
+        mark.state = state;
+        setMark("another's");
+        for (const TableEntry& table : recordTables()) {
+            if (table.numbered || table.name == "comment") {
+                EXPECT_THROW(copyTable(from, to, table, mine, nothing), std::runtime_error) << table.name;
+            }
+        }
+        EXPECT_THROW(removeRecords(to, mine, nothing), std::runtime_error);
+        EXPECT_TRUE(sums() == before);
+    }
 }
 
 TEST_F(RecordCopy, MakesTextOfBytesThatAreNone)

@@ -155,7 +155,7 @@ struct Values {
 
 std::string nameOnServer(Sql sql) { return "kinloomd_" + std::to_string(static_cast<std::size_t>(sql)); }
 
-/// The statements that a transaction begins with, in one go. Each change has read the table in which the mark of a move stands, and
+/// The statements that a transaction begins with, in one go. Each change has read the table in which the marks of moves stand, and
 /// so holds a lock on the table, which keeps out nobody but those who want the table alone: these have waited for all changes.
 std::string beginningOf(DatabaseConnection::Purpose purpose)
 {
@@ -164,7 +164,7 @@ std::string beginningOf(DatabaseConnection::Purpose purpose)
     case DatabaseConnection::Purpose::READ:
         return "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY";
     case DatabaseConnection::Purpose::WRITE:
-        return change + "; " + MOVE_MARK_QUERY;
+        return change + "; " + CHANGE_MARKS_QUERY;
     case DatabaseConnection::Purpose::MOVE:
         return change;
     case DatabaseConnection::Purpose::ALONE:
@@ -308,11 +308,11 @@ void PostgresqlConnection::begin(Purpose purpose)
     m_inTransaction = true;
     m_transactionEnds = Clock::now() + (alone ? milliseconds(LONGEST_CHANGE) : STATEMENT_TIME);
     try {
-        const TextRows mark = execute(beginningOf(purpose));
+        const TextRows marks = execute(beginningOf(purpose));
         if (!alone)
             m_transactionEnds = Clock::now() + TRANSACTION_TIME;
-        if (purpose == Purpose::WRITE && !mark.empty())
-            throwMoving(mark.front().front());
+        if (purpose == Purpose::WRITE)
+            requireChangeable(marks, mediaNumber());
     } catch (...) {
         rollback();
         throw;

@@ -138,7 +138,7 @@ SqliteConnection::SqliteConnection(const std::string& file, bool create)
 
 SqliteConnection::~SqliteConnection()
 {
-    m_moveMark.reset();
+    m_marks.reset();
     forgetStatements();
 }
 
@@ -156,22 +156,23 @@ void SqliteConnection::begin(Purpose purpose)
     if (purpose != Purpose::WRITE)
         return;
     try {
-        requireNotMoving();
+        requireChanges();
     } catch (...) {
         rollback();
         throw;
     }
 }
 
-void SqliteConnection::requireNotMoving()
+void SqliteConnection::requireChanges()
 {
-    if (!m_moveMark)
-        m_moveMark = statement(MOVE_MARK_QUERY);
-    const bool marked = m_moveMark->step();
-    const std::string mark = marked ? m_moveMark->text(0) : std::string();
-    m_moveMark->reset();
-    if (marked)
-        throwMoving(mark);
+    if (!m_marks)
+        m_marks = statement(CHANGE_MARKS_QUERY);
+    m_marks->reset(); // it may have failed in its midst
+    TextRows marks;
+    while (m_marks->step())
+        marks.push_back({m_marks->text(0), m_marks->text(1)});
+    m_marks->reset();
+    requireChangeable(marks, mediaNumber());
 }
 
 void SqliteConnection::commit() { execute("COMMIT"); }

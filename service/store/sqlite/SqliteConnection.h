@@ -38,13 +38,13 @@ protected:
 
 private:
     SqliteConnection(const std::string& file, int flags);
-    void requireNotMoving();
+    void requireChanges();
 
     struct Close {
         void operator()(sqlite3* database) const;
     };
     std::unique_ptr<sqlite3, Close> m_database;
-    std::unique_ptr<PreparedStatement> m_moveMark; ///< prepared when it is needed first
+    std::unique_ptr<PreparedStatement> m_marks; ///< prepared when they are needed first
 };
 
 } // namespace kinloomd
