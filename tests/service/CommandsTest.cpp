@@ -314,9 +314,10 @@ TEST_F(Commands, CheckAsksForAnOriginalThatAStoresListLacks)
         {"404 Not Found\r\nContent-Length: 0", "content " + photo + " has no file\n"},
     };
     for (const auto& each : cases) {
-        store.onRequest([&](const test::RawRequest& request) {
+        // The server's threads outlive the cases.
+        store.onRequest([head = each.head](const test::RawRequest& request) {
             if (request.line().rfind("HEAD ", 0) == 0)
-                return test::RawReply().send("HTTP/1.1 " + each.head + "\r\n\r\n");
+                return test::RawReply().send("HTTP/1.1 " + head + "\r\n\r\n");
             return test::RawReply::ok("<ListBucketResult/>");
         });
         const CommandResult result = command({"check"});
