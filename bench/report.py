@@ -6,7 +6,8 @@ Usage: report.py FIGURES [--json FILE] [--docs FOLDER] [--partial]
     FIGURES   lines of JSON: figures {"name", "value", "spread", "unit", "goal", "better"} and plots {"series", "points", ...}
     --json    writes the figures as one list
     --partial not everything was to be measured
-    --docs    redraws performance.svg and growth.svg in that folder and puts the table into its performance.md
+    --docs    keeps the figures in performance.json in that folder, redraws its performance.svg and growth.svg, and puts the table
+              into its performance.md; with --partial figures that were not measured stay as they were
 
 Ends with 0 when every figure that has a goal was measured, whether or not it reached it.
 """
@@ -31,12 +32,16 @@ tv_slides_memory_growth tv_memory""".split()
 MARKS = ("<!-- figures: written by scripts/bench -->", "<!-- figures: end -->")
 
 
+def in_order(figures):
+    """Of figures with the same name the last one."""
+    order = {name: place for place, name in enumerate(GOALS)}
+    named = {figure["name"]: figure for figure in figures}
+    return sorted(named.values(), key=lambda figure: (order.get(figure["name"], len(order)), figure["goal"] is None))
+
+
 def read(path):
     lines = [json.loads(line) for line in pathlib.Path(path).read_text().splitlines() if line.strip()]
-    figures = {line["name"]: line for line in lines if "name" in line}
-    order = {name: place for place, name in enumerate(GOALS)}
-    ordered = sorted(figures.values(), key=lambda figure: (order.get(figure["name"], len(order)), figure["goal"] is None))
-    return ordered, [line for line in lines if "series" in line]
+    return in_order([line for line in lines if "name" in line]), [line for line in lines if "series" in line]
 
 
 def is_met(figure):
@@ -180,13 +185,28 @@ def machine():
     return f"{os.cpu_count()} processors ({model}), Linux {os.uname().release}"
 
 
-def write_docs(folder, figures, plots):
+def machines(figures):
+    """What the figures were measured on: the machine of most of them, and which of them come from others."""
+    groups = {}
+    for figure in figures:
+        groups.setdefault(figure["machine"], []).append(figure["name"])
+    first, *others = sorted(groups, key=lambda name: -len(groups[name]))
+    return "; ".join([first, *(f"on {name}: " + ", ".join(f"`{figure}`" for figure in groups[name]) for name in others)])
+
+
+def write_docs(folder, figures, plots, partial):
+    kept = folder / "performance.json"
+    figures = [{**figure, "machine": machine()} for figure in figures]
+    if partial:
+        figures = in_order(json.loads(kept.read_text()) + figures)
+    kept.write_text("[\n" + ",\n".join(json.dumps(figure) for figure in figures) + "\n]\n")
     (folder / "performance.svg").write_text(bars(figures))
-    (folder / "growth.svg").write_text(growth(plots))
+    if plots or not partial:
+        (folder / "growth.svg").write_text(growth(plots))
     page = folder / "performance.md"
     content = page.read_text()
     begin, end = (content.index(mark) for mark in MARKS)
-    table = f"{MARKS[0]}\n\nMeasured on {machine()}.\n\n{markdown(figures)}\n\n"
+    table = f"{MARKS[0]}\n\nMeasured on {machines(figures)}.\n\n{markdown(figures)}\n\n"
     page.write_text(content[:begin] + table + content[end:])
 
 
@@ -206,7 +226,7 @@ def main():
     if arguments.json:
         pathlib.Path(arguments.json).write_text(json.dumps(figures, indent=1) + "\n")
     if arguments.docs:
-        write_docs(arguments.docs, figures, plots)
+        write_docs(arguments.docs, figures, plots, arguments.partial)
     if missing:
         sys.exit("not measured: " + " ".join(missing))
 
