@@ -5,6 +5,7 @@ import { dropImage, holdImages, lookAt, wantImage } from '../../common/imageQueu
 import { useSignal } from '../../common/signal';
 import { useAhead } from '../core/ahead';
 import * as api from '../core/api';
+import { Glide } from '../core/glide';
 import { flying, useStrokes } from '../core/input';
 import { monthName, photoName, t } from '../core/language';
 import { afterPaint, mark } from '../core/marks';
@@ -87,7 +88,8 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
   const box = useRef<HTMLDivElement>(null);
   const isFlying = useSignal(flying);
   const wasPainted = useRef(false);
-  const before = useRef(scroll);
+  /** From the first photos on: that they appear is no move. */
+  const glide = useRef<Glide | null>(null);
   const slots = useRef(new Slots());
 
   const stretches = geometry.total === 0 ? [] : geometry.between(scroll, scroll + view);
@@ -113,9 +115,6 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
   useLayoutEffect(() => {
     if (active) box.current?.querySelector<HTMLElement>(`[data-place="${focus}"]`)?.focus({ preventScroll: true });
   });
-  useLayoutEffect(() => {
-    before.current = scroll;
-  }, [scroll]);
 
   // Together with the images themselves: those that are stored come at once.
   useLayoutEffect(() => {
@@ -186,8 +185,8 @@ export function Grid({ state, name, group, across, view, active, onOpen }: Props
       );
     }
   }
-  // Short ways are seen as ways; jumps and held keys are not.
-  const glides = !isFlying && Math.abs(scroll - before.current) < view;
+  if (rows.length > 0) glide.current ??= new Glide(scroll);
+  const glides = glide.current?.to(scroll, view, isFlying, performance.now()) === true;
   return (
     <div class={`grid${glides ? ' glides' : ''}`} role="grid" aria-label={name} aria-rowcount={-1} aria-colcount={shape.columns} ref={box} onClick={open}>
       {rows}
