@@ -43,14 +43,17 @@ void upload(Database& database, const Slots& slots, std::int64_t place)
     UploadedFile file{"IMG_4711.jpg", Format::JPEG, 3'000'000, 4000, 3000, Millis{1'600'000'000'000}};
     const std::string number = std::to_string(slots.first + place);
     file.digest = std::string(64 - number.size(), '0') + number;
-    file.device = 1;
+    constexpr Id DEVICE = 1;
+    file.device = DEVICE;
     file.taker = {1, now() + Millis{1} * 3'600'000};
     Person creator;
     creator.id = person;
-    const Twins twins{file.device, now() - Limits().sentBeforeTime.count()};
+    const Twins twins{DEVICE, now() - Limits().sentBeforeTime.count()};
     database.change([&](DatabaseConnection& connection) {
         lockGroupAndPerson(connection, group, person);
-        Slot slot{slots.first + place, group};
+        Slot slot;
+        slot.id = slots.first + place;
+        slot.group = group;
         if (commitUploadAtOnce(connection, slot, file, creator, twins, 0))
             return;
         // Step by step.

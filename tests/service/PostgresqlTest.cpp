@@ -146,7 +146,7 @@ TEST_F(Postgresql, EndsTheWaitOfThoseWhoWaitForEachOther)
     auto two = std::async(std::launch::async, [&] { rename(ben, anna); });
     EXPECT_NO_THROW(one.get());
     EXPECT_NO_THROW(two.get());
-    EXPECT_EQ(attempts, 3) << "one of them was done anew";
+    EXPECT_GE(attempts, 3) << "one of them was done anew, and perhaps met the other one again";
     EXPECT_EQ(findPeopleByName(m_database->read(), "renamed").size(), 2U);
 }
 
