@@ -110,6 +110,14 @@ def picture(width, height, parts):
     return "\n".join([head + ' font-family="sans-serif">', f'<rect width="{width}" height="{height}" fill="white"/>', *parts, "</svg>", ""])
 
 
+def share_of_goal(figure):
+    """How much of what the goal allows is used. A goal of nothing is used up by anything."""
+    used, allowed = figure["value"], figure["goal"]
+    if figure["better"] == "higher":
+        used, allowed = allowed, used
+    return used / allowed if allowed else math.inf if used else 0
+
+
 def bars(figures):
     """One bar for each figure with a goal: how much of what the goal allows is used."""
     shown = [figure for figure in figures if figure["goal"] is not None]
@@ -121,7 +129,7 @@ def bars(figures):
         parts.append(line(x, top - 6, x, bottom, FAINT if share == 1 else LINE, 'stroke-dasharray="4 3"' if share == 1 else ""))
         parts.append(text(x, top - 10, "goal" if share == 1 else f"{share:g}", 10, "middle", FAINT))
     for place, figure in enumerate(shown):
-        share = figure["value"] / figure["goal"] if figure["better"] == "lower" else figure["goal"] / figure["value"]
+        share = share_of_goal(figure)
         y = top + place * height
         length = max(1.0, min(max(share, 0), end) / end * width)
         colour = GOOD if is_met(figure) else BAD

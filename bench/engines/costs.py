@@ -49,7 +49,7 @@ class Setting:
         self.database = server.new_database() if server else None
         self.server, self.store = server, store
         media = store.arguments(f"bench-{name.replace('+', '-')}") if store else ()
-        self.service = Kinloomd(where / name, self.database, media, store.environment if store else None)
+        self.service = Kinloomd(where / f"service-{name}", self.database, media, store.environment if store else None)
         records = rows.PostgresqlRecords(self.database) if server else rows.SqliteRecords(self.service.data / "kinloomd.db")
         self.counters = Counters(records) if server else None
         self.records = records
