@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Records that are being moved: nobody changes them, whichever engine keeps them.
 #include "store/Moving.h"
-#include "store/Groups.h"
 #include "store/People.h"
 
 #include "KinloomdProcess.h"
@@ -33,6 +32,25 @@ protected:
     static void add(Database& database)
     {
         database.change([](DatabaseConnection& connection) { addPerson(connection, "Anna", ""); });
+    }
+    /// Begins a mover's work in the midst of a change: it must wait until that has ended, and nothing can be changed behind it.
+    template <typename Work> void moveInTheMidstOfAChange(const Work& work)
+    {
+        std::atomic<bool> moved{false};
+        std::thread mover;
+        m_database.change([&](DatabaseConnection& connection) {
+            mover = std::thread([&] {
+                work();
+                moved = true;
+            });
+            // The mover has every chance to be too early.
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            EXPECT_FALSE(moved);
+            addPerson(connection, "Anna", "");
+        });
+        mover.join();
+        EXPECT_EQ(listPeople(m_database.read()).size(), 1U);
+        EXPECT_THROW(add(m_database), DatabaseReadOnly);
     }
 
     TemporaryFolder m_folder;
@@ -109,22 +127,9 @@ TEST_F(Moving, OfMediaKeepsOutThoseWhoKnowThePlaceOfBefore)
 TEST_F(Moving, OfMediaWaitsForAChangeThatWasBegunBefore)
 {
     m_database.setMediaNumber("");
-    std::atomic<bool> moved{false};
-    std::thread mover;
-    m_database.change([&](DatabaseConnection& connection) {
-        mover = std::thread([&] {
-            m_other.change([](DatabaseConnection& mine) { changeSetting(mine, MEDIA_NUMBER_SETTING, "1"); },
-                           Database::Purpose::ALONE);
-            moved = true;
-        });
-        // The mover has every chance to be too early.
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        EXPECT_FALSE(moved);
-        addPerson(connection, "Anna", "");
+    moveInTheMidstOfAChange([this] {
+        m_other.change([](DatabaseConnection& mine) { changeSetting(mine, MEDIA_NUMBER_SETTING, "1"); }, Database::Purpose::ALONE);
     });
-    mover.join();
-    EXPECT_EQ(listPeople(m_database.read()).size(), 1U);
-    EXPECT_THROW(add(m_database), DatabaseReadOnly);
 }
 
 TEST_F(Moving, BeginsServicesOnlyWhereTheRecordsAre)
@@ -146,21 +151,7 @@ TEST_F(Moving, BeginsServicesOnlyWhereTheRecordsAre)
 
 TEST_F(Moving, WaitsForAChangeThatWasBegunBefore)
 {
-    std::atomic<bool> marked{false};
-    std::thread mover;
-    m_database.change([&](DatabaseConnection& connection) {
-        mover = std::thread([&] {
-            mark(m_other, MoveState::LEAVING);
-            marked = true;
-        });
-        // The mover has every chance to be too early.
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        EXPECT_FALSE(marked);
-        addPerson(connection, "Anna", "");
-    });
-    mover.join();
-    EXPECT_EQ(listPeople(m_database.read()).size(), 1U);
-    EXPECT_THROW(add(m_database), DatabaseReadOnly);
+    moveInTheMidstOfAChange([this] { mark(m_other, MoveState::LEAVING); });
 }
 
 TEST_F(Moving, SeesNothingChangeBehindItsMark)
